@@ -1,0 +1,16 @@
+# Warnings for our own sources, not for whoever uses the libraries.
+add_library(orvex_warnings INTERFACE)
+target_compile_options(orvex_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+# g++ 12 sees overlapping copies in every `"literal" + string` that it optimises (GCC bug 105329).
+target_compile_options(orvex_warnings INTERFACE -Wno-restrict)
+
+# orvex_library(<folder's name> SOURCES <file>... [PUBLIC <library>...] [PRIVATE <library>...])
+# The library of a folder, to be linked as Orvex::<folder's name>.
+function(orvex_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC;PRIVATE")
+  add_library(${name} STATIC ${arg_SOURCES})
+  add_library(Orvex::${name} ALIAS ${name})
+  set_target_properties(${name} PROPERTIES OUTPUT_NAME orvex-${name})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE} $<BUILD_INTERFACE:orvex_warnings>)
+endfunction()
