@@ -1,0 +1,114 @@
+#include "Foundation/FileURL.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+
+namespace Orvex {
+
+namespace {
+
+constexpr std::string_view scheme = "file:";
+constexpr std::string_view hexDigits = "0123456789ABCDEF";
+
+/// The characters of RFC 3986's `pchar`, and the slash between components.
+bool standsForItselfInPath(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           std::string_view("-._~!$&'()*+,;=:@/").find(c) != std::string_view::npos;
+}
+
+std::optional<std::string> percentDecoded(std::string_view text) {
+    std::string decoded;
+    decoded.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            decoded += text[i];
+            continue;
+        }
+        unsigned char byte = 0;
+        const char* const digits = text.data() + i + 1;
+        const bool complete = text.size() - i > 2;
+        if (!complete || std::from_chars(digits, digits + 2, byte, 16).ptr != digits + 2) {
+            return std::nullopt;
+        }
+        decoded += static_cast<char>(byte);
+        i += 2;
+    }
+    return decoded;
+}
+
+bool startsWithIgnoringCase(std::string_view text, std::string_view lowerCasePrefix) {
+    const auto equal = [](char a, char lower) { return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == lower; };
+    return text.size() >= lowerCasePrefix.size() &&
+           std::equal(lowerCasePrefix.begin(), lowerCasePrefix.end(), text.begin(),
+                      [&](char lower, char a) { return equal(a, lower); });
+}
+
+} // namespace
+
+FileURL::FileURL(std::string_view absolutePath) {
+    text_.reserve(absolutePath.size() + 8);
+    text_ = "file://";
+    for (const char c : absolutePath) {
+        if (standsForItselfInPath(c)) {
+            text_ += c;
+        } else {
+            const auto byte = static_cast<unsigned char>(c);
+            text_ += {'%', hexDigits[byte >> 4U], hexDigits[byte & 0xFU]};
+        }
+    }
+}
+
+FileURL FileURL::fromPath(std::string_view path) {
+    std::string absolute;
+    if (!path.starts_with('/')) {
+        absolute = std::filesystem::current_path().native();
+    }
+    for (std::size_t start = 0; start <= path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        const std::string_view component = path.substr(start, end - start);
+        if (!component.empty() && component != ".") {
+            if (!absolute.ends_with('/')) {
+                absolute += '/';
+            }
+            absolute += component;
+        }
+        start = end + 1;
+    }
+    const bool namesFolder = path.empty() || path.ends_with('/');
+    if (absolute.empty() || (namesFolder && !absolute.ends_with('/'))) {
+        absolute += '/';
+    }
+    return FileURL(absolute);
+}
+
+std::optional<FileURL> FileURL::parse(std::string_view text) {
+    if (!startsWithIgnoringCase(text, scheme)) {
+        return std::nullopt;
+    }
+    text.remove_prefix(scheme.size());
+    if (text.starts_with("//")) {
+        text.remove_prefix(2);
+        constexpr std::string_view thisHost = "localhost";
+        if (startsWithIgnoringCase(text, thisHost)) {
+            text.remove_prefix(thisHost.size());
+        }
+    }
+    const auto forbidden = [](char c) {
+        return c == '?' || c == '#' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+    };
+    if (!text.starts_with('/') || std::any_of(text.begin(), text.end(), forbidden)) {
+        return std::nullopt;
+    }
+    const auto path = percentDecoded(text);
+    if (!path || path->find('\0') != std::string::npos) {
+        return std::nullopt;
+    }
+    return FileURL(*path);
+}
+
+std::string FileURL::path() const {
+    return *percentDecoded(std::string_view(text_).substr(std::string_view("file://").size()));
+}
+
+} // namespace Orvex

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Orvex {
+
+/// An absolute `file:` URL (RFC 8089) of this machine, in one canonical spelling: `file://`, then the path
+/// with every byte that is not allowed in a URL path percent-encoded (RFC 3986). The file need not exist.
+class FileURL {
+  public:
+    /// The URL of a path; a relative one is taken from the current folder. Components "." are dropped; ".."
+    /// stays, since what it means depends on symbolic links. Throws `std::filesystem::filesystem_error` when
+    /// the path is relative and the current folder is gone.
+    [[nodiscard]] static FileURL fromPath(std::string_view path);
+
+    /// Reads `file:///path`, `file://localhost/path` or `file:/path`. No value for another scheme, another
+    /// host, a query or fragment, a malformed escape, or a path with a control character in the clear or an
+    /// encoded NUL.
+    [[nodiscard]] static std::optional<FileURL> parse(std::string_view text);
+
+    [[nodiscard]] const std::string& text() const noexcept { return text_; }
+
+    /// The absolute path, decoded: the bytes to hand to the file system.
+    [[nodiscard]] std::string path() const;
+
+    friend bool operator==(const FileURL&, const FileURL&) = default;
+
+  private:
+    explicit FileURL(std::string_view absolutePath);
+
+    std::string text_;
+};
+
+} // namespace Orvex

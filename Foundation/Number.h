@@ -1,0 +1,35 @@
+#pragma once
+
+#include <charconv>
+#include <cmath>
+#include <concepts>
+#include <optional>
+#include <string_view>
+
+namespace Orvex {
+
+/// Reads the whole of `text` as a number: an optional sign, then decimal digits, for a floating-point type
+/// also a fraction and an exponent. No value for anything else: white space, another base, a number out of
+/// range or not finite.
+template <class T>
+requires std::integral<T> || std::floating_point<T>
+[[nodiscard]] std::optional<T> parseNumber(std::string_view text) {
+    const bool hasPlus = text.starts_with('+');
+    if (hasPlus) {
+        text.remove_prefix(1);
+    }
+    T number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = error == std::errc{} && end == text.data() + text.size();
+    if (!whole || (hasPlus && text.starts_with('-'))) {
+        return std::nullopt;
+    }
+    if constexpr (std::floating_point<T>) {
+        if (!std::isfinite(number)) {
+            return std::nullopt;
+        }
+    }
+    return number;
+}
+
+} // namespace Orvex

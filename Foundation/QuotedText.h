@@ -1,0 +1,24 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace Orvex {
+
+/// Appends `text` in double quotes, safe to show on a terminal: quotes, backslashes, control characters (C0,
+/// DEL, C1), bidirectional controls, U+2028 and U+2029 are escaped as `\"`, `\\`, `\n`, `\r`, `\t` or
+/// `\u{HEX}`, and bytes that are no UTF-8 as `\xHH`. The result is one line of valid UTF-8 that cannot move a
+/// cursor.
+void appendQuoted(std::string& out, std::string_view text);
+
+[[nodiscard]] std::string inQuotes(std::string_view text);
+
+/// The same escapes without the surrounding quotes, quotes and backslashes left alone: for text from
+/// elsewhere that is a sentence, such as an error message.
+[[nodiscard]] std::string onOneLine(std::string_view text);
+
+/// The elements quoted, separated by ", ", inside square brackets.
+[[nodiscard]] std::string quotedList(std::span<const std::string> elements);
+
+} // namespace Orvex

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+namespace Orvex {
+
+/// Reads the character that begins at byte `position` of `text`, which must be inside, and moves on behind
+/// it. No value, for as many bytes as can be told to belong together, where they are no well-formed UTF-8
+/// (Unicode Standard, section 3.9).
+[[nodiscard]] std::optional<char32_t> nextCharacter(std::string_view text, std::size_t& position);
+
+} // namespace Orvex
