@@ -1,0 +1,57 @@
+#include "Orvex/TerminalTools.h"
+
+#include "Foundation/FatalError.h"
+#include "Foundation/RegularExpression.h"
+#include <cstdio>
+#include <stdexcept>
+
+namespace Orvex {
+
+namespace {
+
+constexpr std::string_view green = "\x1b[0;32m";
+constexpr std::string_view red = "\x1b[0;31m";
+constexpr std::string_view reset = "\x1b[0;0m";
+
+/// A two-character escape, or a control sequence with its parameters (ECMA-48).
+constexpr std::string_view escapePattern = "\x1b(?:[@-Z\\-_]|\\[[0-?]*[ -/]*[@-~])";
+
+std::string colored(std::string_view color, std::string_view label) {
+    std::string text;
+    text.reserve(color.size() + label.size() + reset.size());
+    return text.append(color).append(label).append(reset);
+}
+
+std::string strippingEscapes(std::string_view text) {
+    try {
+        RegularExpression escape(escapePattern, RegularExpression::CaseSensitivity::insensitive);
+        return escape.removingMatches(text, characterCount(text));
+    } catch (const std::invalid_argument& error) {
+        fatalError("Orvex/TerminalTools:38", error.what());
+    }
+}
+
+void writeLine(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fputc('\n', stdout);
+}
+
+} // namespace
+
+std::string inGreen(std::string_view label) {
+    return colored(green, label);
+}
+
+std::string inRed(std::string_view label) {
+    return colored(red, label);
+}
+
+void printLine(std::string_view text, bool noColor) {
+    if (noColor) {
+        writeLine(strippingEscapes(text));
+    } else {
+        writeLine(text);
+    }
+}
+
+} // namespace Orvex

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Orvex {
+
+/// `label` in green, then the default attributes again: the label of a result, or a heading.
+[[nodiscard]] std::string inGreen(std::string_view label);
+
+/// `label` in red: an error, or nothing found.
+[[nodiscard]] std::string inRed(std::string_view label);
+
+/// Prints `text` and a newline to standard output, as it is or, with `noColor`, without its escape sequences.
+///
+/// Sequences are looked for in as many UTF-16 code units from the start as the text has user-perceived
+/// characters. In a text with characters of several code units, sequences near its end therefore stay.
+void printLine(std::string_view text, bool noColor);
+
+} // namespace Orvex

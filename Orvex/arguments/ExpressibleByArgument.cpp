@@ -1,0 +1,82 @@
+#include "Orvex/arguments/ExpressibleByArgument.h"
+
+#include "Orvex/arguments/Wording.h"
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace Orvex {
+
+namespace {
+
+/// Whether the text begins as a URL does (RFC 3986, section 3.1): a letter; letters, digits, "+", "-" and
+/// "."; ":".
+bool hasURLScheme(std::string_view text) {
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    const auto isSchemeCharacter = [&](char c) {
+        return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+    };
+    const auto* const end = std::find_if_not(text.begin(), text.end(), isSchemeCharacter);
+    return !text.empty() && isLetter(text.front()) && end != text.end() && *end == ':';
+}
+
+} // namespace
+
+ValueSyntax ArgumentConversion<std::string>::syntax() {
+    return {.placeholder = "<text>", .expected = "a text", .values = {}, .meanings = {}};
+}
+
+std::optional<bool> ArgumentConversion<bool>::parse(std::string_view word) {
+    if (word == "true" || word == "false") {
+        return word == "true";
+    }
+    return std::nullopt;
+}
+
+ValueSyntax ArgumentConversion<bool>::syntax() {
+    return {.placeholder = "<true|false>",
+            .expected = "true or false",
+            .values = {"true", "false"},
+            .meanings = {}};
+}
+
+std::string ArgumentConversion<double>::text(double value) {
+    std::array<char, 32> digits{};
+    return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr};
+}
+
+ValueSyntax ArgumentConversion<double>::syntax() {
+    return {
+        .placeholder = "<number>", .expected = "a finite number such as 12.5", .values = {}, .meanings = {}};
+}
+
+std::optional<std::filesystem::path> ArgumentConversion<std::filesystem::path>::parse(std::string_view word) {
+    return word.empty() ? std::nullopt : std::optional(std::filesystem::path(word));
+}
+
+ValueSyntax ArgumentConversion<std::filesystem::path>::syntax() {
+    return {.placeholder = "<path>", .expected = "a path", .values = {}, .meanings = {}};
+}
+
+std::optional<FileURL> ArgumentConversion<FileURL>::parse(std::string_view word) {
+    if (word.empty()) {
+        return std::nullopt;
+    }
+    return hasURLScheme(word) ? FileURL::parse(word) : FileURL::fromPath(word);
+}
+
+ValueSyntax ArgumentConversion<FileURL>::syntax() {
+    return {.placeholder = "<path>",
+            .expected = "a path, or a file: URL with percent-encoding such as file:///tmp/my%20video.mov",
+            .values = {},
+            .meanings = {}};
+}
+
+ValueSyntax enumerationSyntax(std::vector<std::string> numbers, std::vector<std::string> caseNames) {
+    return {.placeholder = "<" + joined(numbers, "|") + ">",
+            .expected = alternatives(numbers) + " (" + joined(caseNames, ", ") + ")",
+            .values = std::move(numbers),
+            .meanings = std::move(caseNames)};
+}
+
+} // namespace Orvex

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "Foundation/Enumeration.h"
+#include "Foundation/FileURL.h"
+#include "Foundation/Number.h"
+#include <concepts>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Orvex {
+
+/// What help, messages and completion say of the values of a type.
+struct ValueSyntax {
+    /// Stands for a value in a usage line, as in "<number>".
+    std::string placeholder;
+    /// Completes "expected …".
+    std::string expected;
+    /// Every word that is a value, where they are few.
+    std::vector<std::string> values;
+    /// What the values stand for, one for each, where the words do not tell.
+    std::vector<std::string> meanings;
+};
+
+/// Says how a type is read from a word of the command line; specialised for each such type.
+template <class T>
+struct ArgumentConversion;
+
+/// A type whose values can be given on the command line.
+template <class T>
+concept ExpressibleByArgument = requires(std::string_view word, const T& value) {
+    { ArgumentConversion<T>::parse(word) } -> std::same_as<std::optional<T>>;
+    { ArgumentConversion<T>::text(value) } -> std::same_as<std::string>;
+    { ArgumentConversion<T>::syntax() } -> std::same_as<ValueSyntax>;
+};
+
+template <>
+struct ArgumentConversion<std::string> {
+    static std::optional<std::string> parse(std::string_view word) { return std::string(word); }
+    static std::string text(const std::string& value) { return value; }
+    static ValueSyntax syntax();
+};
+
+template <>
+struct ArgumentConversion<bool> {
+    static std::optional<bool> parse(std::string_view word);
+    static std::string text(bool value) { return value ? "true" : "false"; }
+    static ValueSyntax syntax();
+};
+
+template <>
+struct ArgumentConversion<double> {
+    static std::optional<double> parse(std::string_view word) { return parseNumber<double>(word); }
+    static std::string text(double value);
+    static ValueSyntax syntax();
+};
+
+template <>
+struct ArgumentConversion<std::filesystem::path> {
+    static std::optional<std::filesystem::path> parse(std::string_view word);
+    static std::string text(const std::filesystem::path& value) { return value.native(); }
+    static ValueSyntax syntax();
+};
+
+/// A path, relative to the current folder or absolute, or a `file:` URL.
+template <>
+struct ArgumentConversion<FileURL> {
+    static std::optional<FileURL> parse(std::string_view word);
+    static std::string text(const FileURL& value) { return value.text(); }
+    static ValueSyntax syntax();
+};
+
+/// The syntax of an enumeration that is written as the number of a case.
+[[nodiscard]] ValueSyntax enumerationSyntax(std::vector<std::string> numbers,
+                                            std::vector<std::string> caseNames);
+
+template <RawRepresentable E>
+struct ArgumentConversion<E> {
+    static std::optional<E> parse(std::string_view word) {
+        const auto raw = parseNumber<std::underlying_type_t<E>>(word);
+        return raw ? fromRawValue<E>(*raw) : std::nullopt;
+    }
+    static std::string text(E value) { return std::to_string(rawValue(value)); }
+    static ValueSyntax syntax() {
+        std::vector<std::string> numbers;
+        std::vector<std::string> caseNames;
+        for (const E value : allCases<E>()) {
+            numbers.push_back(text(value));
+            caseNames.emplace_back(caseName(value));
+        }
+        return enumerationSyntax(std::move(numbers), std::move(caseNames));
+    }
+};
+
+} // namespace Orvex

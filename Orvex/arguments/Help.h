@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Orvex/arguments/ParsableArguments.h"
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace Orvex {
+
+/// "Usage: ", the words that call the command, every option that has to be given, and "[options]" if there
+/// are others. Without a newline.
+[[nodiscard]] std::string usageLine(std::string_view invocation, std::span<const BoundProperty> properties);
+
+/// Appends each option with its spellings, help text, values and default, wrapped to `width` columns. Options
+/// without a spelling are left out.
+void appendOptions(std::string& out, std::span<const BoundProperty> properties, std::size_t width);
+
+/// The columns of the terminal that standard output is, or 80 where it is none.
+[[nodiscard]] std::size_t terminalWidth();
+
+} // namespace Orvex

@@ -1,0 +1,145 @@
+#include "Orvex/arguments/Parser.h"
+
+#include "Foundation/QuotedText.h"
+#include "Orvex/arguments/Wording.h"
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Orvex {
+
+namespace {
+
+constexpr std::string_view optionsEnd = "--";
+
+bool looksLikeOption(std::string_view word) {
+    return word.starts_with('-');
+}
+
+class Parser {
+  public:
+    Parser(std::span<const BoundProperty> properties, Words words) : words_(words) {
+        for (const BoundProperty& bound : properties) {
+            for (std::string& spelling : bound.spellings()) {
+                spellings_.push_back(std::move(spelling));
+                properties_.push_back(bound.property);
+            }
+        }
+    }
+
+    std::size_t parse() {
+        while (position_ < words_.size() && looksLikeOption(words_[position_])) {
+            const std::string_view word = words_[position_++];
+            if (word == optionsEnd) {
+                break;
+            }
+            parseOption(word);
+        }
+        return position_;
+    }
+
+  private:
+    void parseOption(std::string_view word) {
+        const std::size_t equals = std::min(word.find('='), word.size());
+        const std::string_view name = word.substr(0, equals);
+        std::optional<std::string_view> attached;
+        if (equals < word.size()) {
+            attached = word.substr(equals + 1);
+        }
+        Property& property = propertySpelled(name);
+        if (property.valueCount() == ValueCount::none) {
+            if (attached) {
+                throw UsageError("unexpected value " + inQuotes(*attached) + " for " + std::string(name) +
+                                 ": a flag takes none");
+            }
+            static_cast<void>(property.take(""));
+            return;
+        }
+        take(property, name, attached ? *attached : nextValue(property, name));
+        if (property.valueCount() == ValueCount::upToNextOption) {
+            while (position_ < words_.size() && !looksLikeOption(words_[position_])) {
+                take(property, name, words_[position_++]);
+            }
+        }
+    }
+
+    Property& propertySpelled(std::string_view name) {
+        const auto found = std::find(spellings_.begin(), spellings_.end(), name);
+        if (found != spellings_.end()) {
+            return *properties_[static_cast<std::size_t>(found - spellings_.begin())];
+        }
+        const std::size_t near = nearest(name, spellings_);
+        throw UsageError("unknown option " + inQuotes(name) +
+                         (near < spellings_.size() ? ": did you mean " + spellings_[near] + "?"
+                                                   : ": expected one that --help lists"));
+    }
+
+    std::string_view nextValue(const Property& property, std::string_view name) {
+        if (position_ < words_.size() && !looksLikeOption(words_[position_])) {
+            return words_[position_++];
+        }
+        std::string fault =
+            "missing value for " + std::string(name) + ": expected " + property.syntax().expected;
+        const bool isValueWithDash =
+            position_ < words_.size() && words_[position_] != optionsEnd &&
+            std::find(spellings_.begin(), spellings_.end(), words_[position_]) == spellings_.end();
+        if (isValueWithDash) {
+            fault += "; one that begins with \"-\" is given as " +
+                     onOneLine(std::string(name) + "=" + std::string(words_[position_]));
+        }
+        throw UsageError(fault);
+    }
+
+    static void take(Property& property, std::string_view name, std::string_view value) {
+        if (property.take(value)) {
+            return;
+        }
+        const ValueSyntax syntax = property.syntax();
+        std::string fault = "invalid value " + inQuotes(value) + " for " + std::string(name) + ": expected " +
+                            syntax.expected;
+        const std::size_t nearValue = nearest(value, syntax.values);
+        const std::size_t nearMeaning = nearest(value, syntax.meanings);
+        if (nearMeaning < syntax.meanings.size()) {
+            fault += "; did you mean " + syntax.values[nearMeaning] + "?";
+        } else if (nearValue < syntax.values.size() && syntax.meanings.empty()) {
+            fault += "; did you mean " + syntax.values[nearValue] + "?";
+        }
+        throw UsageError(fault);
+    }
+
+    Words words_;
+    std::size_t position_ = 0;
+    std::vector<std::string> spellings_;
+    std::vector<Property*> properties_;
+};
+
+} // namespace
+
+std::size_t parseOptions(std::span<const BoundProperty> properties, Words words) {
+    return Parser(properties, words).parse();
+}
+
+void parseArguments(std::span<const BoundProperty> properties, Words words) {
+    const std::size_t parsed = parseOptions(properties, words);
+    if (parsed < words.size()) {
+        throw UsageError("unexpected argument " + inQuotes(words[parsed]) + ": expected an option");
+    }
+    for (const BoundProperty& bound : properties) {
+        if (bound.property->isMissing()) {
+            throw UsageError("missing option " + alternatives(bound.spellings()) + ": expected " +
+                             bound.property->syntax().expected);
+        }
+    }
+}
+
+bool isGiven(const BoundProperty& property, Words words) {
+    const std::vector<std::string> spellings = property.spellings();
+    const auto end = std::find(words.begin(), words.end(), optionsEnd);
+    return std::any_of(words.begin(), end, [&](std::string_view word) {
+        return std::find(spellings.begin(), spellings.end(), word) != spellings.end();
+    });
+}
+
+} // namespace Orvex

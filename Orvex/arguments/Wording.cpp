@@ -1,0 +1,102 @@
+#include "Orvex/arguments/Wording.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace Orvex {
+
+namespace {
+
+std::string lowerCased(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return lower;
+}
+
+/// Optimal string alignment distance: the cost of the cheapest edits, none of which touches a character
+/// twice.
+std::size_t editDistance(std::string_view from, std::string_view to) {
+    // Three rows of the table of distances between prefixes; row i belongs to the first i characters of
+    // `from`.
+    std::vector<std::size_t> beforePrevious(to.size() + 1);
+    std::vector<std::size_t> previous(to.size() + 1);
+    std::vector<std::size_t> current(to.size() + 1);
+    for (std::size_t j = 0; j <= to.size(); ++j) {
+        current[j] = j;
+    }
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        std::swap(beforePrevious, previous);
+        std::swap(previous, current);
+        current[0] = i;
+        for (std::size_t j = 1; j <= to.size(); ++j) {
+            const std::size_t replaced = previous[j - 1] + (from[i - 1] == to[j - 1] ? 0 : 1);
+            current[j] = std::min({replaced, previous[j] + 1, current[j - 1] + 1});
+            if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
+                current[j] = std::min(current[j], beforePrevious[j - 2] + 1);
+            }
+        }
+    }
+    return current[to.size()];
+}
+
+} // namespace
+
+std::string joined(std::span<const std::string> texts, std::string_view separator) {
+    std::string all;
+    for (const std::string& text : texts) {
+        if (&text != texts.data()) {
+            all += separator;
+        }
+        all += text;
+    }
+    return all;
+}
+
+std::string alternatives(std::span<const std::string> texts) {
+    if (texts.size() < 2) {
+        return joined(texts, "");
+    }
+    return joined(texts.first(texts.size() - 1), ", ") + " or " + texts.back();
+}
+
+std::size_t nearest(std::string_view word, std::span<const std::string> candidates) {
+    constexpr std::size_t longestWord = 100;
+    if (word.size() > longestWord) {
+        return candidates.size();
+    }
+    const std::string lower = lowerCased(word);
+    std::size_t fewest = word.size() < 8 ? 2 : 3;
+    std::size_t found = candidates.size();
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        const std::size_t distance = editDistance(lower, lowerCased(candidates[i]));
+        if (distance < fewest) {
+            fewest = distance;
+            found = i;
+        }
+    }
+    return found;
+}
+
+void appendWrapped(std::string& out, std::string_view text, std::size_t column, std::size_t indent,
+                   std::size_t width) {
+    bool atStart = true;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(' '), text.size());
+        if (!atStart && column + 1 + end > width) {
+            out += '\n';
+            out.append(indent, ' ');
+            column = indent;
+        } else if (!atStart) {
+            out += ' ';
+            ++column;
+        }
+        out += text.substr(0, end);
+        column += end;
+        atStart = false;
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+}
+
+} // namespace Orvex

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace Orvex {
+
+/// The texts with `separator` between them.
+[[nodiscard]] std::string joined(std::span<const std::string> texts, std::string_view separator);
+
+/// The texts as a choice: "a, b or c".
+[[nodiscard]] std::string alternatives(std::span<const std::string> texts);
+
+/// The index of the candidate that `word` is probably a misspelling of: the first of those the fewest edits
+/// away (a character inserted, removed or replaced, or two neighbours swapped; a change of letter case is
+/// free), as long as that is one edit, or two for a word of eight characters or more. `candidates.size()`
+/// when none is near.
+[[nodiscard]] std::size_t nearest(std::string_view word, std::span<const std::string> candidates);
+
+/// Breaks `text` at blanks into lines of at most `width` characters and appends them, each but the first
+/// after a newline and `indent` blanks. A word that is wider gets a line of its own. `column` is where the
+/// first line begins.
+void appendWrapped(std::string& out, std::string_view text, std::size_t column, std::size_t indent,
+                   std::size_t width);
+
+} // namespace Orvex

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Orvex/arguments/Property.h"
+#include "Orvex/model/InputTypes.h"
+#include <string>
+#include <vector>
+
+namespace Orvex {
+
+// Options that several commands declare alike.
+
+[[nodiscard]] inline Flag noColorFlag() {
+    return {{singleDash("nc"), derivedLong}, "Turn off color printing in the response."};
+}
+
+[[nodiscard]] inline Option<std::vector<InputMessageType>> typesOption() {
+    return {{}, {singleDash("mt"), customLong("types")}, "The message type."};
+}
+
+[[nodiscard]] inline Option<std::vector<InputProviderType>> providersOption() {
+    return {{}, {singleDash("p"), customLong("providers")}, "The message provider."};
+}
+
+[[nodiscard]] inline Option<std::vector<std::string>> handlesOption() {
+    return {{}, {singleDash("handles"), customLong("handles")}, "Handles to get messages for."};
+}
+
+} // namespace Orvex

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Orvex/arguments/ParsableArguments.h"
+#include "Orvex/commands/CommonOptions.h"
+#include <string>
+#include <vector>
+
+namespace Orvex {
+
+/// Deletes the messages that the user picks from those that a filter selects.
+struct DeleteMessage {
+    Flag noColor = noColorFlag();
+    Flag deleteAll{{singleDash("a")}, "Delete all messages from the store"};
+    Option<std::vector<InputMessageType>> types = typesOption();
+    Option<std::vector<InputProviderType>> providers = providersOption();
+    Option<std::vector<std::string>> handles = handlesOption();
+    Option<std::vector<std::string>> messageUUIDStrings{
+        {}, {singleDash("rids"), customLong("recordUUIDs")}, "A list of recordUUIDs to delete."};
+
+    ORVEX_CODING_KEYS(DeleteMessage, noColor, deleteAll, types, providers, handles, messageUUIDStrings)
+};
+static_assert(ParsableCommand<DeleteMessage>);
+
+} // namespace Orvex

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Orvex/arguments/ParsableArguments.h"
+#include "Orvex/commands/CommonOptions.h"
+
+namespace Orvex {
+
+/// Prints the state of the store's cloud account.
+struct GetAccountStatus {
+    Flag noColor = noColorFlag();
+
+    ORVEX_CODING_KEYS(GetAccountStatus, noColor)
+};
+static_assert(ParsableCommand<GetAccountStatus>);
+
+} // namespace Orvex

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Orvex/arguments/ParsableArguments.h"
+#include "Orvex/commands/CommonOptions.h"
+
+namespace Orvex {
+
+/// Prints how many messages the store holds.
+struct GetTotalCount {
+    Flag noColor = noColorFlag();
+
+    Async<void> run();
+
+    ORVEX_CODING_KEYS(GetTotalCount, noColor)
+};
+static_assert(AsyncParsableCommand<GetTotalCount>);
+
+} // namespace Orvex

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Orvex/arguments/ParsableArguments.h"
+#include "Orvex/commands/CommonOptions.h"
+
+namespace Orvex {
+
+/// Prints whether the store has messages transcribed.
+struct TranscriptionEnabled {
+    Flag noColor = noColorFlag();
+
+    Async<void> run();
+
+    ORVEX_CODING_KEYS(TranscriptionEnabled, noColor)
+};
+static_assert(AsyncParsableCommand<TranscriptionEnabled>);
+
+} // namespace Orvex

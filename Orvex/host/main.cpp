@@ -1,0 +1,61 @@
+#include "Orvex/arguments/Tool.h"
+#include "Orvex/commands/GetAllMessages.h"
+#include "Orvex/commands/GetTotalCount.h"
+#include "Orvex/commands/SaveMessage.h"
+#include "Orvex/commands/TranscriptionEnabled.h"
+#include "Orvex/store/MessageStoreClient.h"
+#include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+struct HostOptions {
+    Orvex::Option<std::optional<std::filesystem::path>> store{
+        std::nullopt,
+        {Orvex::derivedLong},
+        "The file of the message store. Without it: orvex/messages.db in $XDG_DATA_HOME, or else in "
+        "~/.local/share."};
+
+    ORVEX_CODING_KEYS(HostOptions, store)
+};
+static_assert(Orvex::ParsableArguments<HostOptions>);
+
+/// The user's data folder (XDG Base Directory Specification): relative paths in the variable are to be
+/// ignored.
+std::filesystem::path userDataFolder() {
+    if (const char* const data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data == '/') {
+        return data;
+    }
+    if (const char* const home = std::getenv("HOME"); home != nullptr && *home == '/') {
+        return std::filesystem::path(home) / ".local/share";
+    }
+    throw std::runtime_error("cannot tell where the message store is: HOME is not set; give --store <path>");
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const std::vector<std::string_view> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+    HostOptions options;
+    const Orvex::Tool tool{
+        .name = "orvex",
+        .version = ORVEX_VERSION,
+        .summary = "Looks into a device's message store, and changes it.",
+        .subcommands = Orvex::subcommandTypes<Orvex::TranscriptionEnabled, Orvex::SaveMessage,
+                                              Orvex::GetTotalCount, Orvex::GetAllMessages>(),
+        .options = Orvex::boundProperties(options),
+        .prepare = [&options] {
+            const std::filesystem::path file =
+                options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
+            Orvex::MessageStoreClient::setStoreFactory(
+                [file] { return std::make_shared<Orvex::SQLiteMessageStore>(file); });
+        }};
+    return static_cast<int>(Orvex::run(tool, words));
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Foundation/Enumeration.h"
+#include "Orvex/model/StoreValues.h"
+#include <cstdint>
+
+namespace Orvex {
+
+// The words of the command line, each written as its number. They are apart from the values of a store, which
+// counts providers from 1.
+
+enum class InputMessageType : std::int16_t { screened, audio, video };
+BOOST_DESCRIBE_ENUM(InputMessageType, screened, audio, video)
+
+enum class InputProviderType : std::int16_t { Telephony, Zelvo };
+BOOST_DESCRIBE_ENUM(InputProviderType, Telephony, Zelvo)
+
+enum class InputMailboxType : std::int16_t { inbox, junk, trash };
+BOOST_DESCRIBE_ENUM(InputMailboxType, inbox, junk, trash)
+
+enum class InputTranscriptionStatus : std::int16_t {
+    notAvailable,
+    pending,
+    transcriptionFailed,
+    inProgress,
+    transcriptionAvailable
+};
+BOOST_DESCRIBE_ENUM(InputTranscriptionStatus, notAvailable, pending, transcriptionFailed, inProgress,
+                    transcriptionAvailable)
+
+[[nodiscard]] MessageType storeValue(InputMessageType input);
+[[nodiscard]] MessageProvider storeValue(InputProviderType input);
+[[nodiscard]] Mailbox storeValue(InputMailboxType input);
+[[nodiscard]] TranscriptionStatus storeValue(InputTranscriptionStatus input);
+
+} // namespace Orvex

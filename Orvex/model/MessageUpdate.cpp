@@ -1,0 +1,24 @@
+#include "Orvex/model/MessageUpdate.h"
+
+namespace Orvex {
+
+std::string MessageUpdate::description() const {
+    Description description;
+    description.field("recordUUID", recordUUID);
+    description.field("callUUID", callUUID);
+    description.field("conversationID", conversationID);
+    description.field("from", from);
+    description.field("provider", provider);
+    description.field("read", read);
+    description.field("duration", duration);
+    description.field("mailbox", mailbox);
+    description.field("recipient", recipient);
+    description.field("transcription", transcription);
+    description.field("RTT", isRTT);
+    description.field("transcript", transcriptURL);
+    description.field("simID", simID);
+    description.field("undelete", undelete);
+    return std::move(description).text();
+}
+
+} // namespace Orvex

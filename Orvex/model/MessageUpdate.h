@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Foundation/Description.h"
+#include "Foundation/FileURL.h"
+#include "Foundation/UUID.h"
+#include "Orvex/model/StoreValues.h"
+#include <optional>
+#include <string>
+
+namespace Orvex {
+
+/// Changes to one stored message. An absent value leaves the field as it is.
+struct MessageUpdate {
+    UUID recordUUID;
+    std::optional<UUID> callUUID{};
+    std::optional<UUID> conversationID{};
+    std::optional<std::string> from{};
+    std::optional<MessageProvider> provider{};
+    std::optional<bool> read{};
+    std::optional<Seconds> duration{};
+    std::optional<Mailbox> mailbox{};
+    std::optional<std::string> recipient{};
+    std::optional<TranscriptionStatus> transcription{};
+    std::optional<bool> isRTT{};
+    std::optional<FileURL> transcriptURL{};
+    std::optional<std::string> simID{};
+    /// Moves the message from the trash to the inbox, after `mailbox` has taken effect.
+    bool undelete = false;
+
+    /// The update as text, one field a line.
+    [[nodiscard]] std::string description() const;
+};
+
+} // namespace Orvex
