@@ -1,0 +1,206 @@
+#include "ZelvoMessageStore/SQLite.h"
+
+#include <algorithm>
+#include <chrono>
+#include <random>
+#include <sqlite3.h>
+#include <system_error>
+#include <thread>
+
+namespace Orvex::SQLite {
+
+namespace {
+
+constexpr std::chrono::seconds longestWait{30};
+
+[[noreturn]] void fail(sqlite3* database, int code) {
+    if (database == nullptr) {
+        throw Error(code, sqlite3_errstr(code));
+    }
+    const int extendedCode = sqlite3_extended_errcode(database);
+    std::string message = sqlite3_errmsg(database);
+    int systemError = sqlite3_system_errno(database);
+    if (systemError == 0 && (extendedCode & 0xFF) == SQLITE_IOERR) {
+        sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &systemError);
+    }
+    if (systemError != 0) {
+        message += ": " + std::generic_category().message(systemError);
+    }
+    throw Error(extendedCode, message);
+}
+
+/// Called by SQLite when another connection holds the lock; `attempt` counts from 0 for each lock waited for.
+int waitForLock(void* /*context*/, int attempt) {
+    using std::chrono::steady_clock;
+    thread_local steady_clock::time_point deadline;
+    thread_local std::minstd_rand random(std::random_device{}());
+    if (attempt == 0) {
+        deadline = steady_clock::now() + longestWait;
+    }
+    if (steady_clock::now() >= deadline) {
+        return 0;
+    }
+    // From up to 1 ms to up to 64 ms, so that many waiting writers neither spin nor wake together.
+    const int longestPause = 1000 << std::min(attempt, 6);
+    std::uniform_int_distribution<int> pause(longestPause / 4, longestPause);
+    std::this_thread::sleep_for(std::chrono::microseconds(pause(random)));
+    return 1;
+}
+
+void configure(sqlite3* database) {
+    sqlite3_extended_result_codes(database, 1);
+    sqlite3_busy_handler(database, waitForLock, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+}
+
+} // namespace
+
+Statement::Statement(sqlite3* database, std::string_view sql) : database_(database) {
+    sqlite3_stmt* statement = nullptr;
+    check(sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
+    statement_.reset(statement);
+}
+
+void Statement::Finalizer::operator()(sqlite3_stmt* statement) const noexcept {
+    sqlite3_finalize(statement);
+}
+
+void Statement::check(int code) {
+    if (code != SQLITE_OK) {
+        fail(database_, code);
+    }
+}
+
+void Statement::bind(int parameter, std::int64_t value) {
+    check(sqlite3_bind_int64(statement_.get(), parameter, value));
+}
+
+void Statement::bind(int parameter, double value) {
+    check(sqlite3_bind_double(statement_.get(), parameter, value));
+}
+
+void Statement::bind(int parameter, std::string_view text) {
+    // An empty view may have no address, which SQLite would take for NULL.
+    const char* const data = text.empty() ? "" : text.data();
+    check(sqlite3_bind_text64(statement_.get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
+}
+
+void Statement::bind(int parameter, Blob blob) {
+    check(sqlite3_bind_blob64(statement_.get(), parameter, blob.data(), blob.size(), SQLITE_STATIC));
+}
+
+void Statement::bindNull(int parameter) {
+    check(sqlite3_bind_null(statement_.get(), parameter));
+}
+
+bool Statement::step() {
+    const int code = sqlite3_step(statement_.get());
+    if (code != SQLITE_ROW && code != SQLITE_DONE) {
+        fail(database_, code);
+    }
+    return code == SQLITE_ROW;
+}
+
+void Statement::run() {
+    while (step()) {
+    }
+}
+
+void Statement::reset() {
+    sqlite3_reset(statement_.get());
+    sqlite3_clear_bindings(statement_.get());
+}
+
+bool Statement::isNull(int column) {
+    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+}
+
+std::int64_t Statement::integer(int column) {
+    return sqlite3_column_int64(statement_.get(), column);
+}
+
+double Statement::real(int column) {
+    return sqlite3_column_double(statement_.get(), column);
+}
+
+std::string_view Statement::text(int column) {
+    const void* const text = sqlite3_column_text(statement_.get(), column);
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
+    if (text == nullptr && size > 0) {
+        fail(database_, SQLITE_NOMEM);
+    }
+    return {static_cast<const char*>(text), size};
+}
+
+Blob Statement::blob(int column) {
+    const void* const bytes = sqlite3_column_blob(statement_.get(), column);
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
+    return {static_cast<const unsigned char*>(bytes), size};
+}
+
+std::string Statement::columnName(int column) {
+    return sqlite3_column_name(statement_.get(), column);
+}
+
+Database::Database(const std::string& path) {
+    const int flags = SQLITE_OPEN_READWRITE | (path == inMemory ? SQLITE_OPEN_MEMORY : 0);
+    sqlite3* database = nullptr;
+    const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
+    database_.reset(database);
+    if (code != SQLITE_OK) {
+        fail(database, code);
+    }
+    configure(database);
+    execute("PRAGMA cell_size_check = ON; PRAGMA synchronous = FULL");
+}
+
+void Database::Closer::operator()(sqlite3* database) const noexcept {
+    sqlite3_close(database);
+}
+
+void Database::execute(const std::string& sql) {
+    const int code = sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK) {
+        fail(database_.get(), code);
+    }
+}
+
+std::int64_t Database::queryInteger(std::string_view sql) {
+    Statement query = prepare(sql);
+    if (!query.step()) {
+        throw Error(SQLITE_EMPTY, "no row for " + std::string(sql));
+    }
+    return query.integer(0);
+}
+
+std::int64_t Database::lastInsertedRow() const noexcept {
+    return sqlite3_last_insert_rowid(database_.get());
+}
+
+std::int64_t Database::changedRows() const noexcept {
+    return sqlite3_changes64(database_.get());
+}
+
+Transaction::Transaction(Database& database, Kind kind) : database_(&database) {
+    database.execute(kind == Kind::immediate ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+Transaction::~Transaction() {
+    if (database_ != nullptr) {
+        try {
+            database_->execute("ROLLBACK");
+        } catch (
+            const Error&) { // NOLINT(bugprone-empty-catch): SQLite rolls back by itself after some errors
+        }
+    }
+}
+
+void Transaction::commit() {
+    database_->execute("COMMIT");
+    database_ = nullptr;
+}
+
+} // namespace Orvex::SQLite

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+/// A thin wall around the SQLite library: objects that clean up after themselves, errors as exceptions.
+namespace Orvex::SQLite {
+
+/// What SQLite reports: its extended result code, and its message as `what()`.
+class Error : public std::runtime_error {
+  public:
+    Error(int extendedCode, const std::string& message)
+        : std::runtime_error(message), extendedCode_(extendedCode) {}
+
+    [[nodiscard]] int extendedCode() const noexcept { return extendedCode_; }
+    [[nodiscard]] int primaryCode() const noexcept { return extendedCode_ & 0xFF; }
+
+  private:
+    int extendedCode_;
+};
+
+using Blob = std::span<const unsigned char>;
+
+/// A prepared statement. Parameters and columns are counted as SQLite does: parameters from 1, columns from
+/// 0. Every member may throw `Error`.
+class Statement {
+  public:
+    Statement(sqlite3* database, std::string_view sql);
+
+    // Texts and blobs are not copied: they must live until the next `reset`, or the statement's end.
+    void bind(int parameter, std::int64_t value);
+    void bind(int parameter, double value);
+    void bind(int parameter, std::string_view text);
+    void bind(int parameter, Blob blob);
+    void bindNull(int parameter);
+
+    /// Goes on to the next row; false after the last one.
+    bool step();
+    /// For a statement without rows, or whose rows do not matter.
+    void run();
+    /// Makes the statement ready to be run again, its parameters null.
+    void reset();
+
+    // A text or blob lives until the next `step` or `reset`.
+    [[nodiscard]] bool isNull(int column);
+    [[nodiscard]] std::int64_t integer(int column);
+    [[nodiscard]] double real(int column);
+    [[nodiscard]] std::string_view text(int column);
+    [[nodiscard]] Blob blob(int column);
+    [[nodiscard]] std::string columnName(int column);
+
+  private:
+    void check(int code);
+
+    struct Finalizer {
+        void operator()(sqlite3_stmt* statement) const noexcept;
+    };
+    sqlite3* database_;
+    std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+};
+
+/// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
+/// the schema are run, and SQLite's own tables cannot be written. A lock of another connection is waited for,
+/// with growing, jittered pauses, for up to 30 seconds.
+class Database {
+  public:
+    static constexpr std::string_view inMemory = ":memory:";
+
+    /// Opens an existing file, for reading alone when it cannot be written; or a new database in memory.
+    explicit Database(const std::string& path);
+
+    [[nodiscard]] Statement prepare(std::string_view sql) { return {database_.get(), sql}; }
+    /// Runs statements separated by semicolons.
+    void execute(const std::string& sql);
+    /// The one value that the query yields.
+    [[nodiscard]] std::int64_t queryInteger(std::string_view sql);
+
+    [[nodiscard]] std::int64_t lastInsertedRow() const noexcept;
+    /// How many rows the last statement changed.
+    [[nodiscard]] std::int64_t changedRows() const noexcept;
+
+  private:
+    struct Closer {
+        void operator()(sqlite3* database) const noexcept;
+    };
+    std::unique_ptr<sqlite3, Closer> database_;
+};
+
+/// A transaction that is rolled back unless it has been committed.
+class Transaction {
+  public:
+    /// `immediate` takes the write lock at once, so that what was read stays true until the write.
+    enum class Kind { deferred, immediate };
+
+    Transaction(Database& database, Kind kind);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void commit();
+
+  private:
+    Database* database_;
+};
+
+} // namespace Orvex::SQLite

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Orvex/store/MessageStore.h"
+#include <filesystem>
+#include <memory>
+
+namespace Orvex {
+
+class MessageDatabase;
+
+/// The message store in an SQLite file, for any number of processes at once. A change is on the disk when its
+/// operation ends. Nothing is opened before the first operation; reading makes no file, the first change
+/// makes it, for the user's eyes only. Operations block the thread that runs them, for up to 30 seconds while
+/// another process holds the lock.
+class SQLiteMessageStore final : public MessageStore {
+  public:
+    /// A relative path is taken from the current folder.
+    explicit SQLiteMessageStore(const std::filesystem::path& file);
+    ~SQLiteMessageStore() override;
+
+    Async<bool> isTranscriptionEnabled() override;
+    Async<std::int64_t> messageCount() override;
+    Async<AccountStatus> accountStatus() override;
+    [[nodiscard]] std::string description(AccountStatus status) const override;
+
+    Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) override;
+    Async<std::vector<StoredMessage>> messages(std::vector<std::string> handles) override;
+    Async<std::vector<StoredMessage>> messages(std::vector<MessageProvider> providers,
+                                               std::vector<MessageType> types) override;
+    Async<std::vector<StoredMessage>> messages(MessageQuery matching, std::int64_t limit,
+                                               std::int64_t offset) override;
+    Async<std::vector<StoredMessage>> allMessages() override;
+    Async<std::vector<StoredMessage>> voicemailMessages(MessageProvider provider, MessageType type) override;
+
+    Async<StoredMessage> saveMessage(StoredMessage message) override;
+    Async<void> updateMessage(std::vector<MessageUpdate> updates) override;
+    Async<void> deleteMessages(std::vector<UUID> recordUUIDs) override;
+
+  private:
+    std::unique_ptr<MessageDatabase> database_;
+};
+
+} // namespace Orvex

@@ -1,0 +1,195 @@
+#include "ZelvoMessageStore/Schema.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace Orvex {
+
+namespace {
+
+/// "Orvx" in ASCII, at its place in the header of the file.
+constexpr std::int64_t ourApplicationID = 0x4F727678;
+
+/// The step from each version to the next, from version 0, an empty database.
+constexpr std::array migrations = {
+    R"sql(
+CREATE TABLE messages (
+    id              INTEGER PRIMARY KEY,
+    record_uuid     BLOB NOT NULL UNIQUE CHECK (length(record_uuid) = 16),
+    voicemail_id    INTEGER UNIQUE CHECK (voicemail_id BETWEEN 1 AND 2147483647),
+    conversation_id BLOB NOT NULL CHECK (length(conversation_id) = 16),
+    call_uuid       BLOB CHECK (length(call_uuid) = 16),
+    type            INTEGER NOT NULL CHECK (type BETWEEN 0 AND 2),
+    provider        INTEGER NOT NULL CHECK (provider BETWEEN 1 AND 2),
+    mailbox         INTEGER NOT NULL CHECK (mailbox BETWEEN 0 AND 2),
+    sender          TEXT NOT NULL,
+    recipient       TEXT,
+    created         INTEGER NOT NULL,
+    duration        REAL NOT NULL,
+    read            INTEGER NOT NULL CHECK (read BETWEEN 0 AND 1),
+    sensitive       INTEGER NOT NULL CHECK (sensitive BETWEEN 0 AND 1),
+    rtt             INTEGER NOT NULL CHECK (rtt BETWEEN 0 AND 1),
+    transcription   INTEGER NOT NULL CHECK (transcription BETWEEN 0 AND 4),
+    message_file    TEXT NOT NULL,
+    thumbnail       TEXT,
+    transcript      TEXT,
+    sim_id          TEXT NOT NULL,
+    quality         INTEGER NOT NULL CHECK (quality BETWEEN 0 AND 2),
+    CHECK ((provider = 1 AND type = 1) = (voicemail_id IS NOT NULL))
+) STRICT;
+CREATE INDEX messages_by_sender ON messages (sender);
+CREATE INDEX messages_by_provider_and_type ON messages (provider, type);
+CREATE TABLE settings (
+    name  TEXT PRIMARY KEY,
+    value INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+INSERT INTO settings (name, value)
+    VALUES ('transcriptionEnabled', 1), ('accountStatus', 2), ('lastVoicemailID', 0);
+)sql",
+};
+
+constexpr std::int64_t currentVersion = migrations.size();
+
+[[noreturn]] void refuseOtherProgram() {
+    throw StoreFault("it is a database of another program; choose another file");
+}
+
+[[noreturn]] void refuseNewer(std::int64_t version) {
+    throw StoreFault("it was written by a newer version of this program (schema " + std::to_string(version) +
+                     ", this one knows up to " + std::to_string(currentVersion) + "); use that version");
+}
+
+/// An open file that is only looked at. While SQLite has the same file open, closing it would give up
+/// SQLite's locks in this process, so it is looked at before SQLite opens it.
+class FileToInspect {
+  public:
+    explicit FileToInspect(const std::string& path)
+        // Not to wait for the other end of a named pipe.
+        : descriptor_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+        if (descriptor_ < 0 && errno != ENOENT) {
+            throw std::system_error(errno, std::generic_category(), "the file cannot be read");
+        }
+    }
+    ~FileToInspect() {
+        if (exists()) {
+            close(descriptor_);
+        }
+    }
+    FileToInspect(const FileToInspect&) = delete;
+    FileToInspect& operator=(const FileToInspect&) = delete;
+
+    [[nodiscard]] bool exists() const { return descriptor_ >= 0; }
+
+    [[nodiscard]] struct stat status() const {
+        struct stat status {};
+        if (fstat(descriptor_, &status) != 0) {
+            throw std::system_error(errno, std::generic_category(), "the file cannot be examined");
+        }
+        return status;
+    }
+
+    /// Reads to the front of `buffer`; returns how many bytes there were.
+    [[nodiscard]] std::size_t read(std::span<unsigned char> buffer) const {
+        const ssize_t size = pread(descriptor_, buffer.data(), buffer.size(), 0);
+        if (size < 0) {
+            throw std::system_error(errno, std::generic_category(), "the file cannot be read");
+        }
+        return static_cast<std::size_t>(size);
+    }
+
+  private:
+    int descriptor_;
+};
+
+/// A big-endian integer in the header of an SQLite database (https://www.sqlite.org/fileformat.html,
+/// section 1.3).
+std::int64_t headerField(std::span<const unsigned char> header, std::size_t offset) {
+    std::int64_t value = 0;
+    for (const unsigned char byte : header.subspan(offset, 4)) {
+        value = value << 8 | byte;
+    }
+    return value;
+}
+
+bool hasJournal(const std::string& path) {
+    struct stat status {};
+    return stat((path + "-journal").c_str(), &status) == 0 && status.st_size > 0;
+}
+
+} // namespace
+
+bool holdsStore(const std::string& path) {
+    const FileToInspect file(path);
+    if (!file.exists()) {
+        return false;
+    }
+    const struct stat status = file.status();
+    if (!S_ISREG(status.st_mode)) {
+        throw StoreFault(S_ISDIR(status.st_mode) ? "it is a folder; name a file" : "it is no regular file");
+    }
+    if (status.st_size == 0) {
+        return false;
+    }
+    constexpr std::string_view magic("SQLite format 3\0", 16);
+    constexpr std::size_t userVersionOffset = 60;
+    constexpr std::size_t applicationIDOffset = 68;
+    std::array<unsigned char, 100> header{};
+    const bool isComplete = file.read(header) == header.size();
+    if (!isComplete || !std::equal(magic.begin(), magic.end(), header.begin())) {
+        // The creation of a store may have been cut short; then the journal still has what undoes it.
+        if (hasJournal(path)) {
+            return true;
+        }
+        throw StoreFault("it is no message store, nor any other SQLite database; choose another file");
+    }
+    const std::int64_t applicationID = headerField(header, applicationIDOffset);
+    if (applicationID != ourApplicationID) {
+        refuseOtherProgram();
+    }
+    if (const std::int64_t version = headerField(header, userVersionOffset); version > currentVersion) {
+        refuseNewer(version);
+    }
+    return true;
+}
+
+std::int64_t schemaVersion(SQLite::Database& database) {
+    const std::int64_t applicationID = database.queryInteger("PRAGMA application_id");
+    const std::int64_t version = database.queryInteger("PRAGMA user_version");
+    if (applicationID == ourApplicationID) {
+        if (version > currentVersion) {
+            refuseNewer(version);
+        }
+        if (version < 1) {
+            throw StoreFault("the file is damaged: its schema version is " + std::to_string(version));
+        }
+        return version;
+    }
+    const bool isEmpty = applicationID == 0 && version == 0 &&
+                         database.queryInteger("SELECT count(*) FROM sqlite_schema") == 0;
+    if (!isEmpty) {
+        refuseOtherProgram();
+    }
+    return 0;
+}
+
+void migrate(SQLite::Database& database, std::int64_t version) {
+    if (version == currentVersion) {
+        return;
+    }
+    SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
+    // Another process may have been faster.
+    for (version = schemaVersion(database); version < currentVersion; ++version) {
+        database.execute(migrations[static_cast<std::size_t>(version)]);
+    }
+    database.execute("PRAGMA application_id = " + std::to_string(ourApplicationID) +
+                     "; PRAGMA user_version = " + std::to_string(currentVersion));
+    transaction.commit();
+}
+
+} // namespace Orvex
