@@ -1,0 +1,296 @@
+#include "Orvex/commands/DeleteMessage.h"
+#include "Orvex/commands/GetAccountStatus.h"
+#include "Orvex/commands/GetAllMessages.h"
+#include "Orvex/commands/GetAllVoicemailMessages.h"
+#include "Orvex/commands/GetTotalCount.h"
+#include "Orvex/commands/SaveMessage.h"
+#include "Orvex/commands/SendVideoMessage.h"
+#include "Orvex/commands/TranscriptionEnabled.h"
+#include "Orvex/commands/UpdateMessage.h"
+#include "Orvex/commands/VoicemailMessages.h"
+#include "RecordingStore.h"
+#include "Support.h"
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Orvex::Testing {
+namespace {
+
+using testing::ElementsAre;
+using Words = std::vector<std::string_view>;
+
+class CommandsTest : public testing::Test {
+  protected:
+    /// Three messages: a voicemail and a video from ann, a video from bob.
+    void fill() {
+        wait(store->saveMessage(newMessage(MessageType::audio, MessageProvider::Telephony, "ann")));
+        wait(store->saveMessage(newMessage(MessageType::video, MessageProvider::Zelvo, "ann")));
+        wait(store->saveMessage(newMessage(MessageType::video, MessageProvider::Telephony, "bob")));
+        store->calls.clear();
+    }
+
+    void failAtCall(int number) { store->failingCall = static_cast<int>(store->calls.size()) + number; }
+
+    /// The stored messages with these indices, as a list shows them.
+    [[nodiscard]] std::string listing(const std::vector<std::size_t>& indices) const {
+        std::string text;
+        std::size_t number = 0;
+        for (const std::size_t index : indices) {
+            text += "\x1b[0;32m\nMessage #" + std::to_string(++number) + ":\n\x1b[0;0m" +
+                    store->stored[index].description() + "\n";
+        }
+        return text;
+    }
+
+    std::shared_ptr<RecordingStore> store = useRecordingStore();
+};
+
+template <class Command>
+std::string helpOf() {
+    Command command;
+    std::string text;
+    for (const BoundProperty& bound : boundProperties(command)) {
+        text += bound.name;
+        for (const std::string& spelling : bound.spellings()) {
+            text += " " + spelling;
+        }
+        text += ": ";
+        text += bound.property->help();
+        text += " = " + bound.property->defaultText().value_or("") + "\n";
+    }
+    return text;
+}
+
+TEST(CommandDeclarations, AreSpelledAsUsersKnowThem) {
+    const std::string noColor = "noColor -nc --no-color: Turn off color printing in the response. = off\n";
+    const std::string filters = "types -mt --types: The message type. = \n"
+                                "providers -p --providers: The message provider. = \n"
+                                "handles -handles --handles: Handles to get messages for. = \n";
+    EXPECT_EQ(helpOf<TranscriptionEnabled>(), noColor);
+    EXPECT_EQ(helpOf<GetTotalCount>(), noColor);
+    EXPECT_EQ(helpOf<GetAllVoicemailMessages>(), noColor);
+    EXPECT_EQ(helpOf<GetAccountStatus>(), noColor);
+    EXPECT_EQ(helpOf<VoicemailMessages>(),
+              noColor + "handles -h --handles: Handles to get messages for. = \n");
+    EXPECT_EQ(helpOf<GetAllMessages>(),
+              noColor + filters +
+                  "recordUUIDs -rids --recordUUIDs: The recordUUIDs to get = \n"
+                  "voicemailIDs -vids --voicemailID: The voicemailIDs to search for. = \n");
+    EXPECT_EQ(helpOf<DeleteMessage>(),
+              noColor + "deleteAll -a: Delete all messages from the store = off\n" + filters +
+                  "messageUUIDStrings -rids --recordUUIDs: A list of recordUUIDs to delete. = \n");
+    EXPECT_EQ(helpOf<SendVideoMessage>(),
+              "videoURL --video-url: The video file to send. = \n"
+              "senderHandle --sender-handle: The handle that sends the message. = \n"
+              "destinationHandles --destination-handles: The handles to send the message to. = \n");
+    EXPECT_EQ(
+        helpOf<SaveMessage>(),
+        noColor +
+            "inputRecordUUID -recordUUID --input-record-uuid: The recordUUID for the message. = \n"
+            "inputConversationID -conversationID --input-conversation-id: The conversationID for the "
+            "message. = \n"
+            "messageFile -file --message-file: A URL to a video file input. = file.mov\n"
+            "messageThumb -thumb --message-thumb: A URL to a thumbnail file input. = \n"
+            "messageType -mt --type: The message type. = 2\n"
+            "transcript -tcpt --transcript: A raw-text transcript string. = \n"
+            "from -frm --from: The handle the message came from. = tester@example.com\n"
+            "provider -prov --provider: The message provider. = 1\n"
+            "duration -dur --duration: The message's duration. = 0\n"
+            "mailboxType -mbt --mailboxType: The mailbox type. = 0\n"
+            "isSensitive -x --isSensitive: A message that is sensitive = false\n"
+            "recipient -rec --recipient: The handle of the recipient of the message (ie. the local device's "
+            "number/Nubra account). = \n"
+            "isRTT -rtt --isRTT: Whether or not the message is from an RTT call = false\n"
+            "simID -simID --simID: The unique identifier of the SIM that the message was sent to = \n"
+            "quality: The message quality = 1\n");
+    EXPECT_EQ(
+        helpOf<UpdateMessage>(),
+        noColor + filters +
+            "messageUUIDString -rid --recordUUID: A recordUUID to upate. = \n"
+            "callUUIDString -callUUID --updatedCallUUID: The updated callUUID of the message. = \n"
+            "conversationIDString -conversationID --updatedConversationID: The updated conversationID of the "
+            "message. = \n"
+            "from -from --updatedFrom: The updated sender of the message. = \n"
+            "duration -duration --updatedDuration: The updated duration of the message. = \n"
+            "updatedProvider -newProvider --updatedProvider: The updated provider for the messsage. = \n"
+            "read -read --updatedRead: The updated read state of the messsage. = \n"
+            "mailbox -mailbox --updatedMailbox: The updated mailbox of the messsage. = \n"
+            "recipient -recipient --updatedRecipient: The updated recipient of the messsage. = \n"
+            "transcriptionStatus -transcription --updatedTranscription: The updated transcription status of "
+            "the message. = \n"
+            "isRTT -rtt --updatedRTT: The updated RTT boolean of the message. = \n"
+            "undelete -undelete: Whether or not to remove the message from the trash. = off\n");
+}
+
+TEST_F(CommandsTest, GetTotalCount) {
+    EXPECT_EQ(commandOutput<GetTotalCount>({}), "\x1b[0;32mMessage count: \x1b[0;0m0\n");
+    fill();
+    EXPECT_EQ(commandOutput<GetTotalCount>({"-nc"}), "Message count: 3\n");
+    failAtCall(0);
+    EXPECT_EQ(commandOutput<GetTotalCount>({}), "\x1b[0;31mError: \n\x1b[0;0mthe store is on fire\n");
+    failAtCall(0);
+    EXPECT_EQ(commandOutput<GetTotalCount>({"--no-color"}), "Error: \nthe store is on fire\n");
+}
+
+TEST_F(CommandsTest, TranscriptionEnabled) {
+    EXPECT_EQ(commandOutput<TranscriptionEnabled>({}), "\x1b[0;32misTranscriptionEnabled: \x1b[0;0mtrue\n");
+    store->transcriptionEnabled = false;
+    EXPECT_EQ(commandOutput<TranscriptionEnabled>({"-nc"}), "isTranscriptionEnabled: false\n");
+    failAtCall(0);
+    EXPECT_EQ(commandOutput<TranscriptionEnabled>({}),
+              "\x1b[0;31misTranscriptionEnabled error the store is on fire\x1b[0;0m\n");
+    failAtCall(0);
+    EXPECT_EQ(commandOutput<TranscriptionEnabled>({"-nc"}),
+              "isTranscriptionEnabled error the store is on fire\n");
+}
+
+TEST_F(CommandsTest, GetAllMessagesMakesTheQueryOfHighestPrecedence) {
+    fill();
+    const std::string second = store->stored[1].recordUUID.text();
+    struct Case {
+        Words words;
+        std::string heading;
+        std::string call;
+        std::vector<std::size_t> found;
+    };
+    const std::string byUUIDs = "\x1b[0;32mGetting messages with recordUUIDs:\n\x1b[0;0m";
+    const std::string byHandles = "\x1b[0;32mGetting messages with handles:\n\x1b[0;0m";
+    const std::string byKind = "\x1b[0;32mGetting messages with providers and types:\n\x1b[0;0m";
+    const std::string all = "\x1b[0;32mGetting all messages\x1b[0;0m";
+    const std::string matching = "messages(matching:limit:offset:) ";
+    const Case cases[] = {
+        {{}, all, "allMessages", {0, 1, 2}},
+        {{"-mt", "1"}, all, "allMessages", {0, 1, 2}},
+        {{"-p", "0", "1"}, all, "allMessages", {0, 1, 2}},
+        {{"-rids", second, "bad"},
+         byUUIDs + "[\"" + second + "\", \"bad\"]",
+         "messages(recordUUIDs:) 1",
+         {1}},
+        {{"--recordUUIDs", "bad", "--handles", "ann"}, byUUIDs + "[\"bad\"]", "messages(recordUUIDs:) 0", {}},
+        {{"-handles", "ann", "x\x1b[2J", "-p", "0", "-mt", "2"},
+         byHandles + R"(["ann", "x\u{1B}[2J"])",
+         "messages(handles:) 2",
+         {0, 1}},
+        {{"--types", "2", "1", "--providers", "0", "1", "-vids", "1"},
+         byKind + "providers: [Telephony, Zelvo] types: [video, audio]",
+         "messages(providers:types:) 2 2",
+         {0, 1, 2}},
+        {{"-mt", "2", "-p", "0"},
+         byKind + "providers: [Telephony] types: [video]",
+         "messages(providers:types:) 1 1",
+         {2}},
+        {{"--voicemailID", "+1", "x", " 1", "2147483648", "-mt", "1"},
+         byUUIDs + "[]",
+         matching + "1 9223372036854775807 0",
+         {0}},
+        {{"-vids=-5"}, byUUIDs + "[]", matching + "1 9223372036854775807 0", {}},
+    };
+    for (const Case& each : cases) {
+        store->calls.clear();
+        EXPECT_EQ(commandOutput<GetAllMessages>(each.words), each.heading + "\n" + listing(each.found));
+        EXPECT_THAT(store->calls, ElementsAre(each.call));
+    }
+    EXPECT_EQ(commandOutput<GetAllMessages>({"-nc", "-handles", "bob"}),
+              "Getting messages with handles:\n[\"bob\"]\n\nMessage #1:\n" + store->stored[2].description() +
+                  "\n");
+}
+
+TEST_F(CommandsTest, GetAllMessagesPrintsAStoreErrorAndNothingElse) {
+    fill();
+    for (const Words& words : {Words{}, Words{"-rids", "x"}, Words{"-handles", "x"},
+                               Words{"-p", "0", "-mt", "0"}, Words{"-vids", "1"}}) {
+        failAtCall(0);
+        EXPECT_THAT(commandOutput<GetAllMessages>(words),
+                    testing::EndsWith("\n\x1b[0;31mError: \x1b[0;0mthe store is on fire\n"));
+    }
+}
+
+TEST_F(CommandsTest, SaveMessageHasADefaultForEverything) {
+    const std::string output = commandOutput<SaveMessage>({});
+    ASSERT_EQ(store->stored.size(), 1U);
+    const StoredMessage& saved = store->stored[0];
+    EXPECT_EQ(output, "\x1b[0;32mSuccessfully added the message: \n\x1b[0;0m" + saved.description() + "\n");
+    EXPECT_EQ(saved.type, MessageType::video);
+    EXPECT_EQ(saved.provider, MessageProvider::Zelvo);
+    EXPECT_EQ(saved.messageFile, FileURL::fromPath("file.mov"));
+    EXPECT_EQ(saved.from, "tester@example.com");
+    EXPECT_EQ(saved.duration, Seconds(0));
+    EXPECT_EQ(saved.quality, MessageQuality::standard);
+    EXPECT_FALSE(saved.thumbnail || saved.transcriptURL || saved.recipient || saved.sensitive || saved.isRTT);
+    const std::optional<UUID> simID = UUID::parse(saved.simID);
+    ASSERT_TRUE(simID);
+    EXPECT_EQ((std::set{saved.recordUUID, saved.conversationID, *simID, UUID()}.size()), 4U);
+}
+
+TEST_F(CommandsTest, SaveMessageTakesEveryOption) {
+    const std::string uuid = "0123ABCD-4567-89EF-FEDC-BA9876543210";
+    const Words common = {"-recordUUID", uuid,    "-conversationID",
+                          uuid,          "-file", "/m",
+                          "-thumb",      "/t",    "-tcpt",
+                          "/x",          "-frm",  "ann",
+                          "-prov",       "0",     "-dur",
+                          "1.5",         "-mbt",  "2",
+                          "-x",          "true",  "-rec",
+                          "bob",         "-rtt",  "true",
+                          "-simID",      "S"};
+    for (const std::string_view type : {"0", "1", "2"}) {
+        store->stored.clear();
+        Words words = common;
+        words.insert(words.end(), {"-mt", type});
+        commandOutput<SaveMessage>(words);
+        const StoredMessage& saved = store->stored.at(0);
+        EXPECT_EQ(saved.recordUUID.text(), uuid);
+        EXPECT_EQ(saved.conversationID.text(), uuid);
+        EXPECT_EQ(saved.messageFile.path(), "/m");
+        EXPECT_EQ(saved.from, "ann");
+        EXPECT_EQ(saved.provider, MessageProvider::Telephony);
+        EXPECT_EQ(saved.duration, Seconds(1.5));
+        EXPECT_EQ(saved.mailbox, Mailbox::inbox);
+        EXPECT_TRUE(saved.sensitive && saved.isRTT);
+        EXPECT_EQ(saved.recipient, "bob");
+        EXPECT_EQ(saved.simID, "S");
+        // A video has a thumbnail, any other message a transcript.
+        const bool isVideo = type == "2";
+        EXPECT_EQ(saved.thumbnail, isVideo ? std::optional(FileURL::fromPath("/t")) : std::nullopt);
+        EXPECT_EQ(saved.transcriptURL, isVideo ? std::nullopt : std::optional(FileURL::fromPath("/x")));
+    }
+}
+
+TEST_F(CommandsTest, SaveMessageReplacesWhatIsNoUUID) {
+    commandOutput<SaveMessage>({"-recordUUID", "x", "--input-conversation-id="});
+    EXPECT_NE(store->stored.at(0).recordUUID, UUID());
+    EXPECT_NE(store->stored.at(0).conversationID, UUID());
+}
+
+TEST_F(CommandsTest, SaveMessagePrintsAStoreError) {
+    failAtCall(0);
+    EXPECT_EQ(commandOutput<SaveMessage>({}), "\x1b[0;31mError: \n\x1b[0;0mthe store is on fire\n");
+}
+
+TEST(MessageStoreClient, NeedsAStoreOnlyWhenItIsUsed) {
+    MessageStoreClient::setStoreFactory(nullptr);
+    MessageStoreClient client;
+    EXPECT_THROW(wait(client.messageCount()), MessageStoreError);
+
+    int made = 0;
+    std::weak_ptr<MessageStore> released;
+    MessageStoreClient::setStoreFactory([&] {
+        ++made;
+        auto store = std::make_shared<RecordingStore>();
+        released = store;
+        return store;
+    });
+    {
+        MessageStoreClient another;
+        EXPECT_EQ(made, 0);
+        wait(another.messageCount());
+        wait(another.allMessages());
+        EXPECT_EQ(made, 1);
+        EXPECT_FALSE(released.expired());
+    }
+    EXPECT_TRUE(released.expired());
+    MessageStoreClient::setStoreFactory(nullptr);
+}
+
+} // namespace
+} // namespace Orvex::Testing

@@ -1,0 +1,188 @@
+#include "Foundation/Async.h"
+#include "Foundation/Description.h"
+#include "Foundation/FatalError.h"
+#include "Foundation/FileURL.h"
+#include "Foundation/Number.h"
+#include "Foundation/QuotedText.h"
+#include "Foundation/RegularExpression.h"
+#include "Foundation/UUID.h"
+#include <cstdint>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <limits>
+#include <set>
+
+namespace Orvex {
+namespace {
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
+TEST(UUID, ReadsItsTextFormAndNothingElse) {
+    const auto uuid = UUID::parse("0123abCD-4567-89ef-FEDC-ba9876543210");
+    ASSERT_TRUE(uuid);
+    EXPECT_EQ(uuid->text(), "0123ABCD-4567-89EF-FEDC-BA9876543210");
+    EXPECT_EQ(uuid->bytes()[15], 0x10);
+    for (const std::string_view text :
+         {""sv, "0123ABCD-4567-89EF-FEDC-BA987654321"sv, "0123ABCD-4567-89EF-FEDC-BA98765432100"sv,
+          " 0123ABCD-4567-89EF-FEDC-BA987654321"sv, "0123ABCD-4567-89EF-FEDC-BA98765432 0"sv,
+          "0123ABCD456789EFFEDCBA98765432101234"sv, "G123ABCD-4567-89EF-FEDC-BA9876543210"sv,
+          "0123ABCD-4567-89EF-FEDC-BA987654321\0"sv, "{123ABCD-4567-89EF-FEDC-BA987654321}"sv}) {
+        EXPECT_FALSE(UUID::parse(text)) << text;
+    }
+}
+
+TEST(UUID, RandomOnesDifferAndAreVersion4) {
+    std::set<UUID> seen;
+    for (int i = 0; i < 100; ++i) {
+        const UUID uuid = UUID::random();
+        EXPECT_TRUE(seen.insert(uuid).second);
+        EXPECT_EQ(uuid.text()[14], '4');
+    }
+}
+
+TEST(FileURL, EncodesPaths) {
+    const std::string here = FileURL::fromPath("").text();
+    EXPECT_EQ(here, FileURL::fromPath(std::filesystem::current_path().native() + "/").text());
+    const std::pair<std::string_view, std::string> cases[] = {
+        {"/", "file:///"},
+        {"/a b/ü?#%[].mov", "file:///a%20b/%C3%BC%3F%23%25%5B%5D.mov"},
+        {"/tilde~and-dots.._/!$&'()*+,;=:@", "file:///tilde~and-dots.._/!$&'()*+,;=:@"},
+        {"//a///b/./c/", "file:///a/b/c/"},
+        {"/a/../b/..", "file:///a/../b/.."},
+        {"/\x01\xff\n", "file:///%01%FF%0A"},
+        {"file.mov", here + "file.mov"},
+        {"./x/", here + "x/"},
+        {".", here.substr(0, here.size() - 1)},
+    };
+    for (const auto& [path, url] : cases) {
+        EXPECT_EQ(FileURL::fromPath(path).text(), url) << path;
+    }
+}
+
+TEST(FileURL, ReadsURLs) {
+    const std::pair<std::string_view, std::optional<std::string>> cases[] = {
+        {"file:///a%20b", "/a b"},
+        {"FILE:///a", "/a"},
+        {"file:/a", "/a"},
+        {"file://localhost/a", "/a"},
+        {"file://LocalHost/%c3%BC", "/ü"},
+        {"file:///a b:ü", "/a b:ü"},
+        {"file:///%2541", "/%41"},
+        {"file://", std::nullopt},
+        {"file:a", std::nullopt},
+        {"file://elsewhere/a", std::nullopt},
+        {"file://localhost", std::nullopt},
+        {"http:///a", std::nullopt},
+        {"file:///a%2", std::nullopt},
+        {"file:///a%", std::nullopt},
+        {"file:///a%zz", std::nullopt},
+        {"file:///a%+1", std::nullopt},
+        {"file:///a%00b", std::nullopt},
+        {"file:///a?b", std::nullopt},
+        {"file:///a#b", std::nullopt},
+        {"file:///a\nb", std::nullopt},
+        {"/a", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto& [text, path] : cases) {
+        const auto url = FileURL::parse(text);
+        EXPECT_EQ(url ? std::optional(url->path()) : std::nullopt, path) << text;
+        EXPECT_TRUE(!url || FileURL::fromPath(url->path()) == *url) << text;
+    }
+}
+
+TEST(Number, IsReadWhole) {
+    const std::pair<std::string_view, std::optional<std::int32_t>> integers[] = {
+        {"0", 0},    {"+7", 7},          {"-2147483648", std::numeric_limits<std::int32_t>::min()},
+        {"007", 7},  {"2147483648", {}}, {"", {}},
+        {"+", {}},   {"-", {}},          {"+-1", {}},
+        {" 1", {}},  {"1 ", {}},         {"1.0", {}},
+        {"0x1", {}}, {"1,5", {}},        {"٣", {}},
+    };
+    for (const auto& [text, number] : integers) {
+        EXPECT_EQ(parseNumber<std::int32_t>(text), number) << text;
+    }
+    const std::pair<std::string_view, std::optional<double>> reals[] = {
+        {"1.5", 1.5}, {"+.5", 0.5}, {"-1e3", -1000.0}, {"1.5s", {}}, {" 1", {}},    {"", {}},
+        {"0x1", {}},  {"1,5", {}},  {"inf", {}},       {"nan", {}},  {"1e400", {}}, {"+-1", {}},
+    };
+    for (const auto& [text, number] : reals) {
+        EXPECT_EQ(parseNumber<double>(text), number) << text;
+    }
+}
+
+TEST(QuotedText, CannotBeObeyedByATerminal) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"", R"("")"},
+        {"+15550100", R"("+15550100")"},
+        {R"(say "hi" \o/)", R"("say \"hi\" \\o/")"},
+        {"a\nb\rc\td", R"("a\nb\rc\td")"},
+        {"\0\x1b[31m\x7f"sv, R"("\u{0}\u{1B}[31m\u{7F}")"},
+        {"\u0085\u009b", R"("\u{85}\u{9B}")"},
+        {"\u061c\u200e\u200f\u202a\u202e\u2066\u2069",
+         R"("\u{61C}\u{200E}\u{200F}\u{202A}\u{202E}\u{2066}\u{2069}")"},
+        {"\u2028\u2029", R"("\u{2028}\u{2029}")"},
+        {"\x80 \xc3 \xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80"sv,
+         R"("\x80 \xC3 \xC0\xAF \xED\xA0\x80 \xF4\x90\x80\x80")"},
+        {"é 😀 \u00a0\u2027\u202f\u2065\u206a", "\"é 😀 \u00a0\u2027\u202f\u2065\u206a\""},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(inQuotes(text), expected);
+    }
+    EXPECT_EQ(onOneLine("no \"x\"\nin \\y\x9b"), "no \"x\"\\nin \\y\\x9B");
+    EXPECT_EQ(quotedList({}), "[]");
+    const std::string elements[] = {"", "a, \"b\""};
+    EXPECT_EQ(quotedList(elements), R"(["", "a, \"b\""])");
+}
+
+TEST(Description, ShowsEachKindOfValueOnALine) {
+    Description description;
+    description.field("text", "a\nb");
+    description.field("absent", std::optional<std::string>());
+    description.field("present", std::optional<bool>(false));
+    description.field("short", Seconds(0.1));
+    description.field("long", Seconds(-1.7976931348623157e+308));
+    description.field("before", Timestamp(std::chrono::milliseconds(-1)));
+    description.field("leap", Timestamp(std::chrono::milliseconds(951782400007)));
+    description.field("early", Timestamp(std::chrono::sys_days(std::chrono::year(0) / 1 / 1)));
+    EXPECT_EQ(std::move(description).text(), "  text: \"a\\nb\"\n"
+                                             "  present: false\n"
+                                             "  short: 0.1 s\n"
+                                             "  long: -1.7976931348623157e+308 s\n"
+                                             "  before: 1969-12-31T23:59:59.999Z\n"
+                                             "  leap: 2000-02-29T00:00:00.007Z\n"
+                                             "  early: 0000-01-01T00:00:00.000Z");
+}
+
+TEST(RegularExpression, RefusesAMalformedPattern) {
+    EXPECT_THROW(RegularExpression("a(", RegularExpression::CaseSensitivity::sensitive),
+                 std::invalid_argument);
+}
+
+TEST(CharacterCount, CountsGraphemeClusters) {
+    const std::pair<std::string_view, std::size_t> cases[] = {
+        {"", 0},     {"abc", 3},      {"\r\n", 1}, {"\n\r", 2}, {"e\u0301", 1}, {"👨‍👩‍👧", 1},
+        {"🇫🇷🇩🇪", 2}, {"\xff\xfe", 2},
+    };
+    for (const auto& [text, count] : cases) {
+        EXPECT_EQ(characterCount(text), count) << text;
+    }
+}
+
+Async<void> failing() {
+    throw std::runtime_error("failed");
+    co_return;
+}
+
+TEST(Async, PassesAnExceptionOn) {
+    EXPECT_THROW(runToCompletion(failing()), std::runtime_error);
+}
+
+TEST(FatalErrorDeathTest, NamesItsPlaceOnOneLineAndAborts) {
+    EXPECT_EXIT(fatalError("Orvex/Somewhere:1", "two\nlines"), testing::KilledBySignal(SIGABRT),
+                "^Fatal error: Orvex/Somewhere:1: two\\\\nlines\n$");
+}
+
+} // namespace
+} // namespace Orvex

@@ -1,0 +1,310 @@
+#include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include "Support.h"
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace Orvex::Testing {
+namespace {
+
+using std::filesystem::path;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// Runs statements on a file as another program would.
+void execute(const path& file, const char* sql) {
+    sqlite3* database = nullptr;
+    sqlite3_open(file.c_str(), &database);
+    char* error = nullptr;
+    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, &error), SQLITE_OK) << error;
+    sqlite3_free(error);
+    sqlite3_close(database);
+}
+
+/// The error that an operation ends with, or nothing.
+std::string errorOf(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const MessageStoreError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::string errorOfReading(const path& file) {
+    return errorOf([&] { wait(SQLiteMessageStore(file).allMessages()); });
+}
+
+std::string errorOfWriting(const path& file) {
+    return errorOf([&] { wait(SQLiteMessageStore(file).saveMessage(newMessage())); });
+}
+
+/// From now on no file of this process can grow beyond `bytes`.
+void limitFileSize(std::uintmax_t bytes) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{.rlim_cur = bytes, .rlim_max = RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+class SQLiteMessageStoreTest : public testing::Test {
+  protected:
+    std::vector<StoredMessage> all() { return wait(SQLiteMessageStore(file).allMessages()); }
+
+    /// A store with two messages, the first of them a voicemail.
+    void makeStore() {
+        SQLiteMessageStore store(file);
+        wait(store.saveMessage(newMessage(MessageType::audio, MessageProvider::Telephony)));
+        wait(store.saveMessage(newMessage()));
+    }
+
+    TemporaryFolder folder;
+    path file = folder / "messages.db";
+};
+
+TEST_F(SQLiteMessageStoreTest, KeepsMessagesForTheNextRun) {
+    SQLiteMessageStore first(file);
+    const StoredMessage saved = wait(first.saveMessage(newMessage()));
+    ASSERT_EQ(all().size(), 1U);
+    EXPECT_EQ(all()[0].description(), saved.description());
+}
+
+TEST_F(SQLiteMessageStoreTest, ReadingMakesNoFileAndFindsOneMadeLater) {
+    SQLiteMessageStore store(folder / "a/b/messages.db");
+    EXPECT_EQ(wait(store.messageCount()), 0);
+    EXPECT_FALSE(exists(folder / "a"));
+    wait(SQLiteMessageStore(folder / "a/b/messages.db").saveMessage(newMessage()));
+    EXPECT_EQ(wait(store.messageCount()), 1);
+}
+
+TEST_F(SQLiteMessageStoreTest, AnEmptyFileBecomesAStore) {
+    writeFile(file, "");
+    EXPECT_TRUE(all().empty());
+    EXPECT_EQ(readFile(file), "");
+    makeStore();
+    EXPECT_EQ(all().size(), 2U);
+}
+
+TEST_F(SQLiteMessageStoreTest, IsForItsOwnerAlone) {
+    const auto mode = [](const path& of) { return std::filesystem::status(of).permissions(); };
+    using std::filesystem::perms;
+    for (const mode_t mask : {0U, 0277U}) {
+        const mode_t before = umask(mask);
+        const path folderMade = folder / ("made" + std::to_string(mask));
+        wait(SQLiteMessageStore(folderMade / "inner/messages.db").saveMessage(newMessage()));
+        umask(before);
+        EXPECT_EQ(mode(folderMade), perms::owner_all);
+        EXPECT_EQ(mode(folderMade / "inner"), perms::owner_all);
+        EXPECT_EQ(mode(folderMade / "inner/messages.db"), perms::owner_read | perms::owner_write);
+        EXPECT_EQ(mode(folderMade / "inner/messages.db-journal"), perms::owner_read | perms::owner_write);
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
+    struct Case {
+        std::function<void(const path&)> make;
+        std::string_view cause;
+    };
+    const Case cases[] = {
+        {[](const path& at) { writeFile(at, "x"); },
+         "it is no message store, nor any other SQLite database; choose another file"},
+        {[](const path& at) { writeFile(at, "SQLite format 3\nnot quite" + std::string(200, ' ')); },
+         "it is no message store, nor any other SQLite database; choose another file"},
+        {[](const path& at) { execute(at, "CREATE TABLE messages (id)"); },
+         "it is a database of another program; choose another file"},
+        {[](const path& at) { execute(at, "PRAGMA journal_mode = WAL; CREATE TABLE messages (id)"); },
+         "it is a database of another program; choose another file"},
+        {[](const path& at) { execute(at, "PRAGMA application_id = 1; CREATE TABLE messages (id)"); },
+         "it is a database of another program; choose another file"},
+        {[](const path& at) {
+             wait(SQLiteMessageStore(at).saveMessage(newMessage()));
+             execute(at, "PRAGMA user_version = 2");
+         },
+         "it was written by a newer version of this program (schema 2, this one knows up to 1); use that "
+         "version"},
+        {[](const path& at) {
+             wait(SQLiteMessageStore(at).saveMessage(newMessage()));
+             execute(at, "PRAGMA user_version = 0");
+         },
+         "the file is damaged: its schema version is 0"},
+        {[](const path& at) { create_directory(at); }, "it is a folder; name a file"},
+        {[](const path& at) { mkfifo(at.c_str(), 0600); }, "it is no regular file"},
+    };
+    int number = 0;
+    for (const Case& each : cases) {
+        const path at = folder / ("case" + std::to_string(++number));
+        each.make(at);
+        const std::string before = is_regular_file(at) ? readFile(at) : "";
+        const std::string where = " in the message store \"" + at.native() + "\": " + std::string(each.cause);
+        EXPECT_EQ(errorOfReading(at), "cannot list all messages" + where);
+        EXPECT_EQ(errorOfWriting(at), "cannot save a message" + where);
+        EXPECT_EQ(is_regular_file(at) ? readFile(at) : "", before);
+        EXPECT_FALSE(exists(path(at) += "-journal")) << at;
+        EXPECT_FALSE(exists(path(at) += "-wal")) << at;
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, NamesWhatCannotBeMade) {
+    writeFile(folder / "plain", "");
+    const path below = folder / "plain/messages.db";
+    EXPECT_THAT(errorOfReading(below), EndsWith("the file cannot be read: Not a directory"));
+    EXPECT_THAT(errorOfWriting(folder / "plain/x/messages.db"),
+                EndsWith("the file cannot be read: Not a directory"));
+    create_symlink(folder / "nowhere", file);
+    EXPECT_THAT(errorOfWriting(file), HasSubstr("cannot be opened"));
+    EXPECT_FALSE(exists(folder / "nowhere"));
+}
+
+TEST_F(SQLiteMessageStoreTest, ReadsButDoesNotWriteAReadOnlyFile) {
+    makeStore();
+    if (geteuid() == 0) {
+        // Permissions do not bind root: in a child process, be somebody else.
+        std::filesystem::permissions(folder / "", std::filesystem::perms::all);
+        std::filesystem::permissions(file, std::filesystem::perms(0444));
+        EXPECT_EXIT(
+            {
+                const bool dropped = setgid(65534) == 0 && setuid(65534) == 0;
+                const std::size_t count = all().size();
+                const std::string error = errorOfWriting(file);
+                std::fputs(error.c_str(), stderr);
+                _exit(dropped && count == 2 ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "the file cannot be written; check its permissions");
+    } else {
+        std::filesystem::permissions(file, std::filesystem::perms(0444));
+        EXPECT_THAT(errorOfWriting(file), HasSubstr("the file cannot be written; check its permissions"));
+    }
+    EXPECT_EQ(all().size(), 2U);
+}
+
+TEST_F(SQLiteMessageStoreTest, AChangeThatDoesNotFitLeavesTheStoreAsItWas) {
+    makeStore();
+    EXPECT_EXIT(
+        {
+            limitFileSize(file_size(file));
+            StoredMessage large = newMessage();
+            large.from = std::string(100000, 'x');
+            std::fputs(errorOf([&] { wait(SQLiteMessageStore(file).saveMessage(large)); }).c_str(), stderr);
+            _exit(0);
+        },
+        testing::ExitedWithCode(0),
+        "cannot save a message in the message store .*: disk I/O error: File too large");
+    EXPECT_EQ(all().size(), 2U);
+    EXPECT_EQ(errorOfWriting(file), "");
+}
+
+TEST_F(SQLiteMessageStoreTest, ReportsDamage) {
+    makeStore();
+    std::string bytes = readFile(file);
+    // Every page but the first, which has the header and the schema.
+    std::fill(bytes.begin() + 4096, bytes.end(), '\x55');
+    writeFile(file, bytes);
+    EXPECT_THAT(errorOfReading(file),
+                AllOf(StartsWith("cannot list all messages in the message store \""),
+                      HasSubstr("the file is damaged (database disk image is malformed)")));
+    EXPECT_NE(errorOfWriting(file), "");
+    EXPECT_EQ(readFile(file), bytes);
+}
+
+TEST_F(SQLiteMessageStoreTest, DoesNotBelieveTheValuesInTheFile) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"record_uuid = x'00'", "record_uuid is no UUID of 16 bytes"},
+        {"call_uuid = x'000102030405060708090a0b0c0d0e0f10'", "call_uuid is no UUID of 16 bytes"},
+        {"voicemail_id = 0", "voicemail_id is 0, not between 1 and 2147483647"},
+        {"voicemail_id = 2147483648", "voicemail_id is 2147483648, not between 1 and 2147483647"},
+        {"type = 3", "type is 3, not between 0 and 2"},
+        {"provider = 0", "provider is 0, not between 1 and 2"},
+        {"mailbox = -1", "mailbox is -1, not between 0 and 2"},
+        {"transcription = 65536", "transcription is 65536, not between 0 and 4"},
+        {"quality = 3", "quality is 3, not between 0 and 2"},
+        {"read = 2", "read is 2, not between 0 and 1"},
+        {"duration = 9e999", "duration is no finite number"},
+        {"created = 253402300800000",
+         "created is 253402300800000, not between -62167219200000 and 253402300799999"},
+        {"message_file = 'http://\n'", R"(message_file is "http://\n", which is no file URL)"},
+    };
+    for (const auto& [change, fault] : cases) {
+        remove(file);
+        makeStore();
+        execute(file, ("PRAGMA ignore_check_constraints = ON; UPDATE messages SET " + std::string(change) +
+                       " WHERE id = 1")
+                          .c_str());
+        EXPECT_THAT(errorOfReading(file),
+                    EndsWith("the file is damaged: in message 1 " + std::string(fault)));
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, RunsNoTriggerOrViewOfTheFile) {
+    makeStore();
+    execute(file, "CREATE TRIGGER t AFTER INSERT ON messages BEGIN DELETE FROM messages; END");
+    wait(SQLiteMessageStore(file).saveMessage(newMessage()));
+    EXPECT_EQ(all().size(), 3U);
+    execute(file, "ALTER TABLE messages RENAME TO hidden; CREATE VIEW messages AS SELECT * FROM hidden");
+    EXPECT_NE(errorOfReading(file), "");
+}
+
+TEST_F(SQLiteMessageStoreTest, ReadsItsSettings) {
+    makeStore();
+    SQLiteMessageStore store(file);
+    execute(file, "UPDATE settings SET value = 0 WHERE name = 'transcriptionEnabled'");
+    EXPECT_FALSE(wait(store.isTranscriptionEnabled()));
+    execute(file, "UPDATE settings SET value = 7 WHERE name = 'transcriptionEnabled'");
+    EXPECT_THAT(errorOf([&] { wait(store.isTranscriptionEnabled()); }),
+                EndsWith("the setting transcriptionEnabled is 7, not 0 or 1"));
+    for (const std::int64_t status : {0L, 5L, -1L, 4611686018427387904L}) {
+        execute(file,
+                ("UPDATE settings SET value = " + std::to_string(status) + " WHERE name = 'accountStatus'")
+                    .c_str());
+        EXPECT_EQ(static_cast<std::int64_t>(wait(store.accountStatus())), status);
+    }
+    execute(file, "UPDATE settings SET value = 2147483646 WHERE name = 'lastVoicemailID'");
+    const StoredMessage voicemail = newMessage(MessageType::audio, MessageProvider::Telephony);
+    EXPECT_EQ(wait(store.saveMessage(voicemail)).voicemailID, 2147483647);
+    EXPECT_THAT(errorOfWriting(file), "");
+    EXPECT_THAT(
+        errorOf([&] { wait(store.saveMessage(newMessage(MessageType::audio, MessageProvider::Telephony))); }),
+        HasSubstr("there is no further voicemail identifier"));
+    execute(file, "DELETE FROM settings");
+    EXPECT_TRUE(wait(store.isTranscriptionEnabled()));
+    EXPECT_EQ(wait(store.accountStatus()), AccountStatus::noAccount);
+}
+
+TEST_F(SQLiteMessageStoreTest, TakesLongListsOfIdentifiers) {
+    makeStore();
+    const std::vector<StoredMessage> saved = all();
+    std::vector<UUID> recordUUIDs(100000);
+    recordUUIDs.push_back(saved[1].recordUUID);
+    std::vector<std::string> handles(100000, "nobody");
+    handles.push_back(saved[0].from);
+    SQLiteMessageStore store(file);
+    EXPECT_EQ(wait(store.messages(recordUUIDs)).size(), 1U);
+    EXPECT_EQ(wait(store.messages(handles)).size(), 2U);
+    wait(store.deleteMessages(recordUUIDs));
+    EXPECT_EQ(wait(store.messageCount()), 1);
+}
+
+TEST_F(SQLiteMessageStoreTest, WaitsForAnotherWriter) {
+    makeStore();
+    sqlite3* other = nullptr;
+    sqlite3_open(file.c_str(), &other);
+    sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    std::thread release([other] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
+    });
+    EXPECT_EQ(errorOfWriting(file), "");
+    release.join();
+    sqlite3_close(other);
+    EXPECT_EQ(all().size(), 3U);
+}
+
+} // namespace
+} // namespace Orvex::Testing

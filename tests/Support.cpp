@@ -1,0 +1,130 @@
+#include "Support.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace Orvex::Testing {
+
+namespace {
+
+int checked(int result) {
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    return result;
+}
+
+/// A file without a name that holds `bytes`, to be read from its beginning.
+int memoryFile(std::string_view bytes = "") {
+    const int file = checked(memfd_create("test", MFD_CLOEXEC));
+    checked(static_cast<int>(write(file, bytes.data(), bytes.size())));
+    checked(static_cast<int>(lseek(file, 0, SEEK_SET)));
+    return file;
+}
+
+std::string contentOf(int file) {
+    std::string text;
+    std::array<char, 4096> buffer{};
+    checked(static_cast<int>(lseek(file, 0, SEEK_SET)));
+    for (ssize_t size = 0;
+         (size = checked(static_cast<int>(read(file, buffer.data(), buffer.size())))) > 0;) {
+        text.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+    return text;
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "orvex-test-XXXXXX").native();
+    if (mkdtemp(name.data()) == nullptr) {
+        throw std::system_error(errno, std::generic_category(), name);
+    }
+    path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::filesystem::remove_all(path_);
+}
+
+OutputCapture::OutputCapture() : file_(memoryFile()) {
+    std::fflush(stdout);
+    standardOutput_ = checked(dup(STDOUT_FILENO));
+    checked(dup2(file_, STDOUT_FILENO));
+}
+
+OutputCapture::~OutputCapture() {
+    std::fflush(stdout);
+    dup2(standardOutput_, STDOUT_FILENO);
+    close(standardOutput_);
+    close(file_);
+}
+
+std::string OutputCapture::text() {
+    std::fflush(stdout);
+    return contentOf(file_);
+}
+
+ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) {
+    arguments.insert(arguments.begin(), ORVEX_PROGRAM);
+    std::vector<char*> words;
+    for (std::string& argument : arguments) {
+        words.push_back(argument.data());
+    }
+    words.push_back(nullptr);
+
+    const std::array files{memoryFile(input), memoryFile(), memoryFile()};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (int standardFile = 0; standardFile < 3; ++standardFile) {
+        posix_spawn_file_actions_adddup2(&actions, files.at(static_cast<std::size_t>(standardFile)),
+                                         standardFile);
+    }
+    pid_t child = 0;
+    const int error = posix_spawn(&child, words.front(), &actions, nullptr, words.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(), words.front());
+    }
+    int status = 0;
+    checked(waitpid(child, &status, 0));
+    ProgramRun run{.output = contentOf(files[1]),
+                   .errors = contentOf(files[2]),
+                   .status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
+    for (const int file : files) {
+        close(file);
+    }
+    return run;
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const std::filesystem::path& path, std::string_view bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+StoredMessage newMessage(MessageType type, MessageProvider provider, std::string_view from) {
+    StoredMessage message{.conversationID = UUID::random(),
+                          .messageFile = FileURL::fromPath("/media/file.mov"),
+                          .type = type,
+                          .from = std::string(from),
+                          .provider = provider,
+                          .simID = "SIM"};
+    message.recordUUID = UUID::random();
+    return message;
+}
+
+} // namespace Orvex::Testing

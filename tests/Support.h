@@ -1,0 +1,103 @@
+#pragma once
+
+#include "Foundation/Async.h"
+#include "Orvex/arguments/Parser.h"
+#include "Orvex/model/StoredMessage.h"
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Orvex::Testing {
+
+template <class T>
+Async<void> keepResult(Async<T> work, std::optional<T>& result) {
+    result = co_await std::move(work);
+}
+
+/// Runs `work` to its end and returns what it yields.
+template <class T>
+T wait(Async<T> work) {
+    std::optional<T> result;
+    runToCompletion(keepResult(std::move(work), result));
+    return *std::move(result);
+}
+inline void wait(Async<void> work) {
+    runToCompletion(std::move(work));
+}
+
+/// A folder of its own for a test, gone with the object.
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    [[nodiscard]] std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+/// Takes what this process writes to standard output, while it lives.
+class OutputCapture {
+  public:
+    OutputCapture();
+    ~OutputCapture();
+    OutputCapture(const OutputCapture&) = delete;
+    OutputCapture& operator=(const OutputCapture&) = delete;
+
+    [[nodiscard]] std::string text();
+
+  private:
+    int file_;
+    int standardOutput_;
+};
+
+/// What this process writes to standard output while `action` runs.
+template <class Action>
+std::string outputOf(Action action) {
+    OutputCapture capture;
+    action();
+    return capture.text();
+}
+
+/// Fills in a command from the words of a command line.
+template <ParsableArguments Command>
+Command parsed(const std::vector<std::string_view>& words) {
+    Command command;
+    parseArguments(boundProperties(command), words);
+    return command;
+}
+
+/// What a command given like this prints when it runs.
+template <AsyncParsableCommand Command>
+std::string commandOutput(const std::vector<std::string_view>& words) {
+    auto command = parsed<Command>(words);
+    return outputOf([&] { runToCompletion(command.run()); });
+}
+
+struct ProgramRun {
+    std::string output;
+    std::string errors;
+    /// The exit status, or minus the number of the signal that ended it.
+    int status;
+
+    bool operator==(const ProgramRun&) const = default;
+};
+
+/// Runs the built program with these arguments, `input` on its standard input.
+[[nodiscard]] ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input = "");
+
+[[nodiscard]] std::string readFile(const std::filesystem::path& path);
+void writeFile(const std::filesystem::path& path, std::string_view bytes);
+
+/// A message that is not stored yet.
+[[nodiscard]] StoredMessage newMessage(MessageType type = MessageType::video,
+                                       MessageProvider provider = MessageProvider::Zelvo,
+                                       std::string_view from = "ann@example.com");
+
+} // namespace Orvex::Testing
