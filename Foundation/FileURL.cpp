@@ -1,5 +1,6 @@
 #include "Foundation/FileURL.h"
 
+#include "Foundation/LetterCase.h"
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
@@ -38,10 +39,7 @@ std::optional<std::string> percentDecoded(std::string_view text) {
 }
 
 bool startsWithIgnoringCase(std::string_view text, std::string_view lowerCasePrefix) {
-    const auto equal = [](char a, char lower) { return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == lower; };
-    return text.size() >= lowerCasePrefix.size() &&
-           std::equal(lowerCasePrefix.begin(), lowerCasePrefix.end(), text.begin(),
-                      [&](char lower, char a) { return equal(a, lower); });
+    return lowerCased(text.substr(0, lowerCasePrefix.size())) == lowerCasePrefix;
 }
 
 } // namespace

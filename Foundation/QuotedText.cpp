@@ -93,16 +93,4 @@ std::string onOneLine(std::string_view text) {
     return out;
 }
 
-std::string quotedList(std::span<const std::string> elements) {
-    std::string out = "[";
-    for (const std::string& element : elements) {
-        if (out.size() > 1) {
-            out += ", ";
-        }
-        appendQuoted(out, element);
-    }
-    out += ']';
-    return out;
-}
-
 } // namespace Orvex

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <span>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -18,7 +18,18 @@ void appendQuoted(std::string& out, std::string_view text);
 /// elsewhere that is a sentence, such as an error message.
 [[nodiscard]] std::string onOneLine(std::string_view text);
 
-/// The elements quoted, separated by ", ", inside square brackets.
-[[nodiscard]] std::string quotedList(std::span<const std::string> elements);
+/// The text of each element, separated by ", ", inside square brackets.
+template <class Range, class TextOf>
+[[nodiscard]] std::string bracketed(const Range& elements, TextOf textOf) {
+    std::string list = "[";
+    for (const auto& element : elements) {
+        if (list.size() > 1) {
+            list += ", ";
+        }
+        list += std::invoke(textOf, element);
+    }
+    list += ']';
+    return list;
+}
 
 } // namespace Orvex

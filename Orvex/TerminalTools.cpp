@@ -4,6 +4,7 @@
 #include "Foundation/RegularExpression.h"
 #include <cstdio>
 #include <stdexcept>
+#include <utility>
 
 namespace Orvex {
 
@@ -52,6 +53,19 @@ void printLine(std::string_view text, bool noColor) {
     } else {
         writeLine(text);
     }
+}
+
+std::optional<std::string> readLine() {
+    std::fflush(stdout);
+    std::string line;
+    for (int c = 0; (c = std::getc(stdin)) != '\n';) {
+        if (c == EOF) {
+            std::clearerr(stdin);
+            return line.empty() ? std::nullopt : std::optional(std::move(line));
+        }
+        line += static_cast<char>(c);
+    }
+    return line;
 }
 
 } // namespace Orvex

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,5 +17,9 @@ namespace Orvex {
 /// Sequences are looked for in as many UTF-16 code units from the start as the text has user-perceived
 /// characters. In a text with characters of several code units, sequences near its end therefore stay.
 void printLine(std::string_view text, bool noColor);
+
+/// Reads a line from standard input, without the newline that ends it, once all that was printed is visible.
+/// No value at the end of input; a terminal may go on after it.
+[[nodiscard]] std::optional<std::string> readLine();
 
 } // namespace Orvex

@@ -3,6 +3,7 @@
 #include "Orvex/commands/GetAllMessages.h"
 #include "Orvex/commands/GetAllVoicemailMessages.h"
 #include "Orvex/commands/GetTotalCount.h"
+#include "Orvex/commands/MessageSelection.h"
 #include "Orvex/commands/SaveMessage.h"
 #include "Orvex/commands/SendVideoMessage.h"
 #include "Orvex/commands/TranscriptionEnabled.h"
@@ -12,6 +13,8 @@
 #include "Support.h"
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
+#include <set>
 
 namespace Orvex::Testing {
 namespace {
@@ -265,6 +268,222 @@ TEST_F(CommandsTest, SaveMessageReplacesWhatIsNoUUID) {
 TEST_F(CommandsTest, SaveMessagePrintsAStoreError) {
     failAtCall(0);
     EXPECT_EQ(commandOutput<SaveMessage>({}), "\x1b[0;31mError: \n\x1b[0;0mthe store is on fire\n");
+}
+
+constexpr std::string_view confirmDeletion = "Are you sure you want to delete these messages (y/n)?\n";
+constexpr std::string_view whichToDelete = "Enter a comma-separated list of messages to delete\n";
+constexpr std::string_view nothingFound = "\x1b[0;31mNo messages found for the given inputs!\x1b[0;0m\n";
+
+TEST(Prompts, AskForNumbersTakesWhatIsANumber) {
+    using Numbers = std::vector<std::int64_t>;
+    const std::pair<std::string_view, Numbers> cases[] = {
+        {" 2, x ,,3\n", {2, 3}},
+        {"1,1\n", {1, 1}},
+        {"\n", {}},
+        {"", {}},
+        {"7", {7}},
+        {"1,2\r\n3\n", {1, 2}},
+        {"\t+4 ,\v-5\f,0\n", {4, -5, 0}},
+        {"1 2,1.5,0x3,--4,+,9223372036854775808,-9223372036854775808,9223372036854775807\n",
+         {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}},
+        {std::string_view("1\0,2\n", 5), {2}},
+    };
+    for (const auto& [input, numbers] : cases) {
+        const InputFrom standardInput(input);
+        EXPECT_EQ(outputOf([&] { EXPECT_EQ(askForNumbers("\x1b[1mWhich?", true), numbers) << input; }),
+                  "Which?\n");
+    }
+}
+
+TEST(Prompts, AskYesNoAsksUntilItIsAnswered) {
+    struct Case {
+        std::string_view input;
+        bool answer;
+        int questions;
+    };
+    const Case cases[] = {
+        {"y\n", true, 1},      {"YES\n", true, 1}, {"True\n", true, 1},        {"1", true, 1},
+        {"n\n", false, 1},     {"No\n", false, 1}, {"FALSE\n", false, 1},      {"0\n", false, 1},
+        {" y\nn\n", false, 2}, {"\ny\n", true, 2}, {"y \nyep\n2\ny", true, 4}, {"y\r\nno\ny\n", false, 2},
+    };
+    for (const Case& each : cases) {
+        const InputFrom standardInput(each.input);
+        const std::string output =
+            outputOf([&] { EXPECT_EQ(askYesNo("Sure?", false), each.answer) << each.input; });
+        EXPECT_EQ(output.size(),
+                  std::string_view("Sure?\n").size() * static_cast<std::size_t>(each.questions));
+    }
+}
+
+TEST_F(CommandsTest, DeleteMessageDeletesTheMessagesChosen) {
+    fill();
+    const std::string heading = "\x1b[0;32mGetting all messages\x1b[0;0m\n";
+    const std::string expected = heading + listing({0, 1, 2}) + std::string(whichToDelete) + listing({2, 0}) +
+                                 std::string(confirmDeletion) + std::string(confirmDeletion) +
+                                 "\x1b[0;32mDeleted 2 messages!\x1b[0;0m\n";
+    EXPECT_EQ(commandOutput<DeleteMessage>({}, " 3, x ,,1\n y\nYES\n"), expected);
+    EXPECT_THAT(store->calls, ElementsAre("allMessages", "deleteMessages 2"));
+    ASSERT_EQ(store->stored.size(), 1U);
+    EXPECT_EQ(store->stored[0].from, "ann");
+}
+
+TEST_F(CommandsTest, DeleteMessageAsksForNoChoiceWhereOneWasMade) {
+    fill();
+    const std::string uuid = store->stored[1].recordUUID.text();
+    EXPECT_EQ(commandOutput<DeleteMessage>({"--recordUUIDs", uuid, "bad"}, "n\n"),
+              "\x1b[0;32mGetting messages with recordUUIDs:\n\x1b[0;0m[\"" + uuid + "\", \"bad\"]\n" +
+                  listing({1}) + std::string(confirmDeletion));
+    EXPECT_THAT(store->calls, ElementsAre("messages(recordUUIDs:) 1"));
+    EXPECT_EQ(commandOutput<DeleteMessage>({"-nc", "-a", "-handles", "ann"}, "yes"),
+              "Getting messages with handles:\n[\"ann\"]\n\nMessage #1:\n" + store->stored[0].description() +
+                  "\n\nMessage #2:\n" + store->stored[1].description() + "\n" + std::string(confirmDeletion) +
+                  "Deleted 2 messages!\n");
+    ASSERT_EQ(store->stored.size(), 1U);
+    EXPECT_EQ(store->stored[0].from, "bob");
+}
+
+TEST_F(CommandsTest, DeleteMessageEndsWhereNothingIsFoundOrChosen) {
+    const std::string all = "\x1b[0;32mGetting all messages\x1b[0;0m\n";
+    EXPECT_EQ(commandOutput<DeleteMessage>({"-a"}), all + std::string(nothingFound));
+    EXPECT_EQ(commandOutput<DeleteMessage>({"-p", "0"}),
+              all + std::string(whichToDelete) + std::string(nothingFound));
+    fill();
+    EXPECT_EQ(commandOutput<DeleteMessage>({}, "x\n"),
+              all + listing({0, 1, 2}) + std::string(whichToDelete) + std::string(nothingFound));
+    EXPECT_THAT(commandOutput<DeleteMessage>({"-rids", "bad"}), testing::EndsWith(nothingFound));
+    failAtCall(0);
+    EXPECT_EQ(commandOutput<DeleteMessage>({"-a"}),
+              all + "\x1b[0;31mError: \x1b[0;0mthe store is on fire\n" + std::string(nothingFound));
+    EXPECT_EQ(store->stored.size(), 3U);
+}
+
+TEST_F(CommandsTest, DeleteMessageSendsBatchesOfAHundred) {
+    const std::pair<int, std::vector<std::string>> cases[] = {
+        {1, {"1"}}, {99, {"99"}}, {100, {"100"}}, {101, {"100", "1"}}, {250, {"100", "100", "50"}},
+    };
+    for (const auto& [count, batches] : cases) {
+        for (int i = 0; i < count; ++i) {
+            wait(store->saveMessage(newMessage()));
+        }
+        store->calls.clear();
+        EXPECT_THAT(commandOutput<DeleteMessage>({"-a", "-nc"}, "y\n"),
+                    testing::EndsWith("Deleted " + std::to_string(count) + " messages!\n"));
+        std::vector<std::string> expected = {"allMessages"};
+        for (const std::string& batch : batches) {
+            expected.push_back("deleteMessages " + batch);
+        }
+        EXPECT_EQ(store->calls, expected);
+        EXPECT_TRUE(store->stored.empty());
+    }
+}
+
+TEST_F(CommandsTest, DeleteMessageStopsAtTheFirstBatchThatFails) {
+    for (int i = 0; i < 250; ++i) {
+        wait(store->saveMessage(newMessage()));
+    }
+    failAtCall(2);
+    EXPECT_THAT(
+        commandOutput<DeleteMessage>({"-a"}, "y\n"),
+        testing::EndsWith(std::string(confirmDeletion) + "\x1b[0;31mError: \x1b[0;0mthe store is on fire\n"));
+    EXPECT_EQ(store->calls.back(), "deleteMessages 100");
+    EXPECT_EQ(store->stored.size(), 150U);
+}
+
+TEST_F(CommandsTest, DeleteMessageCountsChoicesNotMessages) {
+    fill();
+    EXPECT_THAT(commandOutput<DeleteMessage>({"-nc"}, "1,1\ny\n"),
+                testing::EndsWith("Deleted 2 messages!\n"));
+    EXPECT_EQ(store->calls.back(), "deleteMessages 2");
+    EXPECT_EQ(store->stored.size(), 2U);
+}
+
+TEST_F(CommandsTest, UpdateMessageShowsConfirmsAndRereads) {
+    fill();
+    const StoredMessage before = store->stored[2];
+    const std::string output = commandOutput<UpdateMessage>({"-handles",
+                                                             "bob",
+                                                             "-callUUID",
+                                                             before.recordUUID.text(),
+                                                             "-conversationID",
+                                                             "bad",
+                                                             "-from",
+                                                             "eve",
+                                                             "-duration",
+                                                             "2",
+                                                             "-newProvider",
+                                                             "1",
+                                                             "-read",
+                                                             "true",
+                                                             "-mailbox",
+                                                             "2",
+                                                             "-recipient",
+                                                             "r",
+                                                             "-transcription",
+                                                             "3",
+                                                             "-rtt",
+                                                             "true",
+                                                             "-undelete"},
+                                                            "YES\n");
+    const StoredMessage& after = store->stored[2];
+    const MessageUpdate update{.recordUUID = before.recordUUID,
+                               .callUUID = before.recordUUID,
+                               .from = "eve",
+                               .provider = MessageProvider::Zelvo,
+                               .read = true,
+                               .duration = Seconds(2),
+                               .mailbox = Mailbox::trash,
+                               .recipient = "r",
+                               .transcription = TranscriptionStatus::inProgress,
+                               .isRTT = true,
+                               .undelete = true};
+    EXPECT_EQ(output,
+              "\x1b[0;32mGetting messages with handles:\n\x1b[0;0m[\"bob\"]\n"
+              "\x1b[0;32m\nMessage #1:\n\x1b[0;0m" +
+                  before.description() + "\n\x1b[0;32mMessageUpdate:\n\x1b[0;0m" + update.description() +
+                  "\nDo you want to update the store (y/n)?\n"
+                  "\x1b[0;32mMessage updated successfully!\x1b[0;0m\n\x1b[0;32mNew message:\n\x1b[0;0m[" +
+                  after.description() + "]\n");
+    EXPECT_THAT(store->calls,
+                ElementsAre("messages(handles:) 1", "updateMessage 1", "messages(recordUUIDs:) 1"));
+    EXPECT_EQ(after.from, "eve");
+    EXPECT_EQ(after.conversationID, before.conversationID);
+    EXPECT_EQ(after.mailbox, Mailbox::inbox);
+}
+
+TEST_F(CommandsTest, UpdateMessageTakesTheFirstNumberOrTheFirstMessage) {
+    const std::pair<std::string_view, std::size_t> cases[] = {{"\ny\n", 0}, {"x\ny\n", 0}, {"3,9\ny\n", 2}};
+    for (const auto& [input, index] : cases) {
+        store->stored.clear();
+        fill();
+        const std::string output = commandOutput<UpdateMessage>({"-read", "true", "-nc"}, input);
+        EXPECT_THAT(output, testing::HasSubstr("\nType the message number to update\nMessageUpdate:\n"));
+        for (std::size_t i = 0; i < 3; ++i) {
+            EXPECT_EQ(store->stored[i].read, i == index) << input << i;
+        }
+    }
+}
+
+TEST_F(CommandsTest, UpdateMessageChangesNothingUnlessConfirmed) {
+    fill();
+    const std::string uuid = store->stored[0].recordUUID.text();
+    EXPECT_THAT(commandOutput<UpdateMessage>({"-rid", uuid, "-handles", "bob"}, "n\n"),
+                testing::EndsWith("\x1b[0;32mMessageUpdate:\n\x1b[0;0m  recordUUID: " + uuid +
+                                  "\n  undelete: false\nDo you want to update the store (y/n)?\n"));
+    EXPECT_THAT(store->calls, ElementsAre("messages(recordUUIDs:) 1"));
+    EXPECT_THAT(commandOutput<UpdateMessage>({"-rid", "bad"}), testing::EndsWith(nothingFound));
+    EXPECT_THAT(commandOutput<UpdateMessage>({"-rid="}),
+                testing::EndsWith("[\"\"]\n" + std::string(nothingFound)));
+}
+
+TEST_F(CommandsTest, UpdateMessagePrintsAnErrorOfTheUpdateOrTheRereading) {
+    for (const int failing : {1, 2}) {
+        store->stored.clear();
+        fill();
+        failAtCall(failing);
+        EXPECT_THAT(commandOutput<UpdateMessage>({"-handles", "bob", "-read", "true"}, "y\n"),
+                    testing::EndsWith("(y/n)?\n\x1b[0;31mError: \x1b[0;0mthe store is on fire\n"));
+        EXPECT_EQ(store->stored[2].read, failing == 2);
+    }
 }
 
 TEST(MessageStoreClient, NeedsAStoreOnlyWhenItIsUsed) {

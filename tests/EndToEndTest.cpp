@@ -1,5 +1,6 @@
 #include "Support.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -57,6 +58,73 @@ TEST_F(EndToEndTest, AStoreErrorIsPrintedByTheCommand) {
                               cause + "\n",
                           "", 0}));
     EXPECT_EQ(readFile(file), "plain text");
+}
+
+TEST_F(EndToEndTest, DeletesAndUpdatesWhatIsChosen) {
+    for (const char* const handle : {"a", "b", "c"}) {
+        run({"save-message", "-frm", handle});
+    }
+    const std::string first = stored()[0].recordUUID.text();
+    EXPECT_THAT(
+        run({"delete-message", "-nc"}, " 2, x ,,3\ny\n").output,
+        testing::EndsWith("Are you sure you want to delete these messages (y/n)?\nDeleted 2 messages!\n"));
+    ASSERT_EQ(stored().size(), 1U);
+    const ProgramRun updated = run({"update-message", "-rid", first, "-read", "true", "-nc"}, "y");
+    EXPECT_TRUE(stored()[0].read);
+    EXPECT_THAT(updated.output, testing::EndsWith("Message updated successfully!\nNew message:\n[" +
+                                                  stored()[0].description() + "]\n"));
+    EXPECT_EQ(updated.status, 0);
+}
+
+TEST_F(EndToEndTest, ANumberOutsideTheListAborts) {
+    run({"save-message"});
+    run({"save-message"});
+    for (const char* const number : {"0", "3", "-9223372036854775808"}) {
+        const std::string line =
+            "Fatal error: Orvex/commands/MessageSelection: index out of range: message number " +
+            std::string(number) + " of 2\n";
+        const ProgramRun deletion = run({"delete-message"}, "1," + std::string(number) + "\ny\n");
+        EXPECT_EQ(deletion.status, -SIGABRT);
+        EXPECT_EQ(deletion.errors, line);
+        EXPECT_THAT(deletion.output,
+                    testing::EndsWith("Enter a comma-separated list of messages to delete\n"));
+        const ProgramRun update = run({"update-message", "-read", "true"}, std::string(number) + "\ny\n");
+        EXPECT_EQ(update.status, -SIGABRT);
+        EXPECT_EQ(update.errors, line);
+        EXPECT_THAT(update.output, testing::EndsWith("Type the message number to update\n"));
+    }
+    EXPECT_EQ(stored().size(), 2U);
+    EXPECT_FALSE(stored()[0].read);
+}
+
+TEST_F(EndToEndTest, APromptIsVisibleBeforeItIsAnswered) {
+    run({"save-message", "-frm", "a"});
+    run({"save-message", "-frm", "b"});
+    TerminalSession session({"--store", file, "delete-message"});
+    ASSERT_TRUE(session.shows("Enter a comma-separated list of messages to delete\r\n"));
+    session.type("2\n");
+    ASSERT_TRUE(session.shows("Are you sure you want to delete these messages (y/n)?\r\n"));
+    constexpr std::string_view endOfInput = "\x04";
+    session.type(endOfInput);
+    ASSERT_TRUE(session.shows("Are you sure you want to delete these messages (y/n)?\r\n"));
+    session.type("y\n");
+    EXPECT_TRUE(session.shows("\x1b[0;32mDeleted 1 messages!\x1b[0;0m\r\n"));
+    EXPECT_EQ(session.status(), 0);
+    ASSERT_EQ(stored().size(), 1U);
+    EXPECT_EQ(stored()[0].from, "a");
+}
+
+TEST_F(EndToEndTest, AMessageThatIsGoneMeanwhileIsNotUpdated) {
+    run({"save-message"});
+    const std::string uuid = stored()[0].recordUUID.text();
+    TerminalSession session({"--store", file, "update-message", "-read", "true", "-nc"});
+    ASSERT_TRUE(session.shows("Do you want to update the store (y/n)?\r\n"));
+    wait(SQLiteMessageStore(file).deleteMessages({*UUID::parse(uuid)}));
+    session.type("y\n");
+    EXPECT_TRUE(session.shows("Error: cannot update messages in the message store \"" + file +
+                              "\": it holds no message with the record UUID " + uuid +
+                              "; it may have been deleted meanwhile\r\n"));
+    EXPECT_EQ(session.status(), 0);
 }
 
 TEST_F(EndToEndTest, AUsageErrorTouchesNothing) {

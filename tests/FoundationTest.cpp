@@ -131,9 +131,9 @@ TEST(QuotedText, CannotBeObeyedByATerminal) {
         EXPECT_EQ(inQuotes(text), expected);
     }
     EXPECT_EQ(onOneLine("no \"x\"\nin \\y\x9b"), "no \"x\"\\nin \\y\\x9B");
-    EXPECT_EQ(quotedList({}), "[]");
+    EXPECT_EQ(bracketed(std::vector<std::string>(), inQuotes), "[]");
     const std::string elements[] = {"", "a, \"b\""};
-    EXPECT_EQ(quotedList(elements), R"(["", "a, \"b\""])");
+    EXPECT_EQ(bracketed(elements, inQuotes), R"(["", "a, \"b\""])");
 }
 
 TEST(Description, ShowsEachKindOfValueOnALine) {

@@ -2,12 +2,16 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <poll.h>
+#include <pty.h>
 #include <spawn.h>
+#include <stdio_ext.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -43,6 +47,21 @@ std::string contentOf(int file) {
     return text;
 }
 
+/// The program's command line with these arguments, which must outlive it.
+std::vector<char*> argumentVector(std::vector<std::string>& arguments) {
+    arguments.insert(arguments.begin(), ORVEX_PROGRAM);
+    std::vector<char*> words;
+    for (std::string& argument : arguments) {
+        words.push_back(argument.data());
+    }
+    words.push_back(nullptr);
+    return words;
+}
+
+int exitStatus(int waitStatus) {
+    return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -WTERMSIG(waitStatus);
+}
+
 } // namespace
 
 TemporaryFolder::TemporaryFolder() {
@@ -75,13 +94,67 @@ std::string OutputCapture::text() {
     return contentOf(file_);
 }
 
-ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) {
-    arguments.insert(arguments.begin(), ORVEX_PROGRAM);
-    std::vector<char*> words;
-    for (std::string& argument : arguments) {
-        words.push_back(argument.data());
+InputFrom::InputFrom(std::string_view text) : standardInput_(checked(dup(STDIN_FILENO))) {
+    const int file = memoryFile(text);
+    checked(dup2(file, STDIN_FILENO));
+    close(file);
+    __fpurge(stdin);
+    clearerr(stdin);
+}
+
+InputFrom::~InputFrom() {
+    __fpurge(stdin);
+    dup2(standardInput_, STDIN_FILENO);
+    close(standardInput_);
+}
+
+TerminalSession::TerminalSession(std::vector<std::string> arguments) {
+    const std::vector<char*> words = argumentVector(arguments);
+    program_ = checked(forkpty(&terminal_, nullptr, nullptr, nullptr));
+    if (program_ == 0) {
+        execv(words.front(), words.data());
+        _exit(127);
     }
-    words.push_back(nullptr);
+}
+
+TerminalSession::~TerminalSession() {
+    if (program_ > 0) {
+        kill(program_, SIGKILL);
+        static_cast<void>(status());
+    }
+    close(terminal_);
+}
+
+bool TerminalSession::shows(std::string_view text) {
+    while (true) {
+        if (const std::size_t found = unread_.find(text); found != std::string::npos) {
+            unread_.erase(0, found + text.size());
+            return true;
+        }
+        pollfd readable{.fd = terminal_, .events = POLLIN, .revents = 0};
+        std::array<char, 4096> buffer{};
+        constexpr int milliseconds = 10000;
+        const ssize_t size =
+            poll(&readable, 1, milliseconds) == 1 ? read(terminal_, buffer.data(), buffer.size()) : 0;
+        if (size <= 0) {
+            return false;
+        }
+        unread_.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+}
+
+void TerminalSession::type(std::string_view keys) {
+    checked(static_cast<int>(write(terminal_, keys.data(), keys.size())));
+}
+
+int TerminalSession::status() {
+    int waitStatus = 0;
+    checked(waitpid(std::exchange(program_, -1), &waitStatus, 0));
+    return exitStatus(waitStatus);
+}
+
+ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) {
+    const std::vector<char*> words = argumentVector(arguments);
 
     const std::array files{memoryFile(input), memoryFile(), memoryFile()};
     posix_spawn_file_actions_t actions;
@@ -96,11 +169,10 @@ ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) 
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), words.front());
     }
-    int status = 0;
-    checked(waitpid(child, &status, 0));
-    ProgramRun run{.output = contentOf(files[1]),
-                   .errors = contentOf(files[2]),
-                   .status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
+    int waitStatus = 0;
+    checked(waitpid(child, &waitStatus, 0));
+    ProgramRun run{
+        .output = contentOf(files[1]), .errors = contentOf(files[2]), .status = exitStatus(waitStatus)};
     for (const int file : files) {
         close(file);
     }

@@ -57,6 +57,18 @@ class OutputCapture {
     int standardOutput_;
 };
 
+/// Gives this process `text` as its standard input, while it lives.
+class InputFrom {
+  public:
+    explicit InputFrom(std::string_view text);
+    ~InputFrom();
+    InputFrom(const InputFrom&) = delete;
+    InputFrom& operator=(const InputFrom&) = delete;
+
+  private:
+    int standardInput_;
+};
+
 /// What this process writes to standard output while `action` runs.
 template <class Action>
 std::string outputOf(Action action) {
@@ -73,9 +85,10 @@ Command parsed(const std::vector<std::string_view>& words) {
     return command;
 }
 
-/// What a command given like this prints when it runs.
+/// What a command given like this prints when it runs, `input` on its standard input.
 template <AsyncParsableCommand Command>
-std::string commandOutput(const std::vector<std::string_view>& words) {
+std::string commandOutput(const std::vector<std::string_view>& words, std::string_view input = "") {
+    const InputFrom standardInput(input);
     auto command = parsed<Command>(words);
     return outputOf([&] { runToCompletion(command.run()); });
 }
@@ -91,6 +104,27 @@ struct ProgramRun {
 
 /// Runs the built program with these arguments, `input` on its standard input.
 [[nodiscard]] ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input = "");
+
+/// The built program in a terminal of its own.
+class TerminalSession {
+  public:
+    explicit TerminalSession(std::vector<std::string> arguments);
+    ~TerminalSession();
+    TerminalSession(const TerminalSession&) = delete;
+    TerminalSession& operator=(const TerminalSession&) = delete;
+
+    /// Waits until `text` is on the screen, behind what was waited for before; false after ten seconds, or
+    /// when the program ends without it.
+    [[nodiscard]] bool shows(std::string_view text);
+    void type(std::string_view keys);
+    /// Waits for the program's end; its exit status, or minus the signal's number.
+    [[nodiscard]] int status();
+
+  private:
+    int terminal_ = -1;
+    pid_t program_ = -1;
+    std::string unread_;
+};
 
 [[nodiscard]] std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, std::string_view bytes);

@@ -73,10 +73,12 @@ ValueSyntax ArgumentConversion<FileURL>::syntax() {
 }
 
 ValueSyntax enumerationSyntax(std::vector<std::string> numbers, std::vector<std::string> caseNames) {
-    return {.placeholder = "<" + joined(numbers, "|") + ">",
-            .expected = alternatives(numbers) + " (" + joined(caseNames, ", ") + ")",
-            .values = std::move(numbers),
-            .meanings = std::move(caseNames)};
+    ValueSyntax syntax;
+    syntax.placeholder = "<" + joined(numbers, "|") + ">";
+    syntax.expected = alternatives(numbers) + " (" + joined(caseNames, ", ") + ")";
+    syntax.values = std::move(numbers);
+    syntax.meanings = std::move(caseNames);
+    return syntax;
 }
 
 } // namespace Orvex

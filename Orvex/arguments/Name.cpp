@@ -1,30 +1,24 @@
 #include "Orvex/arguments/Name.h"
 
+#include "Foundation/LetterCase.h"
+
 namespace Orvex {
-
-namespace {
-
-constexpr bool isUpper(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-
-} // namespace
 
 std::string lowerCaseWords(std::string_view identifier) {
     std::string words;
     for (std::size_t i = 0; i < identifier.size(); ++i) {
         const char c = identifier[i];
-        if (!isUpper(c)) {
+        if (!isUpperCase(c)) {
             words += c;
             continue;
         }
         // A run of capitals is one word, but its last one begins the next word where a small letter follows.
-        const bool endsWord = i > 0 && !isUpper(identifier[i - 1]);
-        const bool beginsWord = i > 0 && i + 1 < identifier.size() && !isUpper(identifier[i + 1]);
+        const bool endsWord = i > 0 && !isUpperCase(identifier[i - 1]);
+        const bool beginsWord = i > 0 && i + 1 < identifier.size() && !isUpperCase(identifier[i + 1]);
         if (endsWord || beginsWord) {
             words += '-';
         }
-        words += static_cast<char>(c - 'A' + 'a');
+        words += lowerCased(c);
     }
     return words;
 }

@@ -1,19 +1,12 @@
 #include "Orvex/arguments/Wording.h"
 
+#include "Foundation/LetterCase.h"
 #include <algorithm>
 #include <vector>
 
 namespace Orvex {
 
 namespace {
-
-std::string lowerCased(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
-    return lower;
-}
 
 /// Optimal string alignment distance: the cost of the cheapest edits, none of which touches a character
 /// twice.

@@ -17,8 +17,10 @@ struct DeleteMessage {
     Option<std::vector<std::string>> messageUUIDStrings{
         {}, {singleDash("rids"), customLong("recordUUIDs")}, "A list of recordUUIDs to delete."};
 
+    Async<void> run();
+
     ORVEX_CODING_KEYS(DeleteMessage, noColor, deleteAll, types, providers, handles, messageUUIDStrings)
 };
-static_assert(ParsableCommand<DeleteMessage>);
+static_assert(AsyncParsableCommand<DeleteMessage>);
 
 } // namespace Orvex

@@ -1,10 +1,15 @@
 #include "Orvex/commands/MessageSelection.h"
 
+#include "Foundation/FatalError.h"
+#include "Foundation/LetterCase.h"
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/TerminalTools.h"
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <exception>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -15,18 +20,6 @@ namespace Orvex {
 namespace {
 
 constexpr std::string_view recordUUIDsHeading = "Getting messages with recordUUIDs:\n";
-
-template <CaseIterable E>
-std::string caseNameList(std::span<const E> values) {
-    std::string list = "[";
-    for (const E value : values) {
-        if (list.size() > 1) {
-            list += ", ";
-        }
-        list += caseName(value);
-    }
-    return list + "]";
-}
 
 template <class T, class Parse>
 std::vector<T> parsedOnes(std::span<const std::string> texts, Parse parse) {
@@ -48,6 +41,12 @@ auto storeValues(std::span<const Input> inputs) {
     return values;
 }
 
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view whiteSpace = " \t\r\v\f";
+    text.remove_prefix(std::min(text.find_first_not_of(whiteSpace), text.size()));
+    return text.substr(0, text.find_last_not_of(whiteSpace) + 1);
+}
+
 } // namespace
 
 Async<std::vector<StoredMessage>>
@@ -56,24 +55,24 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
               std::vector<std::string> recordUUIDStrings, std::vector<std::string> voicemailIDStrings) {
     try {
         if (!recordUUIDStrings.empty()) {
-            printLine(inGreen(recordUUIDsHeading) + quotedList(recordUUIDStrings), noColor);
+            printLine(inGreen(recordUUIDsHeading) + bracketed(recordUUIDStrings, inQuotes), noColor);
             co_return co_await client.messages(parsedOnes<UUID>(recordUUIDStrings, UUID::parse));
         }
         if (!handles.empty()) {
-            printLine(inGreen("Getting messages with handles:\n") + quotedList(handles), noColor);
+            printLine(inGreen("Getting messages with handles:\n") + bracketed(handles, inQuotes), noColor);
             co_return co_await client.messages(std::move(handles));
         }
         if (!providers.empty() && !types.empty()) {
             printLine(inGreen("Getting messages with providers and types:\n") +
-                          "providers: " + caseNameList<InputProviderType>(providers) +
-                          " types: " + caseNameList<InputMessageType>(types),
+                          "providers: " + bracketed(providers, caseName<InputProviderType>) +
+                          " types: " + bracketed(types, caseName<InputMessageType>),
                       noColor);
             co_return co_await client.messages(storeValues<InputProviderType>(providers),
                                                storeValues<InputMessageType>(types));
         }
         if (!voicemailIDStrings.empty()) {
             // The heading and the list of the record UUIDs, none of which are given here.
-            printLine(inGreen(recordUUIDsHeading) + quotedList(recordUUIDStrings), noColor);
+            printLine(inGreen(recordUUIDsHeading) + bracketed(recordUUIDStrings, inQuotes), noColor);
             MessageQuery query;
             query.voicemailIDs = parsedOnes<std::int32_t>(voicemailIDStrings, parseNumber<std::int32_t>);
             co_return co_await client.messages(std::move(query), std::numeric_limits<std::int64_t>::max(), 0);
@@ -91,6 +90,49 @@ void listMessages(std::span<const StoredMessage> messages, bool noColor) {
     for (const StoredMessage& message : messages) {
         ++number;
         printLine(inGreen("\nMessage #" + std::to_string(number) + ":\n") + message.description(), noColor);
+    }
+}
+
+std::vector<std::int64_t> askForNumbers(std::string_view prompt, bool noColor) {
+    printLine(prompt, noColor);
+    const std::string line = readLine().value_or("");
+    std::vector<std::int64_t> numbers;
+    for (std::size_t start = 0; start <= line.size();) {
+        const std::size_t end = std::min(line.find(',', start), line.size());
+        const std::string_view piece = trimmed(std::string_view(line).substr(start, end - start));
+        if (const auto number = parseNumber<std::int64_t>(piece)) {
+            numbers.push_back(*number);
+        }
+        start = end + 1;
+    }
+    return numbers;
+}
+
+const StoredMessage& messageNumbered(std::span<const StoredMessage> messages, std::int64_t number) {
+    if (number < 1 || number > std::ssize(messages)) {
+        fatalError("Orvex/commands/MessageSelection", "index out of range: message number " +
+                                                          std::to_string(number) + " of " +
+                                                          std::to_string(messages.size()));
+    }
+    return messages[static_cast<std::size_t>(number - 1)];
+}
+
+bool askYesNo(std::string_view prompt, bool noColor) {
+    constexpr std::array<std::string_view, 4> noes = {"false", "no", "0", "n"};
+    constexpr std::array<std::string_view, 4> yeses = {"true", "yes", "1", "y"};
+    while (true) {
+        printLine(prompt, noColor);
+        const std::optional<std::string> line = readLine();
+        if (!line) {
+            continue;
+        }
+        const std::string answer = lowerCased(*line);
+        if (std::find(noes.begin(), noes.end(), answer) != noes.end()) {
+            return false;
+        }
+        if (std::find(yeses.begin(), yeses.end(), answer) != yeses.end()) {
+            return true;
+        }
     }
 }
 

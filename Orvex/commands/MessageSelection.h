@@ -4,8 +4,10 @@
 #include "Orvex/model/InputTypes.h"
 #include "Orvex/model/StoredMessage.h"
 #include "Orvex/store/MessageStoreClient.h"
+#include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Orvex {
@@ -21,5 +23,17 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
 
 /// Prints each message under its number, counted from 1.
 void listMessages(std::span<const StoredMessage> messages, bool noColor);
+
+/// Asks for numbers, separated by commas, and returns them in the order typed. What is no number is skipped;
+/// at the end of input there are none.
+[[nodiscard]] std::vector<std::int64_t> askForNumbers(std::string_view prompt, bool noColor);
+
+/// The message with this number in the list as it was printed. There is no number outside the list that could
+/// be meant: it ends the process by `fatalError`.
+[[nodiscard]] const StoredMessage& messageNumbered(std::span<const StoredMessage> messages,
+                                                   std::int64_t number);
+
+/// Asks until the answer, in any letter case, is true, yes, 1 or y, or else false, no, 0 or n.
+[[nodiscard]] bool askYesNo(std::string_view prompt, bool noColor);
 
 } // namespace Orvex

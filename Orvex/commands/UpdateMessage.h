@@ -2,6 +2,7 @@
 
 #include "Orvex/arguments/ParsableArguments.h"
 #include "Orvex/commands/CommonOptions.h"
+#include "Orvex/model/MessageUpdate.h"
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,10 +51,15 @@ struct UpdateMessage {
                                       "The updated RTT boolean of the message."};
     Flag undelete{{singleDash("undelete")}, "Whether or not to remove the message from the trash."};
 
+    Async<void> run();
+
+    /// What the options change in the message with this record UUID.
+    [[nodiscard]] MessageUpdate update(const UUID& recordUUID) const;
+
     ORVEX_CODING_KEYS(UpdateMessage, noColor, types, providers, handles, messageUUIDString, callUUIDString,
                       conversationIDString, from, duration, updatedProvider, read, mailbox, recipient,
                       transcriptionStatus, isRTT, undelete)
 };
-static_assert(ParsableCommand<UpdateMessage>);
+static_assert(AsyncParsableCommand<UpdateMessage>);
 
 } // namespace Orvex

@@ -1,8 +1,10 @@
 #include "Orvex/arguments/Tool.h"
+#include "Orvex/commands/DeleteMessage.h"
 #include "Orvex/commands/GetAllMessages.h"
 #include "Orvex/commands/GetTotalCount.h"
 #include "Orvex/commands/SaveMessage.h"
 #include "Orvex/commands/TranscriptionEnabled.h"
+#include "Orvex/commands/UpdateMessage.h"
 #include "Orvex/store/MessageStoreClient.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <cstdlib>
@@ -48,8 +50,9 @@ int main(int argc, char* argv[]) {
         .name = "orvex",
         .version = ORVEX_VERSION,
         .summary = "Looks into a device's message store, and changes it.",
-        .subcommands = Orvex::subcommandTypes<Orvex::TranscriptionEnabled, Orvex::SaveMessage,
-                                              Orvex::GetTotalCount, Orvex::GetAllMessages>(),
+        .subcommands =
+            Orvex::subcommandTypes<Orvex::TranscriptionEnabled, Orvex::SaveMessage, Orvex::GetTotalCount,
+                                   Orvex::GetAllMessages, Orvex::DeleteMessage, Orvex::UpdateMessage>(),
         .options = Orvex::boundProperties(options),
         .prepare = [&options] {
             const std::filesystem::path file =

@@ -3,6 +3,7 @@
 #include "Foundation/Enumeration.h"
 #include "Orvex/model/StoreValues.h"
 #include <cstdint>
+#include <optional>
 
 namespace Orvex {
 
@@ -32,5 +33,11 @@ BOOST_DESCRIBE_ENUM(InputTranscriptionStatus, notAvailable, pending, transcripti
 [[nodiscard]] MessageProvider storeValue(InputProviderType input);
 [[nodiscard]] Mailbox storeValue(InputMailboxType input);
 [[nodiscard]] TranscriptionStatus storeValue(InputTranscriptionStatus input);
+
+/// Absent stays absent.
+template <class Input>
+[[nodiscard]] auto storeValue(const std::optional<Input>& input) {
+    return input ? std::optional(storeValue(*input)) : std::nullopt;
+}
 
 } // namespace Orvex
