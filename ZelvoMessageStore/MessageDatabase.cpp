@@ -1,5 +1,6 @@
 #include "ZelvoMessageStore/MessageDatabase.h"
 
+#include "Foundation/FileDescriptor.h"
 #include "Foundation/QuotedText.h"
 #include "ZelvoMessageStore/MessageRow.h"
 #include "ZelvoMessageStore/Schema.h"
@@ -11,7 +12,6 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace Orvex {
 
@@ -239,12 +239,11 @@ void MessageDatabase::createFile() const {
          slash = path_.find('/', slash + 1)) {
         makeFolder(path_.substr(0, slash));
     }
-    const int descriptor =
-        open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (descriptor >= 0) {
+    constexpr mode_t mode = S_IRUSR | S_IWUSR;
+    const FileDescriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (file.get() >= 0) {
         // Whatever the umask is.
-        fchmod(descriptor, S_IRUSR | S_IWUSR);
-        close(descriptor);
+        fchmod(file.get(), mode);
     } else if (errno != EEXIST) {
         throw std::system_error(errno, std::generic_category(), "the file cannot be made");
     }

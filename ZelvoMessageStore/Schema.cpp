@@ -1,13 +1,10 @@
 #include "ZelvoMessageStore/Schema.h"
 
-#include <algorithm>
+#include "Foundation/RegularFile.h"
 #include <array>
-#include <cerrno>
-#include <fcntl.h>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
-#include <system_error>
-#include <unistd.h>
 
 namespace Orvex {
 
@@ -65,54 +62,12 @@ constexpr std::int64_t currentVersion = migrations.size();
                      ", this one knows up to " + std::to_string(currentVersion) + "); use that version");
 }
 
-/// An open file that is only looked at. While SQLite has the same file open, closing it would give up
-/// SQLite's locks in this process, so it is looked at before SQLite opens it.
-class FileToInspect {
-  public:
-    explicit FileToInspect(const std::string& path)
-        // Not to wait for the other end of a named pipe.
-        : descriptor_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
-        if (descriptor_ < 0 && errno != ENOENT) {
-            throw std::system_error(errno, std::generic_category(), "the file cannot be read");
-        }
-    }
-    ~FileToInspect() {
-        if (exists()) {
-            close(descriptor_);
-        }
-    }
-    FileToInspect(const FileToInspect&) = delete;
-    FileToInspect& operator=(const FileToInspect&) = delete;
-
-    [[nodiscard]] bool exists() const { return descriptor_ >= 0; }
-
-    [[nodiscard]] struct stat status() const {
-        struct stat status {};
-        if (fstat(descriptor_, &status) != 0) {
-            throw std::system_error(errno, std::generic_category(), "the file cannot be examined");
-        }
-        return status;
-    }
-
-    /// Reads to the front of `buffer`; returns how many bytes there were.
-    [[nodiscard]] std::size_t read(std::span<unsigned char> buffer) const {
-        const ssize_t size = pread(descriptor_, buffer.data(), buffer.size(), 0);
-        if (size < 0) {
-            throw std::system_error(errno, std::generic_category(), "the file cannot be read");
-        }
-        return static_cast<std::size_t>(size);
-    }
-
-  private:
-    int descriptor_;
-};
-
 /// A big-endian integer in the header of an SQLite database (https://www.sqlite.org/fileformat.html,
 /// section 1.3).
-std::int64_t headerField(std::span<const unsigned char> header, std::size_t offset) {
+std::int64_t headerField(std::string_view header, std::size_t offset) {
     std::int64_t value = 0;
-    for (const unsigned char byte : header.subspan(offset, 4)) {
-        value = value << 8 | byte;
+    for (const char byte : header.substr(offset, 4)) {
+        value = value << 8 | static_cast<unsigned char>(byte);
     }
     return value;
 }
@@ -125,23 +80,17 @@ bool hasJournal(const std::string& path) {
 } // namespace
 
 bool holdsStore(const std::string& path) {
-    const FileToInspect file(path);
-    if (!file.exists()) {
-        return false;
-    }
-    const struct stat status = file.status();
-    if (!S_ISREG(status.st_mode)) {
-        throw StoreFault(S_ISDIR(status.st_mode) ? "it is a folder; name a file" : "it is no regular file");
-    }
-    if (status.st_size == 0) {
+    // Closing the file would give up SQLite's locks on it in this process: SQLite opens it later.
+    const std::optional<RegularFile> file = RegularFile::openIfExists(path);
+    if (!file || file->size() == 0) {
         return false;
     }
     constexpr std::string_view magic("SQLite format 3\0", 16);
     constexpr std::size_t userVersionOffset = 60;
     constexpr std::size_t applicationIDOffset = 68;
-    std::array<unsigned char, 100> header{};
-    const bool isComplete = file.read(header) == header.size();
-    if (!isComplete || !std::equal(magic.begin(), magic.end(), header.begin())) {
+    std::array<char, 100> buffer{};
+    const std::string_view header(buffer.data(), file->read(buffer));
+    if (header.size() < buffer.size() || !header.starts_with(magic)) {
         // The creation of a store may have been cut short; then the journal still has what undoes it.
         if (hasJournal(path)) {
             return true;

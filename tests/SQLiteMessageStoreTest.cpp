@@ -135,7 +135,7 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
              execute(at, "PRAGMA user_version = 0");
          },
          "the file is damaged: its schema version is 0"},
-        {[](const path& at) { create_directory(at); }, "it is a folder; name a file"},
+        {[](const path& at) { create_directory(at); }, "it is a folder, not a file"},
         {[](const path& at) { mkfifo(at.c_str(), 0600); }, "it is no regular file"},
     };
     int number = 0;
@@ -155,9 +155,9 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
 TEST_F(SQLiteMessageStoreTest, NamesWhatCannotBeMade) {
     writeFile(folder / "plain", "");
     const path below = folder / "plain/messages.db";
-    EXPECT_THAT(errorOfReading(below), EndsWith("the file cannot be read: Not a directory"));
+    EXPECT_THAT(errorOfReading(below), EndsWith("it cannot be read: Not a directory"));
     EXPECT_THAT(errorOfWriting(folder / "plain/x/messages.db"),
-                EndsWith("the file cannot be read: Not a directory"));
+                EndsWith("it cannot be read: Not a directory"));
     create_symlink(folder / "nowhere", file);
     EXPECT_THAT(errorOfWriting(file), HasSubstr("cannot be opened"));
     EXPECT_FALSE(exists(folder / "nowhere"));

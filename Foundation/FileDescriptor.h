@@ -1,0 +1,30 @@
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+namespace Orvex {
+
+/// Owns an open file and closes it. Negative when there is none.
+class FileDescriptor {
+  public:
+    FileDescriptor() noexcept = default;
+    explicit FileDescriptor(int descriptor) noexcept : descriptor_(descriptor) {}
+    ~FileDescriptor() {
+        if (descriptor_ >= 0) {
+            close(descriptor_);
+        }
+    }
+    FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+
+    [[nodiscard]] int get() const noexcept { return descriptor_; }
+
+  private:
+    int descriptor_ = -1;
+};
+
+} // namespace Orvex

@@ -1,0 +1,80 @@
+#include "Foundation/RegularFile.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace Orvex {
+
+namespace {
+
+[[noreturn]] void failToRead(int error) {
+    throw FileError("it cannot be read: " + std::generic_category().message(error));
+}
+
+void refuseUnlessRegular(const struct stat& status) {
+    if (S_ISDIR(status.st_mode)) {
+        throw FileError("it is a folder, not a file");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw FileError("it is no regular file");
+    }
+}
+
+} // namespace
+
+std::optional<RegularFile> RegularFile::openIfExists(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT) {
+            return std::nullopt;
+        }
+        failToRead(errno);
+    }
+    refuseUnlessRegular(status);
+    // Somebody may have put something else in its place since.
+    FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.get() < 0 || fstat(file.get(), &status) != 0) {
+        failToRead(errno);
+    }
+    refuseUnlessRegular(status);
+    return RegularFile(std::move(file), static_cast<std::uintmax_t>(status.st_size));
+}
+
+RegularFile::RegularFile(const std::string& path) {
+    std::optional<RegularFile> file = openIfExists(path);
+    if (!file) {
+        failToRead(ENOENT);
+    }
+    *this = *std::move(file);
+}
+
+std::size_t RegularFile::read(std::span<char> buffer) const {
+    std::size_t filled = 0;
+    while (filled < buffer.size()) {
+        const ssize_t size =
+            pread(file_.get(), buffer.data() + filled, buffer.size() - filled, static_cast<off_t>(filled));
+        if (size < 0 && errno != EINTR) {
+            failToRead(errno);
+        }
+        if (size == 0) {
+            break;
+        }
+        filled += static_cast<std::size_t>(size > 0 ? size : 0);
+    }
+    return filled;
+}
+
+std::string readWholeFile(const std::string& path, std::uintmax_t largest) {
+    const RegularFile file(path);
+    if (file.size() > largest) {
+        throw FileError("it has " + std::to_string(file.size()) + " bytes, more than the " + std::to_string(largest) +
+                        " that are read");
+    }
+    std::string content(file.size(), '\0');
+    content.resize(file.read(content));
+    return content;
+}
+
+} // namespace Orvex
