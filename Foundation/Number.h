@@ -1,9 +1,11 @@
 #pragma once
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <concepts>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace Orvex {
@@ -30,6 +32,13 @@ requires std::integral<T> || std::floating_point<T>
         }
     }
     return number;
+}
+
+/// The shortest decimal text that reads back as the same number.
+[[nodiscard]] inline std::string shortestText(double number) {
+    // The longest has 24 characters, "-1.7976931348623157e+308" for one.
+    std::array<char, 32> digits{};
+    return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
 }
 
 } // namespace Orvex

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace Orvex {
@@ -10,5 +11,8 @@ namespace Orvex {
 /// it. No value, for as many bytes as can be told to belong together, where they are no well-formed UTF-8
 /// (Unicode Standard, section 3.9).
 [[nodiscard]] std::optional<char32_t> nextCharacter(std::string_view text, std::size_t& position);
+
+/// Appends the character, which must be a Unicode scalar value.
+void appendUTF8(std::string& out, char32_t c);
 
 } // namespace Orvex

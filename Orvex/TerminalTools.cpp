@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view green = "\x1b[0;32m";
 constexpr std::string_view red = "\x1b[0;31m";
+constexpr std::string_view yellow = "\x1b[0;33m";
 constexpr std::string_view reset = "\x1b[0;0m";
 
 /// A two-character escape, or a control sequence with its parameters (ECMA-48).
@@ -45,6 +46,10 @@ std::string inGreen(std::string_view label) {
 
 std::string inRed(std::string_view label) {
     return colored(red, label);
+}
+
+std::string inYellow(std::string_view label) {
+    return colored(yellow, label);
 }
 
 void printLine(std::string_view text, bool noColor) {

@@ -12,6 +12,9 @@ namespace Orvex {
 /// `label` in red: an error, or nothing found.
 [[nodiscard]] std::string inRed(std::string_view label);
 
+/// `label` in yellow: come back later.
+[[nodiscard]] std::string inYellow(std::string_view label);
+
 /// Prints `text` and a newline to standard output, as it is or, with `noColor`, without its escape sequences.
 ///
 /// Sequences are looked for in as many UTF-16 code units from the start as the text has user-perceived

@@ -1,12 +1,12 @@
 #include "ZelvoMessageStore/MessageDatabase.h"
 
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "ZelvoMessageStore/MessageRow.h"
 #include "ZelvoMessageStore/Schema.h"
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <fcntl.h>
 #include <limits>
 #include <sqlite3.h>
@@ -150,16 +150,6 @@ void apply(Database& database, const MessageUpdate& update) {
     }
 }
 
-void makeFolder(const std::string& folder) {
-    if (mkdir(folder.c_str(), S_IRWXU) == 0) {
-        // Whatever the umask is.
-        chmod(folder.c_str(), S_IRWXU);
-    } else if (errno != EEXIST) {
-        throw std::system_error(errno, std::generic_category(),
-                                "the folder " + inQuotes(folder) + " cannot be made");
-    }
-}
-
 } // namespace
 
 MessageDatabase::MessageDatabase(std::filesystem::path file)
@@ -235,12 +225,10 @@ Database& MessageDatabase::databaseToWrite() {
 }
 
 void MessageDatabase::createFile() const {
-    for (std::size_t slash = path_.find('/', 1); slash != std::string::npos;
-         slash = path_.find('/', slash + 1)) {
-        makeFolder(path_.substr(0, slash));
-    }
+    makePrivateFolders(std::filesystem::path(path_).parent_path());
     constexpr mode_t mode = S_IRUSR | S_IWUSR;
-    const FileDescriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    const FileDescriptor file(
+        open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     if (file.get() >= 0) {
         // Whatever the umask is.
         fchmod(file.get(), mode);
@@ -383,7 +371,7 @@ StoredMessage MessageDatabase::saveMessage(const StoredMessage& message) {
         saved.mailbox = Mailbox::inbox;
         saved.read = false;
         saved.transcription = TranscriptionStatus::notAvailable;
-        saved.created = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+        saved.created = currentTime();
         insert(database, saved);
         return saved;
     });

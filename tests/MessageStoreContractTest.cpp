@@ -1,7 +1,6 @@
 #include "RecordingStore.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
-#include <chrono>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -77,7 +76,7 @@ TEST_P(MessageStoreContract, KeepsEveryValueOfASavedMessage) {
     message.transcription = TranscriptionStatus::pending;
     message.created = Timestamp();
 
-    const auto before = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    const auto before = currentTime();
     const StoredMessage saved = wait(store->saveMessage(message));
     ASSERT_TRUE(saved.created);
     EXPECT_GE(*saved.created, before);

@@ -1,7 +1,6 @@
 #include "RecordingStore.h"
 
 #include <algorithm>
-#include <chrono>
 #include <optional>
 #include <utility>
 
@@ -126,7 +125,7 @@ Async<StoredMessage> RecordingStore::saveMessage(StoredMessage message) {
     message.mailbox = Mailbox::inbox;
     message.read = false;
     message.transcription = TranscriptionStatus::notAvailable;
-    message.created = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    message.created = currentTime();
     stored.push_back(message);
     co_return message;
 }

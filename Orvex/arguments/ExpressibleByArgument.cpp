@@ -2,7 +2,6 @@
 
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace Orvex {
@@ -38,11 +37,6 @@ ValueSyntax ArgumentConversion<bool>::syntax() {
             .expected = "true or false",
             .values = {"true", "false"},
             .meanings = {}};
-}
-
-std::string ArgumentConversion<double>::text(double value) {
-    std::array<char, 32> digits{};
-    return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr};
 }
 
 ValueSyntax ArgumentConversion<double>::syntax() {

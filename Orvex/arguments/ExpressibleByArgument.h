@@ -53,7 +53,7 @@ struct ArgumentConversion<bool> {
 template <>
 struct ArgumentConversion<double> {
     static std::optional<double> parse(std::string_view word) { return parseNumber<double>(word); }
-    static std::string text(double value);
+    static std::string text(double value) { return shortestText(value); }
     static ValueSyntax syntax();
 };
 

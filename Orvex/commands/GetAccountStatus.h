@@ -9,8 +9,10 @@ namespace Orvex {
 struct GetAccountStatus {
     Flag noColor = noColorFlag();
 
+    Async<void> run();
+
     ORVEX_CODING_KEYS(GetAccountStatus, noColor)
 };
-static_assert(ParsableCommand<GetAccountStatus>);
+static_assert(AsyncParsableCommand<GetAccountStatus>);
 
 } // namespace Orvex

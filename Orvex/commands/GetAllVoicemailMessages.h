@@ -9,8 +9,10 @@ namespace Orvex {
 struct GetAllVoicemailMessages {
     Flag noColor = noColorFlag();
 
+    Async<void> run();
+
     ORVEX_CODING_KEYS(GetAllVoicemailMessages, noColor)
 };
-static_assert(ParsableCommand<GetAllVoicemailMessages>);
+static_assert(AsyncParsableCommand<GetAllVoicemailMessages>);
 
 } // namespace Orvex

@@ -85,11 +85,14 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
     co_return std::vector<StoredMessage>{};
 }
 
+void printMessage(const StoredMessage& message, std::size_t number, bool noColor) {
+    printLine(inGreen("\nMessage #" + std::to_string(number) + ":\n") + message.description(), noColor);
+}
+
 void listMessages(std::span<const StoredMessage> messages, bool noColor) {
     std::size_t number = 0;
     for (const StoredMessage& message : messages) {
-        ++number;
-        printLine(inGreen("\nMessage #" + std::to_string(number) + ":\n") + message.description(), noColor);
+        printMessage(message, ++number, noColor);
     }
 }
 

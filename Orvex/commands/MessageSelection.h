@@ -21,6 +21,9 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
               std::vector<InputProviderType> providers, std::vector<InputMessageType> types,
               std::vector<std::string> recordUUIDStrings, std::vector<std::string> voicemailIDStrings);
 
+/// Prints a message under its number.
+void printMessage(const StoredMessage& message, std::size_t number, bool noColor);
+
 /// Prints each message under its number, counted from 1.
 void listMessages(std::span<const StoredMessage> messages, bool noColor);
 

@@ -2,19 +2,46 @@
 
 #include "Foundation/FileURL.h"
 #include "Orvex/arguments/ParsableArguments.h"
+#include "Orvex/store/SendingService.h"
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Orvex {
 
+/// Who sends or gets a message: a telephone number or an e-mail address, never empty.
+struct Handle {
+    std::string text;
+};
+
+template <>
+struct ArgumentConversion<Handle> {
+    static std::optional<Handle> parse(std::string_view word) {
+        return word.empty() ? std::nullopt : std::optional(Handle{std::string(word)});
+    }
+    static std::string text(const Handle& handle) { return handle.text; }
+    static ValueSyntax syntax() {
+        return {.placeholder = "<handle>",
+                .expected = "a handle such as +15550100 or ann@example.com",
+                .values = {},
+                .meanings = {}};
+    }
+};
+
 /// Hands a video file to the sending service.
 struct SendVideoMessage {
     Option<FileURL> videoURL{{derivedLong}, "The video file to send."};
-    Option<std::string> senderHandle{{derivedLong}, "The handle that sends the message."};
-    Option<std::vector<std::string>> destinationHandles{{derivedLong}, "The handles to send the message to."};
+    Option<Handle> senderHandle{{derivedLong}, "The handle that sends the message."};
+    Option<std::vector<Handle>> destinationHandles{{derivedLong}, "The handles to send the message to."};
+
+    Async<void> run();
+
+    /// What the options ask for, under a fresh record UUID.
+    [[nodiscard]] VideoMessageRequest request() const;
 
     ORVEX_CODING_KEYS(SendVideoMessage, videoURL, senderHandle, destinationHandles)
 };
-static_assert(ParsableCommand<SendVideoMessage>);
+static_assert(AsyncParsableCommand<SendVideoMessage>);
 
 } // namespace Orvex

@@ -16,8 +16,10 @@ struct VoicemailMessages {
                                              "Handles to get messages for.",
                                              ValueCount::onePerOccurrence};
 
+    Async<void> run();
+
     ORVEX_CODING_KEYS(VoicemailMessages, noColor, handles)
 };
-static_assert(ParsableCommand<VoicemailMessages>);
+static_assert(AsyncParsableCommand<VoicemailMessages>);
 
 } // namespace Orvex

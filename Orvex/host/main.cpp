@@ -1,33 +1,40 @@
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/DeleteMessage.h"
+#include "Orvex/commands/GetAccountStatus.h"
 #include "Orvex/commands/GetAllMessages.h"
+#include "Orvex/commands/GetAllVoicemailMessages.h"
 #include "Orvex/commands/GetTotalCount.h"
 #include "Orvex/commands/SaveMessage.h"
+#include "Orvex/commands/SendVideoMessage.h"
 #include "Orvex/commands/TranscriptionEnabled.h"
 #include "Orvex/commands/UpdateMessage.h"
+#include "Orvex/commands/VoicemailMessages.h"
 #include "Orvex/store/MessageStoreClient.h"
+#include "Orvex/store/SendingService.h"
+#include "SendingService/OutboxSendingService.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
-#include <string>
 #include <string_view>
 #include <vector>
 
 namespace {
 
+using namespace Orvex;
+
 struct HostOptions {
-    Orvex::Option<std::optional<std::filesystem::path>> store{
+    Option<std::optional<std::filesystem::path>> store{
         std::nullopt,
-        {Orvex::derivedLong},
+        {derivedLong},
         "The file of the message store. Without it: orvex/messages.db in $XDG_DATA_HOME, or else in "
         "~/.local/share."};
 
     ORVEX_CODING_KEYS(HostOptions, store)
 };
-static_assert(Orvex::ParsableArguments<HostOptions>);
+static_assert(ParsableArguments<HostOptions>);
 
 /// The user's data folder (XDG Base Directory Specification): relative paths in the variable are to be
 /// ignored.
@@ -41,24 +48,29 @@ std::filesystem::path userDataFolder() {
     throw std::runtime_error("cannot tell where the message store is: HOME is not set; give --store <path>");
 }
 
+/// Puts the SQLite store, and the outbox beside it, behind the commands.
+void chooseStoreAndService(const HostOptions& options) {
+    const std::filesystem::path file =
+        options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
+    const std::filesystem::path outbox = file.parent_path() / "outbox";
+    MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
+    SendingService::setFactory([outbox] { return std::make_shared<OutboxSendingService>(outbox); });
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
     const std::vector<std::string_view> words(argv + (argc > 0 ? 1 : 0), argv + argc);
     HostOptions options;
-    const Orvex::Tool tool{
+    const Tool tool{
         .name = "orvex",
         .version = ORVEX_VERSION,
         .summary = "Looks into a device's message store, and changes it.",
-        .subcommands =
-            Orvex::subcommandTypes<Orvex::TranscriptionEnabled, Orvex::SaveMessage, Orvex::GetTotalCount,
-                                   Orvex::GetAllMessages, Orvex::DeleteMessage, Orvex::UpdateMessage>(),
-        .options = Orvex::boundProperties(options),
-        .prepare = [&options] {
-            const std::filesystem::path file =
-                options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
-            Orvex::MessageStoreClient::setStoreFactory(
-                [file] { return std::make_shared<Orvex::SQLiteMessageStore>(file); });
-        }};
-    return static_cast<int>(Orvex::run(tool, words));
+        .subcommands = subcommandTypes<TranscriptionEnabled, SendVideoMessage, GetAllVoicemailMessages,
+                                       VoicemailMessages, SaveMessage, GetTotalCount, GetAllMessages,
+                                       DeleteMessage, UpdateMessage, GetAccountStatus>(),
+        .options = boundProperties(options),
+        .prepare = [&options] { chooseStoreAndService(options); },
+    };
+    return static_cast<int>(run(tool, words));
 }

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "Foundation/PropertyList.h"
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Orvex {
+
+/// Why bytes cannot be decoded, as in "its class is "X", not "Y"".
+class ArchiveError : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class KeyedUnarchiver;
+
+/// An object of an archive, to be asked for its values by key. A key that is missing, or whose value is nil,
+/// has no value; a value of another type than asked for is an `ArchiveError`. Refers to the unarchiver.
+class KeyedObject {
+  public:
+    [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
+    /// Integers count as real numbers. The value is finite.
+    [[nodiscard]] std::optional<double> real(std::string_view key) const;
+    /// Calls `visit` for each element of an array, in order; every element is of the class `className` and
+    /// stands in no array twice.
+    void forEachObject(std::string_view key, std::string_view className,
+                       const std::function<void(const KeyedObject&)>& visit) const;
+
+  private:
+    friend class KeyedUnarchiver;
+    KeyedObject(KeyedUnarchiver& archive, PropertyListObject dictionary)
+        : archive_(&archive), dictionary_(std::move(dictionary)) {}
+
+    /// The place of the key's value in the property list, followed to the object that it refers to.
+    [[nodiscard]] std::optional<PropertyListObject> value(std::string_view key) const;
+
+    KeyedUnarchiver* archive_;
+    PropertyListObject dictionary_;
+};
+
+/// Decodes a keyed archive: a property list with `$archiver` "NSKeyedArchiver", `$version` 100000, the table
+/// `$objects`, whose entry 0 stands for nil, and `$top`, whose `root` refers to an entry. An object is a
+/// dictionary; its `$class` refers to an entry with its `$classname` and with `$classes`, the names of that
+/// class and those it inherits from. Only objects of an expected class are decoded.
+class KeyedUnarchiver {
+  public:
+    /// `archive` must outlive this object. Throws `ArchiveError`.
+    explicit KeyedUnarchiver(std::string_view archive);
+
+    /// The root, which must be of this class; no value when it is nil. Throws `ArchiveError`.
+    [[nodiscard]] std::optional<KeyedObject> root(std::string_view className);
+
+  private:
+    friend class KeyedObject;
+
+    [[nodiscard]] PropertyListObject object(std::size_t index);
+    /// Where in the property list the value of a dictionary's key is.
+    [[nodiscard]] std::optional<std::size_t> find(const PropertyListObject& dictionary, std::string_view key);
+    /// The value of a dictionary's key, which must be there and of this kind.
+    [[nodiscard]] PropertyListObject required(const PropertyListObject& dictionary, std::string_view key,
+                                              PropertyListObject::Kind kind);
+    /// The object that a reference means; no value for nil.
+    [[nodiscard]] std::optional<PropertyListObject> referredTo(const PropertyListObject& reference);
+    /// The name of an object's class.
+    [[nodiscard]] const std::string& className(const PropertyListObject& object);
+    [[nodiscard]] std::string nameOfClass(const PropertyListObject& classObject);
+    [[nodiscard]] KeyedObject decoded(PropertyListObject object, std::string_view expectedClass);
+
+    std::unique_ptr<PropertyList> list_;
+    /// Where the entries of `$objects` are in the property list.
+    std::vector<std::size_t> entries_;
+    PropertyListObject top_;
+    std::map<std::int64_t, std::string> classNames_;
+    /// Which entries have been elements of an array.
+    std::vector<bool> visited_;
+};
+
+} // namespace Orvex

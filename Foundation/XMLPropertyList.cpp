@@ -1,0 +1,212 @@
+#include "Foundation/XMLPropertyList.h"
+
+#include "Foundation/Number.h"
+#include "Foundation/QuotedText.h"
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <expat.h>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace Orvex {
+
+namespace {
+
+using Kind = PropertyListObject::Kind;
+
+/// Reads the XML form from the events of Expat. Entities of the document's own are refused.
+class XMLPropertyList final : public PropertyList {
+  public:
+    explicit XMLPropertyList(std::string_view bytes) : PropertyList(bytes.size()) {
+        const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(XML_ParserCreate(nullptr),
+                                                                                  &XML_ParserFree);
+        if (!parser) {
+            throw std::bad_alloc();
+        }
+        parser_ = parser.get();
+        XML_SetUserData(parser_, this);
+        XML_SetElementHandler(
+            parser_,
+            [](void* self, const char* name, const char**) {
+                guarded(self, [name](XMLPropertyList& list) { list.begin(name); });
+            },
+            [](void* self, const char*) { guarded(self, [](XMLPropertyList& list) { list.end(); }); });
+        XML_SetCharacterDataHandler(parser_, [](void* self, const char* text, int size) {
+            guarded(self, [text, size](XMLPropertyList& list) {
+                if (list.isLeaf_) {
+                    list.text_.append(text, static_cast<std::size_t>(size));
+                }
+            });
+        });
+        XML_SetEntityDeclHandler(parser_, [](void* self, const char*, int, const char*, int, const char*,
+                                             const char*, const char*, const char*) {
+            guarded(self, [](XMLPropertyList& list) { list.fail("it declares an entity"); });
+        });
+        const bool isWhole =
+            XML_Parse(parser_, bytes.data(), static_cast<int>(bytes.size()), 1) == XML_STATUS_OK;
+        if (failure_) {
+            std::rethrow_exception(failure_);
+        }
+        if (!isWhole) {
+            fail(XML_ErrorString(XML_GetErrorCode(parser_)));
+        }
+        if (objects_.empty()) {
+            throw PropertyListError("its <plist> is empty");
+        }
+    }
+
+    PropertyListObject object(std::size_t index) override {
+        const PropertyListObject& object = objects_[index];
+        charge(object.text.size() + object.elements.size());
+        return object;
+    }
+
+    bool isString(std::size_t index, std::string_view text) override {
+        return objects_[index].kind == Kind::string && objects_[index].text == text;
+    }
+
+  private:
+    static constexpr std::size_t deepest = 64;
+    static constexpr std::size_t mostObjects = 1'000'000;
+
+    /// An exception must not cross Expat, which is C.
+    template <class Handler>
+    static void guarded(void* self, Handler handler) {
+        auto& list = *static_cast<XMLPropertyList*>(self);
+        if (list.failure_) {
+            return;
+        }
+        try {
+            handler(list);
+        } catch (...) {
+            list.failure_ = std::current_exception();
+            XML_StopParser(list.parser_, XML_FALSE);
+        }
+    }
+
+    [[noreturn]] void fail(const std::string& fault) const {
+        throw PropertyListError("line " + std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + fault);
+    }
+
+    void begin(std::string_view name) {
+        if (isLeaf_) {
+            fail("there is an element inside a value");
+        }
+        if (++depth_ > deepest) {
+            fail("its elements are nested more than " + std::to_string(deepest) + " deep");
+        }
+        if (depth_ == 1) {
+            if (name != "plist") {
+                fail("it begins with " + inQuotes(name) + ", not with \"plist\"");
+            }
+            return;
+        }
+        constexpr std::array<std::pair<std::string_view, Kind>, 10> elements = {{{"dict", Kind::dictionary},
+                                                                                 {"array", Kind::array},
+                                                                                 {"key", Kind::string},
+                                                                                 {"string", Kind::string},
+                                                                                 {"integer", Kind::integer},
+                                                                                 {"real", Kind::real},
+                                                                                 {"true", Kind::boolean},
+                                                                                 {"false", Kind::boolean},
+                                                                                 {"date", Kind::date},
+                                                                                 {"data", Kind::data}}};
+        const auto* const found = std::find_if(elements.begin(), elements.end(),
+                                               [&](const auto& element) { return element.first == name; });
+        if (found == elements.end()) {
+            fail("it has an unknown element " + inQuotes(name));
+        }
+        isLeaf_ = found->second != Kind::dictionary && found->second != Kind::array;
+        open_.push_back(add({.kind = found->second, .integer = name == "true" ? 1 : 0}, name == "key"));
+    }
+
+    /// Adds an object to the innermost open one, or as the root.
+    std::size_t add(PropertyListObject object, bool isKey) {
+        const std::size_t index = objects_.size();
+        if (index == mostObjects) {
+            fail("it has more than " + std::to_string(mostObjects) + " objects");
+        }
+        if (open_.empty()) {
+            if (index > 0 || isKey) {
+                fail("<plist> holds more than one value");
+            }
+        } else {
+            PropertyListObject& parent = objects_[open_.back()];
+            const bool expectsKey =
+                parent.kind == Kind::dictionary && parent.keys.size() == parent.elements.size();
+            if (isKey != expectsKey) {
+                fail(isKey ? "there is a key where a value belongs" : "there is a value where a key belongs");
+            }
+            (isKey ? parent.keys : parent.elements).push_back(index);
+        }
+        objects_.push_back(std::move(object));
+        return index;
+    }
+
+    void end() {
+        if (--depth_ == 0) {
+            return;
+        }
+        PropertyListObject& object = objects_[open_.back()];
+        open_.pop_back();
+        if (isLeaf_) {
+            isLeaf_ = false;
+            setValue(object, std::exchange(text_, ""));
+        } else if (object.kind == Kind::dictionary) {
+            if (object.keys.size() != object.elements.size()) {
+                fail("there is a key without a value");
+            }
+            becomeUIDIfOne(object);
+        }
+    }
+
+    void setValue(PropertyListObject& object, std::string text) const {
+        if (object.kind == Kind::string) {
+            object.text = std::move(text);
+        } else if (object.kind == Kind::integer) {
+            const auto integer = parseNumber<std::int64_t>(text);
+            if (!integer) {
+                fail(inQuotes(text) + " is no integer");
+            }
+            object.integer = *integer;
+        } else if (object.kind == Kind::real) {
+            const auto real = parseNumber<double>(text);
+            if (!real) {
+                fail(inQuotes(text) + " is no real number");
+            }
+            object.real = *real;
+        }
+    }
+
+    /// XML writes a UID as a dictionary with this key alone.
+    void becomeUIDIfOne(PropertyListObject& dictionary) const {
+        if (dictionary.keys.size() != 1 || objects_[dictionary.keys.front()].text != "CF$UID") {
+            return;
+        }
+        const PropertyListObject& value = objects_[dictionary.elements.front()];
+        if (value.kind != Kind::integer || value.integer < 0 ||
+            value.integer > std::numeric_limits<std::uint32_t>::max()) {
+            fail("a UID is no integer of 32 bits");
+        }
+        dictionary = {.kind = Kind::uid, .integer = value.integer};
+    }
+
+    XML_Parser parser_ = nullptr;
+    std::exception_ptr failure_;
+    std::vector<PropertyListObject> objects_;
+    /// The objects that the current position is inside of.
+    std::vector<std::size_t> open_;
+    std::size_t depth_ = 0;
+    bool isLeaf_ = false;
+    std::string text_;
+};
+
+} // namespace
+
+std::unique_ptr<PropertyList> readXMLPropertyList(std::string_view bytes) {
+    return std::make_unique<XMLPropertyList>(bytes);
+}
+
+} // namespace Orvex

@@ -1,0 +1,32 @@
+#include "Orvex/commands/GetAccountStatus.h"
+
+#include "Foundation/FatalError.h"
+#include "Orvex/TerminalTools.h"
+#include "Orvex/store/MessageStoreClient.h"
+#include <string>
+
+namespace Orvex {
+
+Async<void> GetAccountStatus::run() {
+    MessageStoreClient client;
+    const AccountStatus status = co_await client.accountStatus();
+    if (status >= AccountStatus::signedIn && status <= AccountStatus::temporarilyUnavailable) {
+        printLine(inGreen("Account status: ") + client.description(status), noColor);
+    } else if (status == AccountStatus::waiting) {
+        printLine(
+            inYellow("The message store is still waiting for a response from Quennet. Try again in a few "
+                     "seconds!"),
+            noColor);
+    } else if (status == AccountStatus::couldNotDetermine) {
+        printLine(inRed("Error: ") +
+                      "Quennet indicates that it could not determine the account status. Check for a "
+                      "logged error!\n",
+                  noColor);
+    } else {
+        fatalError("Orvex/commands/GetAccountStatus", "unexpected account status " +
+                                                          std::to_string(static_cast<std::int64_t>(status)) +
+                                                          ", known are 0 to 5");
+    }
+}
+
+} // namespace Orvex

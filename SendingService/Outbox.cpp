@@ -1,0 +1,290 @@
+#include "SendingService/Outbox.h"
+
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/PrivateFolder.h"
+#include "Foundation/QuotedText.h"
+#include "Foundation/RegularFile.h"
+#include "Foundation/Time.h"
+#include "Foundation/UTF8.h"
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <fcntl.h>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+namespace Orvex {
+
+namespace {
+
+/// Passes the result of a system call on, or throws what went wrong.
+template <class Result>
+Result checked(Result result, const std::string& attempt) {
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category(), attempt);
+    }
+    return result;
+}
+
+/// A folder held open, so that nothing done in it is led elsewhere by a symbolic link put in its place.
+class Folder {
+  public:
+    explicit Folder(const std::string& path) : Folder(AT_FDCWD, path, path) {}
+    Folder(const Folder& outer, const std::string& name)
+        : Folder(outer.get(), name, outer.path_ + "/" + name) {}
+
+    /// Makes a folder inside, for the user alone.
+    [[nodiscard]] Folder make(const std::string& name) const {
+        checked(mkdirat(get(), name.c_str(), S_IRWXU), "cannot make " + pathOf(name));
+        Folder made(*this, name);
+        checked(fchmod(made.get(), S_IRWXU), "cannot restrict " + pathOf(name));
+        return made;
+    }
+
+    /// Makes a file inside, for the user alone, to be written.
+    [[nodiscard]] FileDescriptor makeFile(const std::string& name) const {
+        constexpr mode_t mode = S_IRUSR | S_IWUSR;
+        FileDescriptor file(
+            checked(openat(get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode),
+                    "cannot make " + pathOf(name)));
+        checked(fchmod(file.get(), mode), "cannot restrict " + pathOf(name));
+        return file;
+    }
+
+    void remove(const std::string& name) const { std::filesystem::remove_all(path_ + "/" + name); }
+
+    /// Makes what was made, moved or removed inside survive a crash.
+    void sync() const { checked(fsync(get()), "cannot sync " + inQuotes(path_)); }
+
+    // A lock goes with this object or its process.
+    void lock() const { checked(flock(get(), LOCK_EX), "cannot lock " + inQuotes(path_)); }
+    [[nodiscard]] bool tryToLock() const { return flock(get(), LOCK_EX | LOCK_NB) == 0; }
+
+    [[nodiscard]] std::string pathOf(const std::string& name) const { return inQuotes(path_ + "/" + name); }
+    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] int get() const { return descriptor_.get(); }
+
+  private:
+    Folder(int outer, const std::string& name, std::string path)
+        : path_(std::move(path)),
+          descriptor_(checked(openat(outer, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
+                              "cannot open " + inQuotes(path_))) {}
+
+    std::string path_;
+    FileDescriptor descriptor_;
+};
+
+/// Removes the entries under `tmp/` that nobody is writing any more.
+void clearAbandonedEntries(const Folder& tmp) {
+    std::vector<std::string> names;
+    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(tmp.path())) {
+        if (entry.is_directory() && !entry.is_symlink()) {
+            names.push_back(entry.path().filename().native());
+        }
+    }
+    for (const std::string& name : names) {
+        if (Folder(tmp, name).tryToLock()) {
+            tmp.remove(name);
+        }
+    }
+}
+
+/// An entry being written under `tmp/`, locked as long as its writer lives, and gone unless it gets
+/// published.
+class UnfinishedEntry {
+  public:
+    UnfinishedEntry(const Folder& tmp, std::string name)
+        : tmp_(tmp), name_(std::move(name)), folder_(make()) {}
+    ~UnfinishedEntry() {
+        if (!isPublished_) {
+            try {
+                tmp_.remove(name_);
+            } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the next message clears it away
+            }
+        }
+    }
+    UnfinishedEntry(const UnfinishedEntry&) = delete;
+    UnfinishedEntry& operator=(const UnfinishedEntry&) = delete;
+
+    [[nodiscard]] const Folder& folder() const { return folder_; }
+
+    /// Moves the entry, once its files are synced, to `target`, where it is durable afterwards.
+    void publish(const Folder& target) {
+        folder_.sync();
+        checked(renameat(tmp_.get(), name_.c_str(), target.get(), name_.c_str()),
+                "cannot move the message to " + inQuotes(target.path()));
+        try {
+            target.sync();
+        } catch (const std::system_error&) {
+            renameat(target.get(), name_.c_str(), tmp_.get(), name_.c_str());
+            throw;
+        }
+        isPublished_ = true;
+    }
+
+  private:
+    [[nodiscard]] Folder make() const {
+        // Whoever clears away what is abandoned must not come between the making of an entry and its lock.
+        const Folder whileLocked(tmp_.path());
+        whileLocked.lock();
+        clearAbandonedEntries(tmp_);
+        Folder made = tmp_.make(name_);
+        made.lock();
+        return made;
+    }
+
+    const Folder& tmp_;
+    std::string name_;
+    Folder folder_;
+    bool isPublished_ = false;
+};
+
+void checkHandle(std::string_view handle, const std::string& whose) {
+    if (handle.empty()) {
+        throw SendingServiceError(whose + " is empty");
+    }
+    for (std::size_t position = 0; position < handle.size();) {
+        const std::optional<char32_t> c = nextCharacter(handle, position);
+        if (!c || *c < 0x20 || (*c >= 0x7F && *c < 0xA0)) {
+            throw SendingServiceError(whose + " " + inQuotes(handle) +
+                                      " has a control character, or bytes that are no UTF-8");
+        }
+    }
+}
+
+void writeAll(int file, std::string_view bytes, const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(checked(written, "cannot write " + path)));
+    }
+}
+
+/// Copies by way of this process, from where `source` stands; returns how many bytes that were.
+std::uintmax_t copyThroughMemory(int source, int target, const std::string& path) {
+    std::vector<char> buffer(std::size_t{1} << 20U);
+    std::uintmax_t copied = 0;
+    while (true) {
+        const ssize_t size = read(source, buffer.data(), buffer.size());
+        if (size < 0 && errno == EINTR) {
+            continue;
+        }
+        if (checked(size, "cannot read the video") == 0) {
+            return copied;
+        }
+        writeAll(target, {buffer.data(), static_cast<std::size_t>(size)}, path);
+        copied += static_cast<std::size_t>(size);
+    }
+}
+
+/// Copies within the kernel, which shares the blocks where the file system can; returns how many bytes that
+/// were.
+std::uintmax_t copy(int source, int target, const std::string& path) {
+    constexpr std::size_t mostAtOnce = std::size_t{1} << 30U;
+    std::uintmax_t copied = 0;
+    while (true) {
+        const ssize_t size = copy_file_range(source, nullptr, target, nullptr, mostAtOnce, 0);
+        if (size < 0 && errno == EINTR) {
+            continue;
+        }
+        const bool isImpossible = size < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS ||
+                                               errno == EOPNOTSUPP || errno == EPERM);
+        if (isImpossible || (size == 0 && copied == 0)) {
+            return copied + copyThroughMemory(source, target, path);
+        }
+        if (checked(size, "cannot write " + path) == 0) {
+            return copied;
+        }
+        copied += static_cast<std::uintmax_t>(size);
+    }
+}
+
+/// "video" with the original's extension, if that is an ordinary one.
+std::string videoName(const std::string& originalPath) {
+    const std::string extension = std::filesystem::path(originalPath).extension().native();
+    constexpr std::size_t longest = 16;
+    const bool isOrdinary =
+        extension.size() > 1 && extension.size() <= longest &&
+        std::all_of(extension.begin() + 1, extension.end(), [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        });
+    return isOrdinary ? "video" + extension : "video";
+}
+
+RegularFile openVideo(const std::string& path) {
+    try {
+        RegularFile video(path);
+        if (video.size() == 0) {
+            throw FileError("it is empty");
+        }
+        return video;
+    } catch (const FileError& error) {
+        throw SendingServiceError("cannot send the video " + inQuotes(path) + ": " + error.what());
+    }
+}
+
+std::string requestText(const VideoMessageRequest& request, const std::string& video, std::uintmax_t size) {
+    const nlohmann::ordered_json json = {{"recordUUID", request.recordUUID.text()},
+                                         {"sender", request.senderHandle},
+                                         {"destinations", request.destinationHandles},
+                                         {"provider", rawValue(request.provider)},
+                                         {"originalURL", request.videoURL.text()},
+                                         {"video", video},
+                                         {"size", size},
+                                         {"created", timestampText(currentTime())}};
+    constexpr int indentation = 2;
+    return json.dump(indentation) + "\n";
+}
+
+void write(const UnfinishedEntry& entry, const VideoMessageRequest& request, const RegularFile& video) {
+    const Folder& folder = entry.folder();
+    const std::string name = videoName(request.videoURL.path());
+    const FileDescriptor copyOfVideo = folder.makeFile(name);
+    const std::uintmax_t size = copy(video.descriptor(), copyOfVideo.get(), folder.pathOf(name));
+    if (size != video.size()) {
+        throw SendingServiceError("the video changed while it was copied; send it again when it is complete");
+    }
+    checked(fsync(copyOfVideo.get()), "cannot sync " + folder.pathOf(name));
+
+    const std::string requestName = "request.json";
+    const FileDescriptor requestFile = folder.makeFile(requestName);
+    writeAll(requestFile.get(), requestText(request, name, size), folder.pathOf(requestName));
+    checked(fsync(requestFile.get()), "cannot sync " + folder.pathOf(requestName));
+}
+
+} // namespace
+
+void putIntoOutbox(const std::filesystem::path& folder, const VideoMessageRequest& request) {
+    checkHandle(request.senderHandle, "cannot send the video message: the sender's handle");
+    if (request.destinationHandles.empty()) {
+        throw SendingServiceError("cannot send the video message: there is no destination");
+    }
+    for (const std::string& handle : request.destinationHandles) {
+        checkHandle(handle, "cannot send the video message: the destination handle");
+    }
+    const RegularFile video = openVideo(request.videoURL.path());
+    try {
+        makePrivateFolders(folder / "tmp");
+        makePrivateFolders(folder / "new");
+        const Folder tmp(folder / "tmp");
+        const Folder published(folder / "new");
+        UnfinishedEntry entry(tmp, request.recordUUID.text());
+        write(entry, request, video);
+        entry.publish(published);
+    } catch (const std::exception& error) {
+        throw SendingServiceError("cannot put the video message into the outbox " +
+                                  inQuotes(folder.native()) + ": " + error.what());
+    }
+}
+
+} // namespace Orvex

@@ -1,0 +1,15 @@
+#include "SendingService/OutboxSendingService.h"
+
+#include "SendingService/Outbox.h"
+
+namespace Orvex {
+
+OutboxSendingService::OutboxSendingService(const std::filesystem::path& outbox)
+    : outbox_(std::filesystem::absolute(outbox)) {}
+
+Async<void> OutboxSendingService::sendVideoMessage(VideoMessageRequest request) {
+    putIntoOutbox(outbox_, request);
+    co_return;
+}
+
+} // namespace Orvex

@@ -1,0 +1,77 @@
+#include "VoxArchive/VMVoicemailTranscript.h"
+
+#include "Foundation/KeyedUnarchiver.h"
+#include "Foundation/QuotedText.h"
+#include "Foundation/RegularFile.h"
+#include "VoxArchive/TranscriptKeys.h"
+
+namespace Orvex {
+
+namespace {
+
+std::optional<Seconds> seconds(const std::optional<double>& number) {
+    return number ? std::optional(Seconds(*number)) : std::nullopt;
+}
+
+std::optional<double> confidence(const KeyedObject& object) {
+    const std::optional<double> value = object.real(TranscriptKeys::confidence);
+    if (value && (*value < 0 || *value > 1)) {
+        throw ArchiveError("a \"confidence\" is " + std::to_string(*value) + ", not between 0 and 1");
+    }
+    return value;
+}
+
+} // namespace
+
+std::string VMVoicemailTranscript::description() const {
+    Description description("VMVoicemailTranscript");
+    description.field("text", text);
+    description.field("locale", locale);
+    description.field("confidence", confidence);
+    std::size_t number = 0;
+    for (const VMVoicemailTranscriptSegment& segment : segments) {
+        Description fields("segment " + std::to_string(++number) + ":");
+        fields.field("text", segment.text);
+        fields.field("timestamp", segment.timestamp);
+        fields.field("duration", segment.duration);
+        fields.field("confidence", segment.confidence);
+        description.nested(fields);
+    }
+    return std::move(description).text();
+}
+
+std::optional<VMVoicemailTranscript> decodeTranscript(std::string_view archive) {
+    KeyedUnarchiver unarchiver(archive);
+    const std::optional<KeyedObject> root = unarchiver.root(TranscriptKeys::transcriptClass);
+    if (!root) {
+        return std::nullopt;
+    }
+    VMVoicemailTranscript transcript{.text = root->string(TranscriptKeys::text),
+                                     .locale = root->string(TranscriptKeys::locale),
+                                     .confidence = confidence(*root)};
+    root->forEachObject(
+        TranscriptKeys::segments, TranscriptKeys::segmentClass, [&](const KeyedObject& segment) {
+            transcript.segments.push_back({.text = segment.string(TranscriptKeys::text),
+                                           .timestamp = seconds(segment.real(TranscriptKeys::timestamp)),
+                                           .duration = seconds(segment.real(TranscriptKeys::duration)),
+                                           .confidence = confidence(segment)});
+        });
+    return transcript;
+}
+
+std::optional<VMVoicemailTranscript> readTranscript(const FileURL& file) {
+    constexpr std::uintmax_t largest = 16 * 1024 * 1024;
+    const auto fail = [&](const char* fault) {
+        throw VoxArchiveError("cannot read the transcript " + inQuotes(file.path()) + ": " + fault);
+    };
+    try {
+        return decodeTranscript(readWholeFile(file.path(), largest));
+    } catch (const FileError& error) {
+        fail(error.what());
+    } catch (const ArchiveError& error) {
+        fail(error.what());
+    }
+    return std::nullopt;
+}
+
+} // namespace Orvex
