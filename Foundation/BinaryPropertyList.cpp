@@ -21,7 +21,7 @@ class BinaryPropertyList final : public PropertyList {
     explicit BinaryPropertyList(std::string_view bytes) : PropertyList(bytes.size()) {
         constexpr std::size_t trailerSize = 32;
         if (bytes.size() < binaryMagic.size() + trailerSize) {
-            throw PropertyListError("it is cut off");
+            throw ArchiveError("it is cut off");
         }
         const std::string_view trailer = bytes.substr(bytes.size() - trailerSize);
         offsetSize_ = static_cast<std::size_t>(integer(trailer.substr(6, 1)));
@@ -33,7 +33,7 @@ class BinaryPropertyList final : public PropertyList {
         const auto isWidth = [](std::size_t size) { return size >= 1 && size <= 8; };
         if (!isWidth(offsetSize_) || !isWidth(referenceSize_) || tableOffset < binaryMagic.size() ||
             tableOffset > end || count > (end - tableOffset) / offsetSize_ || root >= count) {
-            throw PropertyListError("its trailer points outside of it");
+            throw ArchiveError("it is damaged: its trailer points outside of it");
         }
         objects_ = bytes.substr(0, static_cast<std::size_t>(tableOffset));
         offsets_ = bytes.substr(objects_.size(), static_cast<std::size_t>(count) * offsetSize_);
@@ -75,7 +75,7 @@ class BinaryPropertyList final : public PropertyList {
             return {.kind = Kind::dictionary, .elements = references(cursor, count), .keys = std::move(keys)};
         }
         default:
-            throw PropertyListError(cursor.name() + " is of no known kind");
+            throw ArchiveError(cursor.name() + " is of no known kind");
         }
     }
 
@@ -105,11 +105,11 @@ class BinaryPropertyList final : public PropertyList {
       public:
         Cursor(std::size_t index, std::string_view rest) : index_(index), rest_(rest) {}
 
-        [[nodiscard]] std::string name() const { return "object " + std::to_string(index_); }
+        [[nodiscard]] std::string name() const { return "it is damaged: object " + std::to_string(index_); }
 
         std::string_view take(std::size_t size) {
             if (size > rest_.size()) {
-                throw PropertyListError(name() + " is cut off");
+                throw ArchiveError(name() + " is cut off");
             }
             const std::string_view taken = rest_.substr(0, size);
             rest_.remove_prefix(size);
@@ -119,7 +119,7 @@ class BinaryPropertyList final : public PropertyList {
         /// `count` items of `size` bytes each.
         std::string_view take(std::size_t count, std::size_t size) {
             if (count > rest_.size() / size) {
-                throw PropertyListError(name() + " is cut off");
+                throw ArchiveError(name() + " is cut off");
             }
             return take(count * size);
         }
@@ -129,7 +129,7 @@ class BinaryPropertyList final : public PropertyList {
         std::int64_t signedInteger(unsigned sizeExponent) {
             constexpr unsigned widest = 4;
             if (sizeExponent > widest) {
-                throw PropertyListError(name() + " is an integer of more than 16 bytes");
+                throw ArchiveError(name() + " is an integer of more than 16 bytes");
             }
             const std::string_view bytes = take(std::size_t{1} << sizeExponent);
             // Only those of 8 bytes and more are signed.
@@ -137,7 +137,7 @@ class BinaryPropertyList final : public PropertyList {
                 integer(bytes.substr(bytes.size() - std::min<std::size_t>(bytes.size(), 8))));
             const char extension = value < 0 ? '\xFF' : '\0';
             if (bytes.size() == 16 && bytes.substr(0, 8) != std::string(8, extension)) {
-                throw PropertyListError(name() + " is an integer of more than 64 bits");
+                throw ArchiveError(name() + " is an integer of more than 64 bits");
             }
             return value;
         }
@@ -149,7 +149,7 @@ class BinaryPropertyList final : public PropertyList {
             case 3:
                 return std::bit_cast<double>(integer(take(8)));
             default:
-                throw PropertyListError(name() + " is a real number of neither 4 nor 8 bytes");
+                throw ArchiveError(name() + " is a real number of neither 4 nor 8 bytes");
             }
         }
 
@@ -157,7 +157,7 @@ class BinaryPropertyList final : public PropertyList {
             constexpr unsigned widest = 8;
             const std::uint64_t value = sizeMinusOne < widest ? integer(take(sizeMinusOne + 1)) : UINT64_MAX;
             if (value > std::numeric_limits<std::uint32_t>::max()) {
-                throw PropertyListError(name() + " is a UID of more than 32 bits");
+                throw ArchiveError(name() + " is a UID of more than 32 bits");
             }
             return static_cast<std::int64_t>(value);
         }
@@ -172,7 +172,7 @@ class BinaryPropertyList final : public PropertyList {
             constexpr unsigned integerKind = 0x1;
             const std::int64_t count = marker >> 4U == integerKind ? signedInteger(marker & 0xFU) : -1;
             if (count < 0) {
-                throw PropertyListError(name() + " has no valid count");
+                throw ArchiveError(name() + " has no valid count");
             }
             return static_cast<std::size_t>(count);
         }
@@ -185,7 +185,8 @@ class BinaryPropertyList final : public PropertyList {
     [[nodiscard]] Cursor cursorAt(std::size_t index) const {
         const std::uint64_t offset = integer(offsets_.substr(index * offsetSize_, offsetSize_));
         if (offset < binaryMagic.size() || offset >= objects_.size()) {
-            throw PropertyListError("object " + std::to_string(index) + " lies outside of the objects");
+            throw ArchiveError("it is damaged: object " + std::to_string(index) +
+                               " lies outside of the objects");
         }
         return {index, objects_.substr(static_cast<std::size_t>(offset))};
     }
@@ -198,7 +199,7 @@ class BinaryPropertyList final : public PropertyList {
         case 0x9:
             return {.kind = Kind::boolean, .integer = low == 0x9 ? 1 : 0};
         default:
-            throw PropertyListError("object " + std::to_string(index) + " is of no known kind");
+            throw ArchiveError("it is damaged: object " + std::to_string(index) + " is of no known kind");
         }
     }
 
@@ -210,8 +211,8 @@ class BinaryPropertyList final : public PropertyList {
         for (; !bytes.empty(); bytes.remove_prefix(referenceSize_)) {
             const std::uint64_t index = integer(bytes.substr(0, referenceSize_));
             if (index >= offsets_.size() / offsetSize_) {
-                throw PropertyListError(cursor.name() + " refers to object " + std::to_string(index) +
-                                        " of " + std::to_string(offsets_.size() / offsetSize_));
+                throw ArchiveError(cursor.name() + " refers to object " + std::to_string(index) + " of " +
+                                   std::to_string(offsets_.size() / offsetSize_));
             }
             references.push_back(static_cast<std::size_t>(index));
         }
@@ -223,7 +224,7 @@ class BinaryPropertyList final : public PropertyList {
         charge(count);
         if (std::any_of(bytes.begin(), bytes.end(),
                         [](char c) { return static_cast<unsigned char>(c) > 0x7F; })) {
-            throw PropertyListError(cursor.name() + " is an ASCII string with a byte that is none");
+            throw ArchiveError(cursor.name() + " is an ASCII string with a byte that is none");
         }
         return std::string(bytes);
     }
@@ -235,7 +236,7 @@ class BinaryPropertyList final : public PropertyList {
         while (!bytes.empty()) {
             const std::optional<char32_t> c = takeUTF16(bytes);
             if (!c) {
-                throw PropertyListError(cursor.name() + " is a string of invalid UTF-16");
+                throw ArchiveError(cursor.name() + " is a string of invalid UTF-16");
             }
             appendUTF8(text, *c);
         }

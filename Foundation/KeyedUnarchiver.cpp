@@ -19,13 +19,8 @@ std::string typeFault(std::string_view key, const PropertyListObject& value, std
 
 } // namespace
 
-KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) {
-    try {
-        list_ = PropertyList::read(archive);
-    } catch (const PropertyListError& error) {
-        throw ArchiveError(std::string("it is no property list: ") + error.what());
-    }
-    const PropertyListObject archived = object(list_->root());
+KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) : list_(PropertyList::read(archive)) {
+    const PropertyListObject archived = list_->object(list_->root());
     if (required(archived, "$archiver", Kind::string).text != "NSKeyedArchiver") {
         throw ArchiveError("it is no keyed archive: its \"$archiver\" is not \"NSKeyedArchiver\"");
     }
@@ -49,26 +44,13 @@ std::optional<KeyedObject> KeyedUnarchiver::root(std::string_view className) {
     return decoded(*std::move(root), className);
 }
 
-PropertyListObject KeyedUnarchiver::object(std::size_t index) {
-    try {
-        return list_->object(index);
-    } catch (const PropertyListError& error) {
-        throw ArchiveError(std::string("it is damaged: ") + error.what());
-    }
-}
-
 std::optional<std::size_t> KeyedUnarchiver::find(const PropertyListObject& dictionary, std::string_view key) {
-    try {
-        const auto found =
-            std::find_if(dictionary.keys.begin(), dictionary.keys.end(),
-                         [&](std::size_t candidate) { return list_->isString(candidate, key); });
-        if (found == dictionary.keys.end()) {
-            return std::nullopt;
-        }
-        return dictionary.elements[static_cast<std::size_t>(found - dictionary.keys.begin())];
-    } catch (const PropertyListError& error) {
-        throw ArchiveError(std::string("it is damaged: ") + error.what());
+    const auto found = std::find_if(dictionary.keys.begin(), dictionary.keys.end(),
+                                    [&](std::size_t candidate) { return list_->isString(candidate, key); });
+    if (found == dictionary.keys.end()) {
+        return std::nullopt;
     }
+    return dictionary.elements[static_cast<std::size_t>(found - dictionary.keys.begin())];
 }
 
 PropertyListObject KeyedUnarchiver::required(const PropertyListObject& dictionary, std::string_view key,
@@ -77,7 +59,7 @@ PropertyListObject KeyedUnarchiver::required(const PropertyListObject& dictionar
     if (!index) {
         throw ArchiveError("it is no keyed archive: it has no " + inQuotes(key));
     }
-    PropertyListObject value = object(*index);
+    PropertyListObject value = list_->object(*index);
     if (value.kind != kind) {
         throw ArchiveError(typeFault(key, value, PropertyListObject{.kind = kind}.kindName()));
     }
@@ -90,7 +72,7 @@ std::optional<PropertyListObject> KeyedUnarchiver::referredTo(const PropertyList
         throw ArchiveError("it is damaged: it refers to entry " + std::to_string(entry) + " of " +
                            std::to_string(entries_.size()));
     }
-    return entry == 0 ? std::nullopt : std::optional(object(entries_[entry]));
+    return entry == 0 ? std::nullopt : std::optional(list_->object(entries_[entry]));
 }
 
 const std::string& KeyedUnarchiver::className(const PropertyListObject& object) {
@@ -110,7 +92,7 @@ std::string KeyedUnarchiver::nameOfClass(const PropertyListObject& classObject) 
     std::string name = required(classObject, "$classname", Kind::string).text;
     std::vector<std::string> chain;
     for (const std::size_t index : required(classObject, "$classes", Kind::array).elements) {
-        chain.push_back(object(index).text);
+        chain.push_back(list_->object(index).text);
     }
     if (chain.empty() || chain.front() != name || chain.back() != "NSObject") {
         throw ArchiveError("the class " + inQuotes(name) + " claims to inherit by way of " +
@@ -136,7 +118,7 @@ std::optional<PropertyListObject> KeyedObject::value(std::string_view key) const
     if (!index) {
         return std::nullopt;
     }
-    PropertyListObject value = archive_->object(*index);
+    PropertyListObject value = archive_->list_->object(*index);
     return value.kind == Kind::uid ? archive_->referredTo(value) : std::optional(std::move(value));
 }
 
@@ -178,7 +160,7 @@ void KeyedObject::forEachObject(std::string_view key, std::string_view className
         throw ArchiveError(typeFault(key, *found, "an object of class \"NSArray\""));
     }
     for (const std::size_t index : archive_->required(*found, "NS.objects", Kind::array).elements) {
-        const PropertyListObject reference = archive_->object(index);
+        const PropertyListObject reference = archive_->list_->object(index);
         if (reference.kind != Kind::uid) {
             throw ArchiveError("an element of " + inQuotes(key) + " is " + std::string(reference.kindName()) +
                                ", not a reference");

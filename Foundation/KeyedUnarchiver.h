@@ -6,17 +6,11 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Orvex {
-
-/// Why bytes cannot be decoded, as in "its class is "X", not "Y"".
-class ArchiveError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 class KeyedUnarchiver;
 
@@ -59,7 +53,6 @@ class KeyedUnarchiver {
   private:
     friend class KeyedObject;
 
-    [[nodiscard]] PropertyListObject object(std::size_t index);
     /// Where in the property list the value of a dictionary's key is.
     [[nodiscard]] std::optional<std::size_t> find(const PropertyListObject& dictionary, std::string_view key);
     /// The value of a dictionary's key, which must be there and of this kind.

@@ -18,21 +18,21 @@ PropertyList::PropertyList(std::size_t size) : allowance_(4 * std::max<std::size
 
 void PropertyList::charge(std::size_t size) {
     if (size > allowance_) {
-        throw PropertyListError("its objects refer to the same objects too often");
+        throw ArchiveError("it is damaged: its objects refer to the same objects too often");
     }
     allowance_ -= size;
 }
 
 std::unique_ptr<PropertyList> PropertyList::read(std::string_view bytes) {
     if (bytes.empty()) {
-        throw PropertyListError("it is empty");
+        throw ArchiveError("it is empty");
     }
     if (bytes.starts_with(binaryMagic)) {
         return readBinaryPropertyList(bytes);
     }
     constexpr std::string_view binaryMagicOfAnyVersion = "bplist";
     if (bytes.starts_with(binaryMagicOfAnyVersion)) {
-        throw PropertyListError("it is a binary property list of another version than 00");
+        throw ArchiveError("it is a binary property list of another version than 00");
     }
     return readXMLPropertyList(bytes);
 }

@@ -10,8 +10,8 @@
 
 namespace Orvex {
 
-/// Why bytes are no property list, as in "object 3 is cut off".
-class PropertyListError : public std::runtime_error {
+/// Why bytes cannot be decoded, as in "it is damaged: object 3 is cut off"; which bytes, the catcher knows.
+class ArchiveError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
@@ -41,7 +41,7 @@ struct PropertyListObject {
 /// contents.
 class PropertyList {
   public:
-    /// `bytes` must outlive the list. Throws `PropertyListError`, as every other member may.
+    /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
     [[nodiscard]] static std::unique_ptr<PropertyList> read(std::string_view bytes);
 
     virtual ~PropertyList() = default;

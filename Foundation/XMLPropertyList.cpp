@@ -53,7 +53,7 @@ class XMLPropertyList final : public PropertyList {
             fail(XML_ErrorString(XML_GetErrorCode(parser_)));
         }
         if (objects_.empty()) {
-            throw PropertyListError("its <plist> is empty");
+            throw ArchiveError("it is no property list: its <plist> is empty");
         }
     }
 
@@ -87,7 +87,8 @@ class XMLPropertyList final : public PropertyList {
     }
 
     [[noreturn]] void fail(const std::string& fault) const {
-        throw PropertyListError("line " + std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + fault);
+        throw ArchiveError("it is no property list: line " +
+                           std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + fault);
     }
 
     void begin(std::string_view name) {

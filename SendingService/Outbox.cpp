@@ -41,14 +41,6 @@ class Folder {
     Folder(const Folder& outer, const std::string& name)
         : Folder(outer.get(), name, outer.path_ + "/" + name) {}
 
-    /// Makes a folder inside, for the user alone.
-    [[nodiscard]] Folder make(const std::string& name) const {
-        checked(mkdirat(get(), name.c_str(), S_IRWXU), "cannot make " + pathOf(name));
-        Folder made(*this, name);
-        checked(fchmod(made.get(), S_IRWXU), "cannot restrict " + pathOf(name));
-        return made;
-    }
-
     /// Makes a file inside, for the user alone, to be written.
     [[nodiscard]] FileDescriptor makeFile(const std::string& name) const {
         constexpr mode_t mode = S_IRUSR | S_IWUSR;
@@ -136,9 +128,16 @@ class UnfinishedEntry {
         const Folder whileLocked(tmp_.path());
         whileLocked.lock();
         clearAbandonedEntries(tmp_);
-        Folder made = tmp_.make(name_);
-        made.lock();
-        return made;
+        checked(mkdirat(tmp_.get(), name_.c_str(), S_IRWXU), "cannot make " + tmp_.pathOf(name_));
+        try {
+            Folder made(tmp_, name_);
+            checked(fchmod(made.get(), S_IRWXU), "cannot restrict " + tmp_.pathOf(name_));
+            made.lock();
+            return made;
+        } catch (const std::exception&) {
+            tmp_.remove(name_);
+            throw;
+        }
     }
 
     const Folder& tmp_;

@@ -1,6 +1,7 @@
 #include "VoxArchive/VMVoicemailTranscript.h"
 
 #include "Foundation/KeyedUnarchiver.h"
+#include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
 #include "VoxArchive/TranscriptKeys.h"
@@ -16,7 +17,7 @@ std::optional<Seconds> seconds(const std::optional<double>& number) {
 std::optional<double> confidence(const KeyedObject& object) {
     const std::optional<double> value = object.real(TranscriptKeys::confidence);
     if (value && (*value < 0 || *value > 1)) {
-        throw ArchiveError("a \"confidence\" is " + std::to_string(*value) + ", not between 0 and 1");
+        throw ArchiveError("a \"confidence\" is " + shortestText(*value) + ", not between 0 and 1");
     }
     return value;
 }

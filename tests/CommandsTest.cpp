@@ -9,8 +9,11 @@
 #include "Orvex/commands/TranscriptionEnabled.h"
 #include "Orvex/commands/UpdateMessage.h"
 #include "Orvex/commands/VoicemailMessages.h"
+#include "Orvex/store/SendingService.h"
 #include "RecordingStore.h"
 #include "Support.h"
+#include "VoxArchive/VMVoicemailTranscript.h"
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
@@ -483,6 +486,127 @@ TEST_F(CommandsTest, UpdateMessagePrintsAnErrorOfTheUpdateOrTheRereading) {
         EXPECT_THAT(commandOutput<UpdateMessage>({"-handles", "bob", "-read", "true"}, "y\n"),
                     testing::EndsWith("(y/n)?\n\x1b[0;31mError: \x1b[0;0mthe store is on fire\n"));
         EXPECT_EQ(store->stored[2].read, failing == 2);
+    }
+}
+
+TEST_F(CommandsTest, GetAccountStatus) {
+    const std::pair<std::int64_t, std::string> cases[] = {
+        {0, "\x1b[0;31mError: \x1b[0;0mQuennet indicates that it could not determine the account status. "
+            "Check for a "
+            "logged error!\n\n"},
+        {1, "\x1b[0;32mAccount status: \x1b[0;0mstate 1\n"},
+        {4, "\x1b[0;32mAccount status: \x1b[0;0mstate 4\n"},
+        {5, "\x1b[0;33mThe message store is still waiting for a response from Quennet. Try again in a few "
+            "seconds!\x1b[0;0m\n"},
+    };
+    for (const auto& [status, output] : cases) {
+        store->status = static_cast<AccountStatus>(status);
+        EXPECT_EQ(commandOutput<GetAccountStatus>({}), output);
+    }
+    EXPECT_EQ(
+        commandOutput<GetAccountStatus>({"-nc"}),
+        "The message store is still waiting for a response from Quennet. Try again in a few seconds!\n");
+}
+
+TEST_F(CommandsTest, GetAccountStatusEndsTheProcessForAnUnknownOne) {
+    for (const std::int64_t status : {-1, 6}) {
+        store->status = static_cast<AccountStatus>(status);
+        EXPECT_EXIT(commandOutput<GetAccountStatus>({}), testing::KilledBySignal(SIGABRT),
+                    "^Fatal error: Orvex/commands/GetAccountStatus: unexpected account status " +
+                        std::to_string(status) + ", known are 0 to 5\n$");
+    }
+}
+
+TEST_F(CommandsTest, GetAllVoicemailMessages) {
+    EXPECT_EQ(commandOutput<GetAllVoicemailMessages>({}), "");
+    fill();
+    EXPECT_EQ(commandOutput<GetAllVoicemailMessages>({}), listing({0}));
+    EXPECT_THAT(store->calls, ElementsAre("messages(providers:types:) 1 1"));
+}
+
+TEST_F(CommandsTest, VoicemailMessagesShowsTranscriptsAndGoesOnAfterBadOnes) {
+    EXPECT_EQ(commandOutput<VoicemailMessages>({}), "");
+    const TemporaryFolder folder;
+    const std::string good = folder / "good";
+    const std::string nil = folder / "nil";
+    const std::string gone = folder / "gone";
+    const VMVoicemailTranscript transcript{.text = "Hi", .confidence = 1};
+    writeFile(good, encodeTranscript(transcript, ArchiveForm::binary));
+    writeFile(nil, encodeTranscript(std::nullopt, ArchiveForm::xml));
+    for (const std::string& file : {gone, std::string(), good, nil}) {
+        StoredMessage voicemail = newMessage(MessageType::audio, MessageProvider::Telephony);
+        voicemail.transcriptURL = file.empty() ? std::nullopt : std::optional(FileURL::fromPath(file));
+        wait(store->saveMessage(voicemail));
+    }
+    store->calls.clear();
+    const auto block = [&](std::size_t index) {
+        return "\x1b[0;32m\nMessage #" + std::to_string(index + 1) + ":\n\x1b[0;0m" +
+               store->stored[index].description() + "\n";
+    };
+    EXPECT_EQ(commandOutput<VoicemailMessages>({"-h", "someone"}),
+              block(0) + "\x1b[0;31mError: \x1b[0;0mcannot read the transcript \"" + gone +
+                  "\": it cannot be read: No such file or directory\n" + block(1) + block(2) +
+                  "\x1b[0;32mTranscript: \x1b[0;0mOptional(VMVoicemailTranscript\n  text: \"Hi\"\n  "
+                  "confidence: 1)\n" +
+                  block(3) + "\x1b[0;32mTranscript: \x1b[0;0mnil\n");
+    EXPECT_THAT(store->calls, ElementsAre("voicemailMessages 1 1"));
+    EXPECT_THAT(commandOutput<VoicemailMessages>({"-nc"}), testing::Not(testing::HasSubstr("\x1b")));
+}
+
+TEST_F(CommandsTest, SomeCommandsPassTheStoresErrorOn) {
+    const auto expectError = [&](auto command) {
+        failAtCall(0);
+        EXPECT_EQ(outputOf([&] { EXPECT_THROW(runToCompletion(command.run()), MessageStoreError); }), "");
+    };
+    expectError(GetAccountStatus());
+    expectError(GetAllVoicemailMessages());
+    expectError(VoicemailMessages());
+}
+
+/// A sending service that remembers what it was asked to send.
+class RecordingService final : public SendingService {
+  public:
+    std::vector<VideoMessageRequest> sent;
+    bool fails = false;
+
+    Async<void> sendVideoMessage(VideoMessageRequest request) override {
+        if (fails) {
+            throw SendingServiceError("no");
+        }
+        sent.push_back(std::move(request));
+        co_return;
+    }
+};
+
+TEST(SendVideoMessage, HandsARequestToTheService) {
+    const auto service = std::make_shared<RecordingService>();
+    SendingService::setFactory([service] { return service; });
+    const Words words = {"--video-url", "file:///a%20b", "--sender-handle", "me", "--destination-handles",
+                         "you",         "them"};
+    EXPECT_EQ(commandOutput<SendVideoMessage>(words) + commandOutput<SendVideoMessage>(words), "");
+    ASSERT_EQ(service->sent.size(), 2U);
+    EXPECT_NE(service->sent[0].recordUUID, service->sent[1].recordUUID);
+    EXPECT_NE(service->sent[0].recordUUID, UUID());
+    EXPECT_EQ(service->sent[0].senderHandle, "me");
+    EXPECT_THAT(service->sent[0].destinationHandles, ElementsAre("you", "them"));
+    EXPECT_EQ(service->sent[0].provider, MessageProvider::Zelvo);
+    EXPECT_EQ(service->sent[0].videoURL.path(), "/a b");
+
+    service->fails = true;
+    auto command = parsed<SendVideoMessage>(words);
+    EXPECT_THROW(runToCompletion(command.run()), SendingServiceError);
+    SendingService::setFactory(nullptr);
+    EXPECT_THROW(runToCompletion(command.run()), SendingServiceError);
+}
+
+TEST(SendVideoMessage, NeedsAllItsOptions) {
+    for (const Words& words :
+         {Words{"-nc"}, Words{"--video-url", "/v", "--sender-handle", "me"},
+          Words{"--video-url", "/v", "--destination-handles", "you"},
+          Words{"--sender-handle", "me", "--destination-handles", "you"},
+          Words{"--video-url", "/v", "--sender-handle=", "--destination-handles", "you"},
+          Words{"--video-url", "/v", "--sender-handle", "me", "--destination-handles", "you", ""}}) {
+        EXPECT_THROW(parsed<SendVideoMessage>(words), UsageError);
     }
 }
 

@@ -127,6 +127,50 @@ TEST_F(EndToEndTest, AMessageThatIsGoneMeanwhileIsNotUpdated) {
     EXPECT_EQ(session.status(), 0);
 }
 
+TEST_F(EndToEndTest, ShowsVoicemailsWithTheirTranscripts) {
+    const std::string transcript = std::string(ORVEX_TEST_DATA) + "/full-xml.plist";
+    run({"save-message", "-mt", "1", "-prov", "0", "-tcpt", transcript});
+    run({"save-message"});
+    const std::string block = "\nMessage #1:\n" + stored()[0].description() + "\n";
+    EXPECT_EQ(run({"get-all-voicemail-messages", "-nc"}), (ProgramRun{block, "", 0}));
+    const ProgramRun shown = run({"voicemail-messages", "-nc", "-h", "someone"});
+    EXPECT_EQ(shown.output.substr(0, block.size()), block);
+    EXPECT_THAT(shown.output, HasSubstr("\nTranscript: Optional(VMVoicemailTranscript\n  text: \"Grüße, "));
+    EXPECT_EQ(shown, run({"voicemail-messages", "-nc"}));
+}
+
+TEST_F(EndToEndTest, PassesErrorsOnWithStatus1) {
+    EXPECT_EQ(run({"get-account-status", "-nc"}), (ProgramRun{"Account status: no account\n", "", 0}));
+    file = folder / "";
+    for (const std::string command :
+         {"get-account-status", "voicemail-messages", "get-all-voicemail-messages"}) {
+        const ProgramRun failed = run({command});
+        EXPECT_EQ(failed.output, "");
+        EXPECT_THAT(failed.errors,
+                    testing::MatchesRegex("orvex: cannot [a-z ]* in the message store \".*\": it is a "
+                                          "folder, not a file\n"));
+        EXPECT_EQ(failed.status, 1);
+    }
+}
+
+TEST_F(EndToEndTest, SendsToTheOutboxBesideTheStore) {
+    writeFile(folder / "video.mov", "moving pictures");
+    const std::string video = folder / "video.mov";
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(run({"send-video-message", "--video-url", video, "--sender-handle", "me",
+                       "--destination-handles", "you", "them"}),
+                  (ProgramRun{"", "", 0}));
+    }
+    const auto entries = std::filesystem::directory_iterator(folder / "store/outbox/new");
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);
+    EXPECT_EQ(run({"send-video-message", "--video-url", folder / "none", "--sender-handle", "me",
+                   "--destination-handles", "you"}),
+              (ProgramRun{"",
+                          "orvex: cannot send the video \"" + std::string(folder / "none") +
+                              "\": it cannot be read: No such file or directory\n",
+                          1}));
+}
+
 TEST_F(EndToEndTest, AUsageErrorTouchesNothing) {
     EXPECT_EQ(run({"save-message", "--mt", "1"}),
               (ProgramRun{"",

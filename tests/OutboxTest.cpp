@@ -1,0 +1,231 @@
+#include "FailingSystemCalls.h"
+#include "SendingService/OutboxSendingService.h"
+#include "Support.h"
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Orvex::Testing {
+namespace {
+
+using std::filesystem::path;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class OutboxTest : public testing::Test {
+  protected:
+    OutboxTest() { writeFile(video, "moving pictures"); }
+
+    [[nodiscard]] VideoMessageRequest request() const {
+        return {.recordUUID = UUID::random(),
+                .senderHandle = "+15550100",
+                .destinationHandles = {"ann@example.com", "+15550101"},
+                .videoURL = FileURL::fromPath(video.native())};
+    }
+
+    /// The error that sending ends with, or nothing.
+    std::string errorOfSending(const VideoMessageRequest& message) {
+        try {
+            wait(OutboxSendingService(outbox).sendVideoMessage(message));
+        } catch (const SendingServiceError& error) {
+            return error.what();
+        }
+        return "";
+    }
+    std::string errorOfSending() { return errorOfSending(request()); }
+
+    static std::vector<path> entries(const path& folder) {
+        std::vector<path> names;
+        std::error_code missing;
+        for (const auto& entry : std::filesystem::directory_iterator(folder, missing)) {
+            names.push_back(entry.path());
+        }
+        return names;
+    }
+
+    /// What is in a whole entry.
+    void expectWhole(const path& entry) {
+        const auto json = nlohmann::json::parse(readFile(entry / "request.json"));
+        EXPECT_EQ(json.at("recordUUID"), entry.filename().native());
+        EXPECT_EQ(readFile(entry / json.at("video")), readFile(video));
+        EXPECT_EQ(json.at("size"), file_size(video));
+    }
+
+    TemporaryFolder folder;
+    path video = folder / "my video.MOV";
+    path outbox = folder / "a/outbox";
+};
+
+TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
+    const VideoMessageRequest message = request();
+    ASSERT_EQ(errorOfSending(message), "");
+    const path entry = outbox / "new" / message.recordUUID.text();
+    EXPECT_THAT(entries(outbox / "new"), testing::ElementsAre(entry));
+    EXPECT_THAT(entries(outbox / "tmp"), IsEmpty());
+    EXPECT_EQ(readFile(entry / "video.MOV"), "moving pictures");
+    auto json = nlohmann::json::parse(readFile(entry / "request.json"));
+    EXPECT_THAT(json.at("created").get<std::string>(), testing::EndsWith("Z"));
+    json.erase("created");
+    EXPECT_EQ(json, (nlohmann::json{{"recordUUID", message.recordUUID.text()},
+                                    {"sender", "+15550100"},
+                                    {"destinations", {"ann@example.com", "+15550101"}},
+                                    {"provider", 2},
+                                    {"originalURL", message.videoURL.text()},
+                                    {"video", "video.MOV"},
+                                    {"size", 15}}));
+    for (const path& each : {outbox, outbox / "new", outbox / "tmp", entry}) {
+        EXPECT_EQ(status(each).permissions(), std::filesystem::perms::owner_all) << each;
+    }
+    EXPECT_EQ(status(entry / "video.MOV").permissions(), std::filesystem::perms(0600));
+}
+
+TEST_F(OutboxTest, KeepsOrdinaryExtensionsAlone) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"v", "video"},
+        {"v.", "video"},
+        {".mov", "video"},
+        {"v.m4v", "video.m4v"},
+        {"v.m v", "video"},
+        {"v.\x1b", "video"},
+        {"v.abcdefghijklmnopq", "video"},
+    };
+    for (const auto& [name, expected] : cases) {
+        rename(video, folder / name);
+        video = folder / name;
+        const VideoMessageRequest message = request();
+        ASSERT_EQ(errorOfSending(message), "");
+        EXPECT_TRUE(exists(outbox / "new" / message.recordUUID.text() / expected)) << name;
+    }
+}
+
+TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
+    const auto expectError = [&](const VideoMessageRequest& message, const std::string& error) {
+        EXPECT_EQ(errorOfSending(message), error);
+        EXPECT_FALSE(exists(outbox));
+    };
+    const std::pair<std::string, std::string> handles[] = {
+        {"", "is empty"},
+        {"a\nb", R"("a\nb" has a control character, or bytes that are no UTF-8)"},
+        {"\u0085", R"("\u{85}" has a control character, or bytes that are no UTF-8)"},
+        {"\xff", R"("\xFF" has a control character, or bytes that are no UTF-8)"},
+    };
+    for (const auto& [handle, fault] : handles) {
+        VideoMessageRequest message = request();
+        message.senderHandle = handle;
+        expectError(message, "cannot send the video message: the sender's handle " + fault);
+        message = request();
+        message.destinationHandles.push_back(handle);
+        expectError(message, "cannot send the video message: the destination handle " + fault);
+    }
+    VideoMessageRequest toNobody = request();
+    toNobody.destinationHandles.clear();
+    expectError(toNobody, "cannot send the video message: there is no destination");
+
+    const std::string prefix = "cannot send the video \"" + video.native() + "\": ";
+    writeFile(video, "");
+    expectError(request(), prefix + "it is empty");
+    std::filesystem::remove(video);
+    expectError(request(), prefix + "it cannot be read: No such file or directory");
+    mkfifo(video.c_str(), 0600);
+    expectError(request(), prefix + "it is no regular file");
+    std::filesystem::remove(video);
+    create_directory(video);
+    expectError(request(), prefix + "it is a folder, not a file");
+}
+
+TEST_F(OutboxTest, FollowsNoLinkInsideTheOutbox) {
+    create_directories(folder / "elsewhere");
+    create_directories(outbox);
+    create_directory_symlink(folder / "elsewhere", outbox / "new");
+    EXPECT_THAT(errorOfSending(), HasSubstr("cannot open"));
+    EXPECT_THAT(entries(folder / "elsewhere"), IsEmpty());
+}
+
+TEST_F(OutboxTest, CopiesThroughMemoryWhereTheKernelCannot) {
+    std::string large;
+    for (int i = 0; i < 3000000; ++i) {
+        large += static_cast<char>(i * 31 % 251);
+    }
+    writeFile(video, large);
+    for (const int error : {EXDEV, EINVAL, ENOSYS, EOPNOTSUPP}) {
+        const FailingSystemCalls failing(error);
+        EXPECT_EQ(errorOfSending(), "");
+    }
+    for (const path& entry : entries(outbox / "new")) {
+        expectWhole(entry);
+    }
+    const FailingSystemCalls failing(EIO);
+    EXPECT_THAT(errorOfSending(), HasSubstr("Input/output error"));
+}
+
+TEST_F(OutboxTest, LeavesNothingWhicheverStepFails) {
+    int number = 0;
+    while (true) {
+        outbox = folder / ("outbox" + std::to_string(number));
+        std::string error;
+        {
+            const FailingSystemCalls failing(number, FailingSystemCalls::Effect::error, ENOSPC);
+            error = errorOfSending();
+            if (!FailingSystemCalls::happened()) {
+                break;
+            }
+        }
+        EXPECT_THAT(error,
+                    testing::StartsWith("cannot put the video message into the outbox \"" + outbox.native()));
+        EXPECT_THAT(error, testing::EndsWith(": No space left on device")) << number;
+        EXPECT_THAT(entries(outbox / "new"), IsEmpty()) << number;
+        EXPECT_THAT(entries(outbox / "tmp"), IsEmpty()) << number;
+        ++number;
+    }
+    EXPECT_GT(number, 15);
+}
+
+TEST_F(OutboxTest, IsWholeWheneverTheProcessDies) {
+    int number = 0;
+    std::size_t whole = 0;
+    while (whole == 0) {
+        outbox = folder / ("outbox" + std::to_string(number));
+        const pid_t child = fork();
+        if (child == 0) {
+            const FailingSystemCalls failing(number, FailingSystemCalls::Effect::processEnds, 0);
+            _exit(errorOfSending().empty() ? 2 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_NE(WEXITSTATUS(status), 1);
+        whole = WEXITSTATUS(status) == 2 ? 1 : 0;
+        const std::size_t left = entries(outbox / "new").size();
+        EXPECT_LE(left, 1U);
+
+        ASSERT_EQ(errorOfSending(), "");
+        EXPECT_THAT(entries(outbox / "tmp"), IsEmpty()) << number;
+        EXPECT_EQ(entries(outbox / "new").size(), left + 1);
+        for (const path& entry : entries(outbox / "new")) {
+            expectWhole(entry);
+        }
+        ++number;
+    }
+    EXPECT_GT(number, 15);
+}
+
+TEST_F(OutboxTest, ClearsAwayNoEntryThatIsBeingWritten) {
+    ASSERT_EQ(errorOfSending(), "");
+    create_directory(outbox / "tmp/dead");
+    create_directory(outbox / "tmp/alive");
+    writeFile(outbox / "tmp/alive/video", "half of");
+    const int alive = open((outbox / "tmp/alive").c_str(), O_RDONLY | O_DIRECTORY);
+    flock(alive, LOCK_EX);
+    ASSERT_EQ(errorOfSending(), "");
+    close(alive);
+    EXPECT_THAT(entries(outbox / "tmp"), testing::ElementsAre(outbox / "tmp/alive"));
+}
+
+} // namespace
+} // namespace Orvex::Testing
