@@ -69,8 +69,8 @@ std::size_t RegularFile::read(std::span<char> buffer) const {
 std::string readWholeFile(const std::string& path, std::uintmax_t largest) {
     const RegularFile file(path);
     if (file.size() > largest) {
-        throw FileError("it has " + std::to_string(file.size()) + " bytes, more than the " + std::to_string(largest) +
-                        " that are read");
+        throw FileError("it has " + std::to_string(file.size()) + " bytes, more than the " +
+                        std::to_string(largest) + " that are read");
     }
     std::string content(file.size(), '\0');
     content.resize(file.read(content));

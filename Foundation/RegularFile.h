@@ -14,8 +14,8 @@ class FileError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A regular file that is open for reading. Opening anything else, a named pipe or a device for one, could block or
-/// have effects, so it is refused without being opened.
+/// A regular file that is open for reading. Opening anything else, a named pipe or a device for one, could
+/// block or have effects, so it is refused without being opened.
 class RegularFile {
   public:
     /// Throws `FileError`.
@@ -27,8 +27,8 @@ class RegularFile {
     /// In bytes, at the time of opening.
     [[nodiscard]] std::uintmax_t size() const noexcept { return size_; }
 
-    /// Reads the file's beginning, as much of it as there is up to the buffer's size; returns how many bytes that
-    /// were. Throws `FileError`.
+    /// Reads the file's beginning, as much of it as there is up to the buffer's size; returns how many bytes
+    /// that were. Throws `FileError`.
     [[nodiscard]] std::size_t read(std::span<char> buffer) const;
 
     [[nodiscard]] int descriptor() const noexcept { return file_.get(); }

@@ -12,9 +12,9 @@ class StoreFault : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Whether a file has a message store in it, told from its first bytes, without a change to it. False when there is no
-/// file, or an empty one. Throws `StoreFault` when it holds anything but a store that this version can use, and
-/// `FileError` when it is no file or cannot be read.
+/// Whether a file has a message store in it, told from its first bytes, without a change to it. False when
+/// there is no file, or an empty one. Throws `StoreFault` when it holds anything but a store that this
+/// version can use, and `FileError` when it is no file or cannot be read.
 [[nodiscard]] bool holdsStore(const std::string& path);
 
 /// The schema version that an open database has, 0 when it is empty. Throws `StoreFault` when it is another

@@ -21,7 +21,8 @@ constexpr std::ptrdiff_t batchSize = 100;
 std::vector<StoredMessage> askWhichToDelete(std::span<const StoredMessage> messages, bool noColor) {
     listMessages(messages, noColor);
     std::vector<StoredMessage> chosen;
-    for (const std::int64_t number : askForNumbers("Enter a comma-separated list of messages to delete", noColor)) {
+    for (const std::int64_t number :
+         askForNumbers("Enter a comma-separated list of messages to delete", noColor)) {
         chosen.push_back(messageNumbered(messages, number));
     }
     return chosen;
@@ -32,8 +33,8 @@ std::vector<StoredMessage> askWhichToDelete(std::span<const StoredMessage> messa
 Async<void> DeleteMessage::run() {
     MessageStoreClient client;
     const std::vector<std::string> noVoicemailIDs;
-    std::vector<StoredMessage> toDelete =
-        co_await fetchMessages(client, noColor, *handles, *providers, *types, *messageUUIDStrings, noVoicemailIDs);
+    std::vector<StoredMessage> toDelete = co_await fetchMessages(client, noColor, *handles, *providers,
+                                                                 *types, *messageUUIDStrings, noVoicemailIDs);
     if (messageUUIDStrings->empty() && !deleteAll) {
         toDelete = askWhichToDelete(toDelete, noColor);
     }
