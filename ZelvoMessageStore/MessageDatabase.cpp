@@ -55,6 +55,14 @@ std::string selectMessages(std::string_view rest) {
     return "SELECT id, " + std::string(messageColumns) + " FROM messages " + std::string(rest);
 }
 
+/// The values in ascending order, each once.
+template <class T>
+std::vector<T> distinct(std::vector<T> values) {
+    std::sort(values.begin(), values.end());
+    values.erase(std::unique(values.begin(), values.end()), values.end());
+    return values;
+}
+
 using RowIDs = std::vector<std::int64_t>;
 
 /// Adds the rows that meet `condition`, whose parameters are the values.
@@ -73,11 +81,7 @@ class RowFinder {
     }
 
     /// The rows found, each once, in the order in which they were saved.
-    RowIDs rows() && {
-        std::sort(found_.begin(), found_.end());
-        found_.erase(std::unique(found_.begin(), found_.end()), found_.end());
-        return std::move(found_);
-    }
+    RowIDs rows() && { return distinct(std::move(found_)); }
 
   private:
     Statement query_;
@@ -305,7 +309,7 @@ std::vector<StoredMessage> MessageDatabase::messages(const std::vector<UUID>& re
 std::vector<StoredMessage> MessageDatabase::messages(const std::vector<std::string>& handles) {
     return read("find messages by handle", [&](Database& database) {
         RowFinder finder(database, "sender = ?");
-        for (const std::string& handle : handles) {
+        for (const std::string& handle : distinct(handles)) {
             finder.find(handle);
         }
         return messagesInRows(database, std::move(finder).rows());
@@ -316,8 +320,8 @@ std::vector<StoredMessage> MessageDatabase::messages(const std::vector<MessagePr
                                                      const std::vector<MessageType>& types) {
     return read("find messages by provider and type", [&](Database& database) {
         RowFinder finder(database, "provider = ? AND type = ?");
-        for (const MessageProvider provider : providers) {
-            for (const MessageType type : types) {
+        for (const MessageProvider provider : distinct(providers)) {
+            for (const MessageType type : distinct(types)) {
                 finder.find(provider, type);
             }
         }
