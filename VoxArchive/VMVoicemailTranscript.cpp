@@ -61,7 +61,7 @@ std::optional<VMVoicemailTranscript> decodeTranscript(std::string_view archive) 
 }
 
 std::optional<VMVoicemailTranscript> readTranscript(const FileURL& file) {
-    constexpr std::uintmax_t largest = 16 * 1024 * 1024;
+    constexpr std::uintmax_t largest = std::uintmax_t{16} << 20U;
     const auto fail = [&](const char* fault) {
         throw VoxArchiveError("cannot read the transcript " + inQuotes(file.path()) + ": " + fault);
     };
