@@ -57,8 +57,11 @@ class BinaryPropertyList final : public PropertyList {
             return {.kind = Kind::data};
         case 0x5:
             return {.kind = Kind::string, .text = ascii(cursor, cursor.count(low))};
-        case 0x6:
-            return {.kind = Kind::string, .text = utf16(cursor, cursor.count(low))};
+        case 0x6: {
+            const std::string_view bytes = cursor.take(cursor.count(low), 2);
+            chargeText(bytes.size());
+            return {.kind = Kind::string, .text = utf16(cursor, bytes)};
+        }
         case 0x8:
             return {.kind = Kind::uid, .integer = cursor.uid(low)};
         case 0xA: {
@@ -82,12 +85,18 @@ class BinaryPropertyList final : public PropertyList {
     bool isString(std::size_t index, std::string_view text) override {
         Cursor cursor = cursorAt(index);
         const unsigned marker = cursor.byte();
-        constexpr unsigned asciiString = 0x5;
-        if (marker >> 4U != asciiString) {
+        switch (marker >> 4U) {
+        case 0x5: {
+            const std::size_t count = cursor.count(marker & 0xFU);
+            return count == text.size() && cursor.take(count) == text;
+        }
+        case 0x6: {
+            const std::size_t count = cursor.count(marker & 0xFU);
+            return count <= text.size() && utf16(cursor, cursor.take(count, 2)) == text;
+        }
+        default:
             return false;
         }
-        const std::size_t count = cursor.count(marker & 0xFU);
-        return count == text.size() && cursor.take(count) == text;
     }
 
   private:
@@ -205,7 +214,7 @@ class BinaryPropertyList final : public PropertyList {
 
     std::vector<std::size_t> references(Cursor& cursor, std::size_t count) {
         std::string_view bytes = cursor.take(count, referenceSize_);
-        charge(count);
+        chargeReferences(count);
         std::vector<std::size_t> references;
         references.reserve(count);
         for (; !bytes.empty(); bytes.remove_prefix(referenceSize_)) {
@@ -221,7 +230,7 @@ class BinaryPropertyList final : public PropertyList {
 
     std::string ascii(Cursor& cursor, std::size_t count) {
         const std::string_view bytes = cursor.take(count);
-        charge(count);
+        chargeText(count);
         if (std::any_of(bytes.begin(), bytes.end(),
                         [](char c) { return static_cast<unsigned char>(c) > 0x7F; })) {
             throw ArchiveError(cursor.name() + " is an ASCII string with a byte that is none");
@@ -229,9 +238,7 @@ class BinaryPropertyList final : public PropertyList {
         return std::string(bytes);
     }
 
-    std::string utf16(Cursor& cursor, std::size_t count) {
-        std::string_view bytes = cursor.take(count, 2);
-        charge(bytes.size());
+    static std::string utf16(const Cursor& cursor, std::string_view bytes) {
         std::string text;
         while (!bytes.empty()) {
             const std::optional<char32_t> c = takeUTF16(bytes);

@@ -13,7 +13,7 @@ namespace {
 using Kind = PropertyListObject::Kind;
 
 std::string typeFault(std::string_view key, const PropertyListObject& value, std::string_view expected) {
-    return "the value of " + inQuotes(key) + " is " + std::string(value.kindName()) + ", not " +
+    return "the value of " + inQuotes(key) + " is " + std::string(kindName(value.kind)) + ", not " +
            std::string(expected);
 }
 
@@ -61,7 +61,7 @@ PropertyListObject KeyedUnarchiver::required(const PropertyListObject& dictionar
     }
     PropertyListObject value = list_->object(*index);
     if (value.kind != kind) {
-        throw ArchiveError(typeFault(key, value, PropertyListObject{.kind = kind}.kindName()));
+        throw ArchiveError(typeFault(key, value, kindName(kind)));
     }
     return value;
 }
@@ -90,24 +90,30 @@ const std::string& KeyedUnarchiver::className(const PropertyListObject& object) 
 
 std::string KeyedUnarchiver::nameOfClass(const PropertyListObject& classObject) {
     std::string name = required(classObject, "$classname", Kind::string).text;
+    const std::vector<std::size_t> classes = required(classObject, "$classes", Kind::array).elements;
+    constexpr std::size_t longestChain = 16;
+    if (classes.size() > longestChain) {
+        throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit from " +
+                           std::to_string(classes.size()) + " classes");
+    }
     std::vector<std::string> chain;
-    for (const std::size_t index : required(classObject, "$classes", Kind::array).elements) {
+    for (const std::size_t index : classes) {
         chain.push_back(list_->object(index).text);
     }
     if (chain.empty() || chain.front() != name || chain.back() != "NSObject") {
-        throw ArchiveError("the class " + inQuotes(name) + " claims to inherit by way of " +
-                           bracketed(chain, inQuotes));
+        throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit by way of " +
+                           bracketed(chain, excerptInQuotes));
     }
     return name;
 }
 
 KeyedObject KeyedUnarchiver::decoded(PropertyListObject object, std::string_view expectedClass) {
     if (object.kind != Kind::dictionary) {
-        throw ArchiveError("there is " + std::string(object.kindName()) + " where an object of class " +
+        throw ArchiveError("there is " + std::string(kindName(object.kind)) + " where an object of class " +
                            inQuotes(expectedClass) + " belongs");
     }
     if (const std::string& name = className(object); name != expectedClass) {
-        throw ArchiveError("there is an object of class " + inQuotes(name) + " where one of class " +
+        throw ArchiveError("there is an object of class " + excerptInQuotes(name) + " where one of class " +
                            inQuotes(expectedClass) + " belongs");
     }
     return {*this, std::move(object)};
@@ -162,8 +168,8 @@ void KeyedObject::forEachObject(std::string_view key, std::string_view className
     for (const std::size_t index : archive_->required(*found, "NS.objects", Kind::array).elements) {
         const PropertyListObject reference = archive_->list_->object(index);
         if (reference.kind != Kind::uid) {
-            throw ArchiveError("an element of " + inQuotes(key) + " is " + std::string(reference.kindName()) +
-                               ", not a reference");
+            throw ArchiveError("an element of " + inQuotes(key) + " is " +
+                               std::string(kindName(reference.kind)) + ", not a reference");
         }
         std::optional<PropertyListObject> element = archive_->referredTo(reference);
         if (!element) {

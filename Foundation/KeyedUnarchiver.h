@@ -31,7 +31,7 @@ class KeyedObject {
     KeyedObject(KeyedUnarchiver& archive, PropertyListObject dictionary)
         : archive_(&archive), dictionary_(std::move(dictionary)) {}
 
-    /// The place of the key's value in the property list, followed to the object that it refers to.
+    /// The key's value, or, where that is a reference, the object that it refers to.
     [[nodiscard]] std::optional<PropertyListObject> value(std::string_view key) const;
 
     KeyedUnarchiver* archive_;

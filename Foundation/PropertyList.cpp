@@ -7,20 +7,20 @@
 
 namespace Orvex {
 
-std::string_view PropertyListObject::kindName() const {
+std::string_view kindName(PropertyListObject::Kind kind) {
     constexpr std::array<std::string_view, 11> names = {
         "null",     "a boolean",   "an integer", "a real number", "a date",      "data",
         "a string", "a reference", "an array",   "a set",         "a dictionary"};
     return names.at(static_cast<std::size_t>(kind));
 }
 
-PropertyList::PropertyList(std::size_t size) : allowance_(4 * std::max<std::size_t>(size, 4096)) {}
+PropertyList::PropertyList(std::size_t size) : allowance_(16 * std::max<std::size_t>(size, 4096)) {}
 
-void PropertyList::charge(std::size_t size) {
-    if (size > allowance_) {
+void PropertyList::charge(std::size_t amount) {
+    if (amount > allowance_) {
         throw ArchiveError("it is damaged: its objects refer to the same objects too often");
     }
-    allowance_ -= size;
+    allowance_ -= amount;
 }
 
 std::unique_ptr<PropertyList> PropertyList::read(std::string_view bytes) {

@@ -29,16 +29,15 @@ struct PropertyListObject {
     std::vector<std::size_t> elements{};
     /// Of a dictionary: as many as there are elements. A key may stand there twice; the first one counts.
     std::vector<std::size_t> keys{};
-
-    /// The kind in words, as in "a string".
-    [[nodiscard]] std::string_view kindName() const;
 };
+
+/// The kind in words, as in "a string".
+[[nodiscard]] std::string_view kindName(PropertyListObject::Kind kind);
 
 /// A property list from outside, binary (version 00) or XML, as a table of objects that are looked at only
 /// when they are asked for. Nothing follows references by itself, so that it does not matter how they nest or
-/// cycle; and whoever follows them can visit shared objects only so often: what all objects asked for hold
-/// together is limited to a small multiple of the list's size. Dates and data are recognised without their
-/// contents.
+/// cycle; and whoever follows them can visit shared objects only so often: all that is handed out is limited,
+/// texts to four times the list's size together. Dates and data are recognised without their contents.
 class PropertyList {
   public:
     /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
@@ -49,18 +48,23 @@ class PropertyList {
     PropertyList& operator=(const PropertyList&) = delete;
 
     [[nodiscard]] std::size_t root() const noexcept { return root_; }
+    /// The object at this place of the table, which must be one that an object refers to, or the root.
     [[nodiscard]] virtual PropertyListObject object(std::size_t index) = 0;
+    /// Whether the object there is this string; handing nothing out, it can be asked as often as one likes.
     [[nodiscard]] virtual bool isString(std::size_t index, std::string_view text) = 0;
 
   protected:
     explicit PropertyList(std::size_t size);
 
-    /// Called with the size of whatever is handed out, before it is.
-    void charge(std::size_t size);
+    // Called before as much is handed out.
+    void chargeText(std::size_t bytes) { charge(4 * bytes); }
+    void chargeReferences(std::size_t count) { charge(sizeof(std::size_t) * count); }
 
     std::size_t root_ = 0;
 
   private:
+    void charge(std::size_t amount);
+
     std::size_t allowance_;
 };
 

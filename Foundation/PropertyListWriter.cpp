@@ -28,7 +28,8 @@ std::u32string characters(std::string_view text) {
 }
 
 [[noreturn]] void refuseKind(const PropertyListObject& object) {
-    throw std::invalid_argument("cannot write " + std::string(object.kindName()) + " into a property list");
+    throw std::invalid_argument("cannot write " + std::string(kindName(object.kind)) +
+                                " into a property list");
 }
 
 void appendBigEndian(std::string& out, std::uint64_t value, std::size_t size) {

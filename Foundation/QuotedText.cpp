@@ -87,6 +87,15 @@ std::string inQuotes(std::string_view text) {
     return out;
 }
 
+std::string excerptInQuotes(std::string_view text) {
+    constexpr std::size_t longest = 64;
+    std::size_t end = 0;
+    while (end < text.size() && end < longest) {
+        static_cast<void>(nextCharacter(text, end));
+    }
+    return end == text.size() ? inQuotes(text) : inQuotes(text.substr(0, end)) + "…";
+}
+
 std::string onOneLine(std::string_view text) {
     std::string out;
     appendEscaped(out, text, Delimiters::leftAlone);

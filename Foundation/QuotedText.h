@@ -14,6 +14,9 @@ void appendQuoted(std::string& out, std::string_view text);
 
 [[nodiscard]] std::string inQuotes(std::string_view text);
 
+/// The same of the first 64 bytes or so, then an ellipsis if there is more: for messages.
+[[nodiscard]] std::string excerptInQuotes(std::string_view text);
+
 /// The same escapes without the surrounding quotes, quotes and backslashes left alone: for text from
 /// elsewhere that is a sentence, such as an error message.
 [[nodiscard]] std::string onOneLine(std::string_view text);

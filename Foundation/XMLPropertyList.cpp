@@ -59,7 +59,8 @@ class XMLPropertyList final : public PropertyList {
 
     PropertyListObject object(std::size_t index) override {
         const PropertyListObject& object = objects_[index];
-        charge(object.text.size() + object.elements.size());
+        chargeText(object.text.size());
+        chargeReferences(object.elements.size() + object.keys.size());
         return object;
     }
 
@@ -100,7 +101,7 @@ class XMLPropertyList final : public PropertyList {
         }
         if (depth_ == 1) {
             if (name != "plist") {
-                fail("it begins with " + inQuotes(name) + ", not with \"plist\"");
+                fail("it begins with " + excerptInQuotes(name) + ", not with \"plist\"");
             }
             return;
         }
@@ -117,7 +118,7 @@ class XMLPropertyList final : public PropertyList {
         const auto* const found = std::find_if(elements.begin(), elements.end(),
                                                [&](const auto& element) { return element.first == name; });
         if (found == elements.end()) {
-            fail("it has an unknown element " + inQuotes(name));
+            fail("it has an unknown element " + excerptInQuotes(name));
         }
         isLeaf_ = found->second != Kind::dictionary && found->second != Kind::array;
         open_.push_back(add({.kind = found->second, .integer = name == "true" ? 1 : 0}, name == "key"));
@@ -169,13 +170,13 @@ class XMLPropertyList final : public PropertyList {
         } else if (object.kind == Kind::integer) {
             const auto integer = parseNumber<std::int64_t>(text);
             if (!integer) {
-                fail(inQuotes(text) + " is no integer");
+                fail(excerptInQuotes(text) + " is no integer");
             }
             object.integer = *integer;
         } else if (object.kind == Kind::real) {
             const auto real = parseNumber<double>(text);
             if (!real) {
-                fail(inQuotes(text) + " is no real number");
+                fail(excerptInQuotes(text) + " is no real number");
             }
             object.real = *real;
         }

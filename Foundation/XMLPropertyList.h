@@ -5,8 +5,7 @@
 
 namespace Orvex {
 
-/// See `PropertyList::read`. Expat guards against entities that expand without end, and none are declared by
-/// the list itself, or it is refused.
+/// See `PropertyList::read`. A list that declares entities is refused.
 [[nodiscard]] std::unique_ptr<PropertyList> readXMLPropertyList(std::string_view bytes);
 
 } // namespace Orvex

@@ -58,7 +58,6 @@ class Folder {
 
     // A lock goes with this object or its process.
     void lock() const { checked(flock(get(), LOCK_EX), "cannot lock " + inQuotes(path_)); }
-    [[nodiscard]] bool tryToLock() const { return flock(get(), LOCK_EX | LOCK_NB) == 0; }
 
     [[nodiscard]] std::string pathOf(const std::string& name) const { return inQuotes(path_ + "/" + name); }
     [[nodiscard]] const std::string& path() const { return path_; }
@@ -74,17 +73,20 @@ class Folder {
     FileDescriptor descriptor_;
 };
 
-/// Removes the entries under `tmp/` that nobody is writing any more.
+/// Removes the entries under `tmp/` that nobody is writing any more. What cannot be removed is left to the
+/// next message: it must not keep this one from being sent, and may be gone since its writer has just
+/// published it.
 void clearAbandonedEntries(const Folder& tmp) {
-    std::vector<std::string> names;
-    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(tmp.path())) {
-        if (entry.is_directory() && !entry.is_symlink()) {
-            names.push_back(entry.path().filename().native());
-        }
+    std::error_code ignored;
+    std::vector<std::filesystem::path> entries;
+    for (std::filesystem::directory_iterator entry(tmp.path(), ignored), end; entry != end;
+         entry.increment(ignored)) {
+        entries.push_back(entry->path());
     }
-    for (const std::string& name : names) {
-        if (Folder(tmp, name).tryToLock()) {
-            tmp.remove(name);
+    for (const std::filesystem::path& entry : entries) {
+        const FileDescriptor folder(open(entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (folder.get() >= 0 && flock(folder.get(), LOCK_EX | LOCK_NB) == 0) {
+            std::filesystem::remove_all(entry, ignored);
         }
     }
 }
@@ -115,8 +117,12 @@ class UnfinishedEntry {
                 "cannot move the message to " + inQuotes(target.path()));
         try {
             target.sync();
-        } catch (const std::system_error&) {
-            renameat(target.get(), name_.c_str(), tmp_.get(), name_.c_str());
+        } catch (const std::system_error& error) {
+            if (renameat(target.get(), name_.c_str(), tmp_.get(), name_.c_str()) != 0) {
+                isPublished_ = true;
+                throw SendingServiceError(std::string(error.what()) +
+                                          "; the message may be sent all the same");
+            }
             throw;
         }
         isPublished_ = true;
@@ -169,12 +175,14 @@ void writeAll(int file, std::string_view bytes, const std::string& path) {
     }
 }
 
-/// Copies by way of this process, from where `source` stands; returns how many bytes that were.
-std::uintmax_t copyThroughMemory(int source, int target, const std::string& path) {
+/// Copies by way of this process, from where `source` stands, `most` bytes at most; returns how many that
+/// were.
+std::uintmax_t copyThroughMemory(int source, int target, std::uintmax_t most, const std::string& path) {
     std::vector<char> buffer(std::size_t{1} << 20U);
     std::uintmax_t copied = 0;
     while (true) {
-        const ssize_t size = read(source, buffer.data(), buffer.size());
+        const ssize_t size =
+            read(source, buffer.data(), std::min<std::uintmax_t>(buffer.size(), most - copied));
         if (size < 0 && errno == EINTR) {
             continue;
         }
@@ -186,20 +194,20 @@ std::uintmax_t copyThroughMemory(int source, int target, const std::string& path
     }
 }
 
-/// Copies within the kernel, which shares the blocks where the file system can; returns how many bytes that
-/// were.
-std::uintmax_t copy(int source, int target, const std::string& path) {
-    constexpr std::size_t mostAtOnce = std::size_t{1} << 30U;
+/// The same within the kernel, which shares the blocks where the file system can.
+std::uintmax_t copy(int source, int target, std::uintmax_t most, const std::string& path) {
+    constexpr std::uintmax_t mostAtOnce = std::uintmax_t{1} << 30U;
     std::uintmax_t copied = 0;
     while (true) {
-        const ssize_t size = copy_file_range(source, nullptr, target, nullptr, mostAtOnce, 0);
+        const ssize_t size =
+            copy_file_range(source, nullptr, target, nullptr, std::min(mostAtOnce, most - copied), 0);
         if (size < 0 && errno == EINTR) {
             continue;
         }
         const bool isImpossible = size < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS ||
                                                errno == EOPNOTSUPP || errno == EPERM);
         if (isImpossible || (size == 0 && copied == 0)) {
-            return copied + copyThroughMemory(source, target, path);
+            return copied + copyThroughMemory(source, target, most - copied, path);
         }
         if (checked(size, "cannot write " + path) == 0) {
             return copied;
@@ -249,7 +257,9 @@ void write(const UnfinishedEntry& entry, const VideoMessageRequest& request, con
     const Folder& folder = entry.folder();
     const std::string name = videoName(request.videoURL.path());
     const FileDescriptor copyOfVideo = folder.makeFile(name);
-    const std::uintmax_t size = copy(video.descriptor(), copyOfVideo.get(), folder.pathOf(name));
+    // One byte more than there should be shows that the video is still growing.
+    const std::uintmax_t size =
+        copy(video.descriptor(), copyOfVideo.get(), video.size() + 1, folder.pathOf(name));
     if (size != video.size()) {
         throw SendingServiceError("the video changed while it was copied; send it again when it is complete");
     }
@@ -282,7 +292,7 @@ void putIntoOutbox(const std::filesystem::path& folder, const VideoMessageReques
         entry.publish(published);
     } catch (const std::exception& error) {
         throw SendingServiceError("cannot put the video message into the outbox " +
-                                  inQuotes(folder.native()) + ": " + error.what());
+                                  inQuotes(folder.native()) + ": " + onOneLine(error.what()));
     }
 }
 

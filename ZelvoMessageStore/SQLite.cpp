@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <random>
 #include <sqlite3.h>
 #include <system_error>
@@ -13,20 +14,23 @@ namespace {
 
 constexpr std::chrono::seconds longestWait{30};
 
+/// In bytes, of a row or a value in it.
+constexpr int longestValue = 16 << 20;
+
 [[noreturn]] void fail(sqlite3* database, int code) {
     if (database == nullptr) {
         throw Error(code, sqlite3_errstr(code));
     }
-    const int extendedCode = sqlite3_extended_errcode(database);
+    const int primaryCode = sqlite3_errcode(database) & 0xFF;
     std::string message = sqlite3_errmsg(database);
     int systemError = sqlite3_system_errno(database);
-    if (systemError == 0 && (extendedCode & 0xFF) == SQLITE_IOERR) {
+    if (systemError == 0 && primaryCode == SQLITE_IOERR) {
         sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &systemError);
     }
     if (systemError != 0) {
         message += ": " + std::generic_category().message(systemError);
     }
-    throw Error(extendedCode, message);
+    throw Error(primaryCode, message);
 }
 
 /// Called by SQLite when another connection holds the lock; `attempt` counts from 0 for each lock waited for.
@@ -48,12 +52,12 @@ int waitForLock(void* /*context*/, int attempt) {
 }
 
 void configure(sqlite3* database) {
-    sqlite3_extended_result_codes(database, 1);
     sqlite3_busy_handler(database, waitForLock, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, longestValue);
 }
 
 } // namespace
@@ -127,10 +131,11 @@ double Statement::real(int column) {
 }
 
 std::string_view Statement::text(int column) {
+    const bool hasText = !isNull(column);
     const void* const text = sqlite3_column_text(statement_.get(), column);
     const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
-    if (text == nullptr && size > 0) {
-        fail(database_, SQLITE_NOMEM);
+    if (hasText && text == nullptr) {
+        throw std::bad_alloc();
     }
     return {static_cast<const char*>(text), size};
 }
@@ -174,10 +179,6 @@ std::int64_t Database::queryInteger(std::string_view sql) {
         throw Error(SQLITE_EMPTY, "no row for " + std::string(sql));
     }
     return query.integer(0);
-}
-
-std::int64_t Database::lastInsertedRow() const noexcept {
-    return sqlite3_last_insert_rowid(database_.get());
 }
 
 std::int64_t Database::changedRows() const noexcept {

@@ -13,17 +13,15 @@ struct sqlite3_stmt;
 /// A thin wall around the SQLite library: objects that clean up after themselves, errors as exceptions.
 namespace Orvex::SQLite {
 
-/// What SQLite reports: its extended result code, and its message as `what()`.
+/// What SQLite reports: its primary result code, and its message as `what()`.
 class Error : public std::runtime_error {
   public:
-    Error(int extendedCode, const std::string& message)
-        : std::runtime_error(message), extendedCode_(extendedCode) {}
+    Error(int code, const std::string& message) : std::runtime_error(message), code_(code) {}
 
-    [[nodiscard]] int extendedCode() const noexcept { return extendedCode_; }
-    [[nodiscard]] int primaryCode() const noexcept { return extendedCode_ & 0xFF; }
+    [[nodiscard]] int code() const noexcept { return code_; }
 
   private:
-    int extendedCode_;
+    int code_;
 };
 
 using Blob = std::span<const unsigned char>;
@@ -82,7 +80,6 @@ class Database {
     /// The one value that the query yields.
     [[nodiscard]] std::int64_t queryInteger(std::string_view sql);
 
-    [[nodiscard]] std::int64_t lastInsertedRow() const noexcept;
     /// How many rows the last statement changed.
     [[nodiscard]] std::int64_t changedRows() const noexcept;
 

@@ -6,7 +6,7 @@
 
 namespace Orvex {
 
-class MessageDatabase;
+class StoreConnection;
 
 /// The message store in an SQLite file, for any number of processes at once. A change is on the disk when its
 /// operation ends. Nothing is opened before the first operation; reading makes no file, the first change
@@ -37,7 +37,7 @@ class SQLiteMessageStore final : public MessageStore {
     Async<void> deleteMessages(std::vector<UUID> recordUUIDs) override;
 
   private:
-    std::unique_ptr<MessageDatabase> database_;
+    std::unique_ptr<StoreConnection> connection_;
 };
 
 } // namespace Orvex

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "ZelvoMessageStore/SQLite.h"
-#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -12,16 +11,18 @@ class StoreFault : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Whether a file has a message store in it, told from its first bytes, without a change to it. False when
-/// there is no file, or an empty one. Throws `StoreFault` when it holds anything but a store that this
-/// version can use, and `FileError` when it is no file or cannot be read.
+/// Whether a file has a message store in it, told from its first bytes, without a change to it or to the
+/// files beside it. False when there is no file, or an empty one. Throws `StoreFault` when it holds anything
+/// but a store that this version can use, or when SQLite would take a file beside it for its journal;
+/// `FileError` when it is no file or cannot be read.
 [[nodiscard]] bool holdsStore(const std::string& path);
 
-/// The schema version that an open database has, 0 when it is empty. Throws `StoreFault` when it is another
-/// program's or a newer version's.
-[[nodiscard]] std::int64_t schemaVersion(SQLite::Database& database);
+/// Makes sure that a database has the current schema, bringing an older one up to date in one transaction.
+/// False, with no change, when the database is empty. Throws `StoreFault` when it is not a store that this
+/// version can use.
+[[nodiscard]] bool bringUpToDate(SQLite::Database& database);
 
-/// Brings a database that had this schema version a moment ago to the current one, in one transaction.
-void migrate(SQLite::Database& database, std::int64_t version);
+/// Gives an empty database the current schema, in one transaction, unless another process has just done so.
+void createSchema(SQLite::Database& database);
 
 } // namespace Orvex

@@ -2,16 +2,18 @@
 //   write-transcript [--xml] FILE WORD...
 // Each word becomes a segment of half a second.
 
+#include "Foundation/QuotedText.h"
 #include "VoxArchive/VMVoicemailTranscript.h"
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 int main(int argc, char* argv[]) {
-    std::vector<std::string> words(argv + 1, argv + argc);
+    std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
     Orvex::ArchiveForm form = Orvex::ArchiveForm::binary;
     if (!words.empty() && words.front() == "--xml") {
         form = Orvex::ArchiveForm::xml;
@@ -35,11 +37,11 @@ int main(int argc, char* argv[]) {
              .confidence = 0.9});
     }
     try {
+        const std::string archive = Orvex::encodeTranscript(transcript, form);
         std::ofstream stream(file, std::ios::binary);
-        stream << Orvex::encodeTranscript(transcript, form);
+        stream << archive;
         if (!stream.flush()) {
-            std::fprintf(stderr, "write-transcript: cannot write %s\n", file.c_str());
-            return 1;
+            throw std::runtime_error("cannot write " + Orvex::inQuotes(file));
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "write-transcript: %s\n", error.what());

@@ -1,7 +1,9 @@
 #include "FailingSystemCalls.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <sys/types.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace Orvex::Testing {
@@ -14,6 +16,7 @@ struct Plan {
     int error = 0;
     int copyError = 0;
     bool happened = false;
+    std::vector<std::string> steps{};
 };
 Plan plan;
 
@@ -36,12 +39,20 @@ FailingSystemCalls::FailingSystemCalls(int number, Effect effect, int error) {
     plan = {.callsUntilThen = number, .effect = effect, .error = error};
 }
 
+FailingSystemCalls::FailingSystemCalls() {
+    plan = {};
+}
+
 FailingSystemCalls::FailingSystemCalls(int copyError) {
     plan = {.copyError = copyError};
 }
 
 FailingSystemCalls::~FailingSystemCalls() {
     plan = {};
+}
+
+const std::vector<std::string>& FailingSystemCalls::steps() {
+    return plan.steps;
 }
 
 bool FailingSystemCalls::happened() {
@@ -58,6 +69,9 @@ extern "C" {
 
 int __real_fsync(int file);
 int __wrap_fsync(int file) {
+    std::error_code ignored;
+    const auto link = std::filesystem::path("/proc/self/fd") / std::to_string(file);
+    Orvex::Testing::plan.steps.push_back(std::filesystem::read_symlink(link, ignored).filename());
     return fails() ? -1 : __real_fsync(file);
 }
 
@@ -99,6 +113,7 @@ ssize_t __wrap_copy_file_range(int in, off_t* inOffset, int out, off_t* outOffse
 
 int __real_renameat(int fromFolder, const char* from, int toFolder, const char* to);
 int __wrap_renameat(int fromFolder, const char* from, int toFolder, const char* to) {
+    Orvex::Testing::plan.steps.emplace_back("rename");
     return fails() ? -1 : __real_renameat(fromFolder, from, toFolder, to);
 }
 

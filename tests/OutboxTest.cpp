@@ -215,6 +215,27 @@ TEST_F(OutboxTest, IsWholeWheneverTheProcessDies) {
     EXPECT_GT(number, 15);
 }
 
+TEST_F(OutboxTest, SyncsEverythingBeforeAnEntryIsPublished) {
+    ASSERT_EQ(errorOfSending(), "");
+    const VideoMessageRequest message = request();
+    const FailingSystemCalls noting;
+    ASSERT_EQ(errorOfSending(message), "");
+    EXPECT_THAT(
+        FailingSystemCalls::steps(),
+        testing::ElementsAre("video.MOV", "request.json", message.recordUUID.text(), "rename", "new"));
+}
+
+TEST_F(OutboxTest, TakesMessagesFromManyProcessesAtOnce) {
+    constexpr int processes = 8;
+    const auto exits = runInProcesses(processes, [&] {
+        for (int i = 0; i < 10; ++i) {
+            wait(OutboxSendingService(outbox).sendVideoMessage(request()));
+        }
+    });
+    EXPECT_THAT(exits, testing::Each(0));
+    EXPECT_EQ(entries(outbox / "new").size(), std::size_t{processes * 10});
+}
+
 TEST_F(OutboxTest, ClearsAwayNoEntryThatIsBeingWritten) {
     ASSERT_EQ(errorOfSending(), "");
     create_directory(outbox / "tmp/dead");

@@ -3,10 +3,14 @@
 #include "Foundation/Async.h"
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/model/StoredMessage.h"
+#include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -91,6 +95,31 @@ std::string commandOutput(const std::vector<std::string_view>& words, std::strin
     const InputFrom standardInput(input);
     auto command = parsed<Command>(words);
     return outputOf([&] { runToCompletion(command.run()); });
+}
+
+/// Runs `action` in so many processes at once; returns their exit statuses, 1 for one that an exception left.
+template <class Action>
+std::vector<int> runInProcesses(int count, Action action) {
+    std::vector<pid_t> processes;
+    for (int i = 0; i < count; ++i) {
+        processes.push_back(fork());
+        if (processes.back() == 0) {
+            try {
+                action();
+                _exit(0);
+            } catch (const std::exception& error) {
+                std::fprintf(stderr, "%s\n", error.what());
+                _exit(1);
+            }
+        }
+    }
+    std::vector<int> statuses;
+    for (const pid_t process : processes) {
+        int status = -1;
+        waitpid(process, &status, 0);
+        statuses.push_back(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
+    }
+    return statuses;
 }
 
 struct ProgramRun {

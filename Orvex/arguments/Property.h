@@ -22,7 +22,6 @@ class Property {
     [[nodiscard]] const Names& names() const noexcept { return names_; }
     [[nodiscard]] std::string_view help() const noexcept { return help_; }
     [[nodiscard]] ValueCount valueCount() const noexcept { return valueCount_; }
-    [[nodiscard]] bool isList() const noexcept { return valueCount_ > ValueCount::one; }
 
     /// Takes one value as typed (the empty text for a flag). False when it is no value of the property's
     /// type.

@@ -167,7 +167,9 @@ class ToolInvocation {
         try {
             return parseOptions(options_, words_);
         } catch (const UsageError&) {
-            if (!asksForHelp(words_)) {
+            const auto firstOther = std::find_if(
+                words_.begin(), words_.end(), [](std::string_view word) { return !word.starts_with('-'); });
+            if (!asksForHelp({words_.begin(), firstOther})) {
                 throw;
             }
             flags_.help = true;

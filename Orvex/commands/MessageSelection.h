@@ -36,7 +36,8 @@ void listMessages(std::span<const StoredMessage> messages, bool noColor);
 [[nodiscard]] const StoredMessage& messageNumbered(std::span<const StoredMessage> messages,
                                                    std::int64_t number);
 
-/// Asks until the answer, in any letter case, is true, yes, 1 or y, or else false, no, 0 or n.
+/// Asks until the answer, in any letter case, is true, yes, 1 or y, or else false, no, 0 or n. At the end of
+/// input it asks again, without end: only an answer decides.
 [[nodiscard]] bool askYesNo(std::string_view prompt, bool noColor);
 
 } // namespace Orvex

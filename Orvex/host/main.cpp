@@ -50,8 +50,8 @@ std::filesystem::path userDataFolder() {
 
 /// Puts the SQLite store, and the outbox beside it, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
-    const std::filesystem::path file =
-        options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
+    const std::filesystem::path file = std::filesystem::absolute(
+        options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db");
     const std::filesystem::path outbox = file.parent_path() / "outbox";
     MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
     SendingService::setFactory([outbox] { return std::make_shared<OutboxSendingService>(outbox); });

@@ -22,6 +22,7 @@ class MessageStoreClient {
     Async<bool> isTranscriptionEnabled() { return store().isTranscriptionEnabled(); }
     Async<std::int64_t> messageCount() { return store().messageCount(); }
     Async<AccountStatus> accountStatus() { return store().accountStatus(); }
+    /// Throws when the host has chosen no store.
     [[nodiscard]] std::string description(AccountStatus status) { return store().description(status); }
 
     Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) {

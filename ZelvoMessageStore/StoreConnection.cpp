@@ -1,0 +1,111 @@
+#include "ZelvoMessageStore/StoreConnection.h"
+
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/PrivateFolder.h"
+#include "Foundation/QuotedText.h"
+#include "Orvex/store/MessageStore.h"
+#include "ZelvoMessageStore/Schema.h"
+#include <cerrno>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace Orvex {
+
+using SQLite::Database;
+
+StoreConnection::StoreConnection(const std::filesystem::path& file)
+    : path_(std::filesystem::absolute(file).native()) {}
+
+bool StoreConnection::openStore() {
+    if (store_) {
+        return true;
+    }
+    if (!holdsStore(path_)) {
+        return false;
+    }
+    Database database(path_);
+    if (!bringUpToDate(database)) {
+        return false;
+    }
+    store_ = std::move(database);
+    return true;
+}
+
+Database& StoreConnection::databaseToRead() {
+    if (openStore()) {
+        return *store_;
+    }
+    if (!emptyStore_) {
+        emptyStore_.emplace(std::string(Database::inMemory));
+        createSchema(*emptyStore_);
+    }
+    return *emptyStore_;
+}
+
+Database& StoreConnection::databaseToWrite() {
+    if (!openStore()) {
+        createFile();
+        Database database(path_);
+        createSchema(database);
+        store_ = std::move(database);
+    }
+    // A journal that is emptied costs one less write of the folder than one that is deleted. A write-ahead
+    // log is no choice: SQLite before 3.51.3 can damage it when two connections write and checkpoint at once.
+    store_->execute("PRAGMA journal_mode = TRUNCATE");
+    return *store_;
+}
+
+void StoreConnection::createFile() const {
+    if (path_.ends_with('/')) {
+        throw StoreFault("it is a folder, not a file");
+    }
+    makePrivateFolders(std::filesystem::path(path_).parent_path());
+    constexpr mode_t mode = S_IRUSR | S_IWUSR;
+    const FileDescriptor file(
+        open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (file.get() >= 0) {
+        // Whatever the umask is.
+        if (fchmod(file.get(), mode) != 0) {
+            throw std::system_error(errno, std::generic_category(), "the file cannot be closed to others");
+        }
+    } else if (errno != EEXIST) {
+        throw std::system_error(errno, std::generic_category(), "the file cannot be made");
+    }
+}
+
+void StoreConnection::rethrowExplained(std::string_view attempt) const {
+    std::string reason;
+    try {
+        throw;
+    } catch (const SQLite::Error& error) {
+        reason = cause(error);
+    } catch (const std::exception& error) {
+        reason = error.what();
+    }
+    throw MessageStoreError("cannot " + std::string(attempt) + " in the message store " + inQuotes(path_) +
+                            ": " + onOneLine(reason));
+}
+
+std::string StoreConnection::cause(const SQLite::Error& error) const {
+    switch (error.code()) {
+    case SQLITE_BUSY:
+        return "another program keeps it locked; try again when that is done";
+    case SQLITE_CANTOPEN:
+        return "the file or the journal beside it cannot be opened (" + std::string(error.what()) + ")";
+    case SQLITE_CORRUPT:
+        return "the file is damaged (" + std::string(error.what()) +
+               "); restore a copy of it, or see what 'sqlite3 " + inQuotes(path_) + " .recover' brings back";
+    case SQLITE_FULL:
+        return "the disk is full; make room and try again";
+    case SQLITE_NOTADB:
+        return "it is no message store, nor any other SQLite database; choose another file";
+    case SQLITE_READONLY:
+        return "the file cannot be written; check its permissions and those of its folder";
+    default:
+        return error.what();
+    }
+}
+
+} // namespace Orvex

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "ZelvoMessageStore/SQLite.h"
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace Orvex {
+
+/// A store's file. It is opened by the first operation, and made by the first that changes something; as long
+/// as there is none, what is read is empty. Errors leave as `MessageStoreError`.
+class StoreConnection {
+  public:
+    explicit StoreConnection(const std::filesystem::path& file);
+
+    /// Runs `operation` on the database in a transaction. `attempt` says what it does, as in "save a
+    /// message".
+    template <class Operation>
+    auto read(std::string_view attempt, Operation operation) {
+        try {
+            SQLite::Database& database = databaseToRead();
+            const SQLite::Transaction transaction(database, SQLite::Transaction::Kind::deferred);
+            return operation(database);
+        } catch (const std::exception&) {
+            rethrowExplained(attempt);
+        }
+    }
+
+    /// The same for an operation that changes something, all of it or nothing.
+    template <class Operation>
+    auto write(std::string_view attempt, Operation operation) {
+        try {
+            SQLite::Database& database = databaseToWrite();
+            SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
+            if constexpr (std::is_void_v<std::invoke_result_t<Operation, SQLite::Database&>>) {
+                operation(database);
+                transaction.commit();
+            } else {
+                auto result = operation(database);
+                transaction.commit();
+                return result;
+            }
+        } catch (const std::exception&) {
+            rethrowExplained(attempt);
+        }
+    }
+
+  private:
+    /// Opens the file if it holds a store, and says whether it does.
+    bool openStore();
+    SQLite::Database& databaseToRead();
+    SQLite::Database& databaseToWrite();
+    /// Makes the file, empty, and the folders above it where they are missing.
+    void createFile() const;
+
+    /// Throws the exception being handled as a `MessageStoreError`.
+    [[noreturn]] void rethrowExplained(std::string_view attempt) const;
+    [[nodiscard]] std::string cause(const SQLite::Error& error) const;
+
+    std::string path_;
+    std::optional<SQLite::Database> store_;
+    /// What is read as long as there is no store.
+    std::optional<SQLite::Database> emptyStore_;
+};
+
+} // namespace Orvex
