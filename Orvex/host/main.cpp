@@ -36,7 +36,7 @@ struct HostOptions {
 };
 static_assert(ParsableArguments<HostOptions>);
 
-/// The user's data folder (XDG Base Directory Specification): relative paths in the variable are to be
+/// The user's data folder, as the XDG base directories have it: a relative path in the variable is to be
 /// ignored.
 std::filesystem::path userDataFolder() {
     if (const char* const data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data == '/') {
