@@ -1,9 +1,12 @@
 #include "Foundation/FileURL.h"
 
 #include "Foundation/LetterCase.h"
+#include "Foundation/QuotedText.h"
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <stdexcept>
+#include <system_error>
 
 namespace Orvex {
 
@@ -60,7 +63,12 @@ FileURL::FileURL(std::string_view absolutePath) {
 FileURL FileURL::fromPath(std::string_view path) {
     std::string absolute;
     if (!path.starts_with('/')) {
-        absolute = std::filesystem::current_path().native();
+        std::error_code error;
+        absolute = std::filesystem::current_path(error).native();
+        if (error) {
+            throw std::runtime_error("cannot tell where " + inQuotes(path) +
+                                     " is: the current folder is gone; give an absolute path");
+        }
     }
     for (std::size_t start = 0; start <= path.size();) {
         const std::size_t end = std::min(path.find('/', start), path.size());

@@ -11,8 +11,8 @@ namespace Orvex {
 class FileURL {
   public:
     /// The URL of a path; a relative one is taken from the current folder. Components "." are dropped; ".."
-    /// stays, since what it means depends on symbolic links. Throws `std::filesystem::filesystem_error` when
-    /// the path is relative and the current folder is gone.
+    /// stays, since what it means depends on symbolic links. Throws `std::runtime_error` when the path is
+    /// relative and the current folder is gone.
     [[nodiscard]] static FileURL fromPath(std::string_view path);
 
     /// Reads `file:///path`, `file://localhost/path` or `file:/path`. No value for another scheme, another

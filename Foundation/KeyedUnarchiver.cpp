@@ -97,6 +97,7 @@ std::string KeyedUnarchiver::nameOfClass(const PropertyListObject& classObject) 
                            std::to_string(classes.size()) + " classes");
     }
     std::vector<std::string> chain;
+    chain.reserve(classes.size());
     for (const std::size_t index : classes) {
         chain.push_back(list_->object(index).text);
     }

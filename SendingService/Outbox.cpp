@@ -51,7 +51,11 @@ class Folder {
         return file;
     }
 
-    void remove(const std::string& name) const { std::filesystem::remove_all(path_ + "/" + name); }
+    /// Removes what is inside under this name, as far as that can be done.
+    void remove(const std::string& name) const {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_ + "/" + name, ignored);
+    }
 
     /// Makes what was made, moved or removed inside survive a crash.
     void sync() const { checked(fsync(get()), "cannot sync " + inQuotes(path_)); }
@@ -99,10 +103,7 @@ class UnfinishedEntry {
         : tmp_(tmp), name_(std::move(name)), folder_(make()) {}
     ~UnfinishedEntry() {
         if (!isPublished_) {
-            try {
-                tmp_.remove(name_);
-            } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the next message clears it away
-            }
+            tmp_.remove(name_);
         }
     }
     UnfinishedEntry(const UnfinishedEntry&) = delete;
@@ -136,8 +137,9 @@ class UnfinishedEntry {
         clearAbandonedEntries(tmp_);
         checked(mkdirat(tmp_.get(), name_.c_str(), S_IRWXU), "cannot make " + tmp_.pathOf(name_));
         try {
+            // Whatever the umask is; without these rights it could not even be opened.
+            checked(fchmodat(tmp_.get(), name_.c_str(), S_IRWXU, 0), "cannot restrict " + tmp_.pathOf(name_));
             Folder made(tmp_, name_);
-            checked(fchmod(made.get(), S_IRWXU), "cannot restrict " + tmp_.pathOf(name_));
             made.lock();
             return made;
         } catch (const std::exception&) {

@@ -21,16 +21,16 @@ constexpr int longestValue = 16 << 20;
     if (database == nullptr) {
         throw Error(code, sqlite3_errstr(code));
     }
-    const int primaryCode = sqlite3_errcode(database) & 0xFF;
+    const int extendedCode = sqlite3_extended_errcode(database);
     std::string message = sqlite3_errmsg(database);
     int systemError = sqlite3_system_errno(database);
-    if (systemError == 0 && primaryCode == SQLITE_IOERR) {
+    if (systemError == 0 && (extendedCode & 0xFF) == SQLITE_IOERR) {
         sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &systemError);
     }
     if (systemError != 0) {
         message += ": " + std::generic_category().message(systemError);
     }
-    throw Error(primaryCode, message);
+    throw Error(extendedCode, message);
 }
 
 /// Called by SQLite when another connection holds the lock; `attempt` counts from 0 for each lock waited for.

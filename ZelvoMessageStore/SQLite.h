@@ -13,7 +13,7 @@ struct sqlite3_stmt;
 /// A thin wall around the SQLite library: objects that clean up after themselves, errors as exceptions.
 namespace Orvex::SQLite {
 
-/// What SQLite reports: its primary result code, and its message as `what()`.
+/// What SQLite reports: its extended result code, and its message as `what()`.
 class Error : public std::runtime_error {
   public:
     Error(int code, const std::string& message) : std::runtime_error(message), code_(code) {}

@@ -89,14 +89,17 @@ void StoreConnection::rethrowExplained(std::string_view attempt) const {
 }
 
 std::string StoreConnection::cause(const SQLite::Error& error) const {
-    switch (error.code()) {
+    if (error.code() == SQLITE_READONLY_DBMOVED) {
+        return "the file has been moved or deleted meanwhile";
+    }
+    constexpr int primaryCode = 0xFF;
+    switch (error.code() & primaryCode) {
     case SQLITE_BUSY:
         return "another program keeps it locked; try again when that is done";
     case SQLITE_CANTOPEN:
         return "the file or the journal beside it cannot be opened (" + std::string(error.what()) + ")";
     case SQLITE_CORRUPT:
-        return "the file is damaged (" + std::string(error.what()) +
-               "); restore a copy of it, or see what 'sqlite3 " + inQuotes(path_) + " .recover' brings back";
+        return "the file is damaged (" + std::string(error.what()) + "); restore a copy of it";
     case SQLITE_FULL:
         return "the disk is full; make room and try again";
     case SQLITE_NOTADB:

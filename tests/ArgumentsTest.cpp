@@ -227,8 +227,7 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
     }
     const Case sendErrors[] = {
         {{"--handles", "a"},
-         "missing option --target-url: expected a path, or a file: URL with percent-encoding such as "
-         "file:///tmp/my%20video.mov"},
+         R"(missing option --target-url: expected a path (begin it with "./" if its name has a ":"), or a URL such as file:///tmp/my%20video.mov)"},
         {{"--target-url", "/x"}, "missing option --handles: expected a text"},
     };
     for (Case each : sendErrors) {
@@ -291,6 +290,7 @@ Options:
         {{"help", "help"}, toolHelp},
         {{"help", "-h"}, toolHelp},
         {{"--version"}, "tool 1.2.3\n"},
+        {{"--version", "--help"}, toolHelp},
         {{"paint-wall", "--help"}, paintHelp},
         {{"paint-wall", "--wrong", "-c", "--help"}, paintHelp},
         {{"send-url", "-h"}, sendHelp},

@@ -191,7 +191,17 @@ TEST_F(CommandsTest, SaveMessageReplacesWhatIsNoUUID) {
     EXPECT_NE(store->stored.at(0).conversationID, UUID());
 }
 
-TEST_F(CommandsTest, SaveMessagePrintsAStoreError) {
+TEST_F(CommandsTest, SaveMessagePrintsAnError) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    {
+        const TemporaryFolder gone;
+        std::filesystem::current_path(gone / "");
+    }
+    EXPECT_EQ(
+        commandOutput<SaveMessage>({"-nc"}),
+        "Error: \ncannot tell where \"file.mov\" is: the current folder is gone; give an absolute path\n");
+    std::filesystem::current_path(before);
+
     failAtCall(0);
     EXPECT_EQ(commandOutput<SaveMessage>({}), "\x1b[0;31mError: \n\x1b[0;0mthe store is on fire\n");
 }

@@ -114,6 +114,16 @@ TEST_F(EndToEndTest, APromptIsVisibleBeforeItIsAnswered) {
     EXPECT_EQ(stored()[0].from, "a");
 }
 
+TEST_F(EndToEndTest, AStoreThatIsGoneMeanwhileIsNotChanged) {
+    run({"save-message"});
+    TerminalSession session({"--store", file, "delete-message", "-a", "-nc"});
+    ASSERT_TRUE(session.shows("(y/n)?\r\n"));
+    std::filesystem::remove(file);
+    session.type("y\n");
+    EXPECT_TRUE(session.shows("\": the file has been moved or deleted meanwhile\r\n"));
+    EXPECT_EQ(session.status(), 0);
+}
+
 TEST_F(EndToEndTest, AMessageThatIsGoneMeanwhileIsNotUpdated) {
     run({"save-message"});
     const std::string uuid = stored()[0].recordUUID.text();

@@ -95,6 +95,11 @@ int __wrap_fchmod(int file, mode_t mode) {
     return fails() ? -1 : __real_fchmod(file, mode);
 }
 
+int __real_fchmodat(int folder, const char* path, mode_t mode, int flags);
+int __wrap_fchmodat(int folder, const char* path, mode_t mode, int flags) {
+    return fails() ? -1 : __real_fchmodat(folder, path, mode, flags);
+}
+
 ssize_t __real_write(int file, const void* bytes, size_t size);
 ssize_t __wrap_write(int file, const void* bytes, size_t size) {
     return fails() ? -1 : __real_write(file, bytes, size);

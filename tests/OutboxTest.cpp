@@ -86,6 +86,20 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
     EXPECT_EQ(status(entry / "video.MOV").permissions(), std::filesystem::perms(0600));
 }
 
+TEST_F(OutboxTest, DoesNotDependOnTheUmask) {
+    // What root may do does not depend on modes: be somebody else.
+    std::filesystem::permissions(folder / "", std::filesystem::perms::all);
+    EXPECT_THAT(runInProcesses(1,
+                               [&] {
+                                   ASSERT_TRUE(geteuid() != 0 || setuid(65534) == 0);
+                                   umask(0777);
+                                   wait(OutboxSendingService(outbox).sendVideoMessage(request()));
+                               }),
+                testing::ElementsAre(0));
+    ASSERT_EQ(entries(outbox / "new").size(), 1U);
+    expectWhole(entries(outbox / "new")[0]);
+}
+
 TEST_F(OutboxTest, KeepsOrdinaryExtensionsAlone) {
     const std::pair<std::string_view, std::string_view> cases[] = {
         {"v", "video"},

@@ -61,7 +61,8 @@ std::optional<FileURL> ArgumentConversion<FileURL>::parse(std::string_view word)
 
 ValueSyntax ArgumentConversion<FileURL>::syntax() {
     return {.placeholder = "<path>",
-            .expected = "a path, or a file: URL with percent-encoding such as file:///tmp/my%20video.mov",
+            .expected = "a path (begin it with \"./\" if its name has a \":\"), or a URL such as "
+                        "file:///tmp/my%20video.mov",
             .values = {},
             .meanings = {}};
 }

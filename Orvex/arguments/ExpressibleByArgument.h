@@ -12,7 +12,7 @@
 
 namespace Orvex {
 
-/// What help, messages and completion say of the values of a type.
+/// What help and messages say of the values of a type.
 struct ValueSyntax {
     /// Stands for a value in a usage line, as in "<number>".
     std::string placeholder;

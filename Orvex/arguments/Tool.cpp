@@ -145,11 +145,14 @@ class ToolInvocation {
 
     ExitStatus run() {
         const Words rest = words_.subspan(parse());
+        if (flags_.help) {
+            return showHelp({});
+        }
         if (flags_.version) {
             print(stdout, tool_.name + " " + tool_.version + "\n");
             return ExitStatus::success;
         }
-        if (flags_.help || rest.empty()) {
+        if (rest.empty()) {
             return showHelp({});
         }
         if (rest.front() == helpCommand) {
@@ -167,9 +170,7 @@ class ToolInvocation {
         try {
             return parseOptions(options_, words_);
         } catch (const UsageError&) {
-            const auto firstOther = std::find_if(
-                words_.begin(), words_.end(), [](std::string_view word) { return !word.starts_with('-'); });
-            if (!asksForHelp({words_.begin(), firstOther})) {
+            if (!asksForHelp(words_)) {
                 throw;
             }
             flags_.help = true;

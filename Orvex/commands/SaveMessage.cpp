@@ -40,9 +40,9 @@ StoredMessage SaveMessage::message() const {
 }
 
 Async<void> SaveMessage::run() {
-    StoredMessage newMessage = message();
     MessageStoreClient client;
     try {
+        StoredMessage newMessage = message();
         const StoredMessage saved = co_await client.saveMessage(std::move(newMessage));
         printLine(inGreen("Successfully added the message: \n") + saved.description(), noColor);
     } catch (const std::exception& error) {

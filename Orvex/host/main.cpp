@@ -1,3 +1,4 @@
+#include "Foundation/FileURL.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/DeleteMessage.h"
 #include "Orvex/commands/GetAccountStatus.h"
@@ -50,8 +51,9 @@ std::filesystem::path userDataFolder() {
 
 /// Puts the SQLite store, and the outbox beside it, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
-    const std::filesystem::path file = std::filesystem::absolute(
-        options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db");
+    const std::filesystem::path given =
+        options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
+    const std::filesystem::path file = FileURL::fromPath(given.native()).path();
     const std::filesystem::path outbox = file.parent_path() / "outbox";
     MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
     SendingService::setFactory([outbox] { return std::make_shared<OutboxSendingService>(outbox); });
