@@ -26,16 +26,6 @@ TEST(InputTypes, BecomeTheStoresValues) {
     EXPECT_EQ(storeNumbers<InputTranscriptionStatus>(), (Numbers{0, 1, 2, 3, 4}));
 }
 
-TEST(InputTypes, AreCountedFromZero) {
-    EXPECT_EQ(fromRawValue<InputMessageType>(2), InputMessageType::video);
-    EXPECT_EQ(fromRawValue<InputProviderType>(0), InputProviderType::Telephony);
-    EXPECT_EQ(fromRawValue<InputProviderType>(2), std::nullopt);
-    EXPECT_EQ(fromRawValue<InputMailboxType>(3), std::nullopt);
-    EXPECT_EQ(fromRawValue<InputTranscriptionStatus>(4), InputTranscriptionStatus::transcriptionAvailable);
-    EXPECT_EQ(fromRawValue<InputTranscriptionStatus>(5), std::nullopt);
-    EXPECT_EQ(fromRawValue<InputTranscriptionStatus>(-1), std::nullopt);
-}
-
 constexpr UUID::Bytes someBytes = {0xAB, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 
 TEST(StoredMessage, DescribesItself) {

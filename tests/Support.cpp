@@ -76,24 +76,6 @@ TemporaryFolder::~TemporaryFolder() {
     std::filesystem::remove_all(path_);
 }
 
-OutputCapture::OutputCapture() : file_(memoryFile()) {
-    std::fflush(stdout);
-    standardOutput_ = checked(dup(STDOUT_FILENO));
-    checked(dup2(file_, STDOUT_FILENO));
-}
-
-OutputCapture::~OutputCapture() {
-    std::fflush(stdout);
-    dup2(standardOutput_, STDOUT_FILENO);
-    close(standardOutput_);
-    close(file_);
-}
-
-std::string OutputCapture::text() {
-    std::fflush(stdout);
-    return contentOf(file_);
-}
-
 InputFrom::InputFrom(std::string_view text) : standardInput_(checked(dup(STDIN_FILENO))) {
     const int file = memoryFile(text);
     checked(dup2(file, STDIN_FILENO));

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,21 +47,6 @@ class TemporaryFolder {
     std::filesystem::path path_;
 };
 
-/// Takes what this process writes to standard output, while it lives.
-class OutputCapture {
-  public:
-    OutputCapture();
-    ~OutputCapture();
-    OutputCapture(const OutputCapture&) = delete;
-    OutputCapture& operator=(const OutputCapture&) = delete;
-
-    [[nodiscard]] std::string text();
-
-  private:
-    int file_;
-    int standardOutput_;
-};
-
 /// Gives this process `text` as its standard input, while it lives.
 class InputFrom {
   public:
@@ -76,9 +62,9 @@ class InputFrom {
 /// What this process writes to standard output while `action` runs.
 template <class Action>
 std::string outputOf(Action action) {
-    OutputCapture capture;
+    testing::internal::CaptureStdout();
     action();
-    return capture.text();
+    return testing::internal::GetCapturedStdout();
 }
 
 /// Fills in a command from the words of a command line.
