@@ -15,6 +15,33 @@ namespace Orvex {
 
 using SQLite::Database;
 
+namespace {
+
+std::string causeOf(const SQLite::Error& error) {
+    if (error.code() == SQLITE_READONLY_DBMOVED) {
+        return "the file has been moved or deleted meanwhile";
+    }
+    constexpr int primaryCode = 0xFF;
+    switch (error.code() & primaryCode) {
+    case SQLITE_BUSY:
+        return "another program keeps it locked; try again when that is done";
+    case SQLITE_CANTOPEN:
+        return "the file or the journal beside it cannot be opened (" + std::string(error.what()) + ")";
+    case SQLITE_CORRUPT:
+        return "the file is damaged (" + std::string(error.what()) + "); restore a copy of it";
+    case SQLITE_FULL:
+        return "the disk is full; make room and try again";
+    case SQLITE_NOTADB:
+        return "it is no message store, nor any other SQLite database; choose another file";
+    case SQLITE_READONLY:
+        return "the file cannot be written; check its permissions and those of its folder";
+    default:
+        return error.what();
+    }
+}
+
+} // namespace
+
 StoreConnection::StoreConnection(const std::filesystem::path& file)
     : path_(std::filesystem::absolute(file).native()) {}
 
@@ -80,35 +107,12 @@ void StoreConnection::rethrowExplained(std::string_view attempt) const {
     try {
         throw;
     } catch (const SQLite::Error& error) {
-        reason = cause(error);
+        reason = causeOf(error);
     } catch (const std::exception& error) {
         reason = error.what();
     }
     throw MessageStoreError("cannot " + std::string(attempt) + " in the message store " + inQuotes(path_) +
                             ": " + onOneLine(reason));
-}
-
-std::string StoreConnection::cause(const SQLite::Error& error) const {
-    if (error.code() == SQLITE_READONLY_DBMOVED) {
-        return "the file has been moved or deleted meanwhile";
-    }
-    constexpr int primaryCode = 0xFF;
-    switch (error.code() & primaryCode) {
-    case SQLITE_BUSY:
-        return "another program keeps it locked; try again when that is done";
-    case SQLITE_CANTOPEN:
-        return "the file or the journal beside it cannot be opened (" + std::string(error.what()) + ")";
-    case SQLITE_CORRUPT:
-        return "the file is damaged (" + std::string(error.what()) + "); restore a copy of it";
-    case SQLITE_FULL:
-        return "the disk is full; make room and try again";
-    case SQLITE_NOTADB:
-        return "it is no message store, nor any other SQLite database; choose another file";
-    case SQLITE_READONLY:
-        return "the file cannot be written; check its permissions and those of its folder";
-    default:
-        return error.what();
-    }
 }
 
 } // namespace Orvex

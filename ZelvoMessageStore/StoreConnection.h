@@ -59,7 +59,6 @@ class StoreConnection {
 
     /// Throws the exception being handled as a `MessageStoreError`.
     [[noreturn]] void rethrowExplained(std::string_view attempt) const;
-    [[nodiscard]] std::string cause(const SQLite::Error& error) const;
 
     std::string path_;
     std::optional<SQLite::Database> store_;

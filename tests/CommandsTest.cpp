@@ -226,8 +226,9 @@ TEST(Prompts, AskForNumbersTakesWhatIsANumber) {
     };
     for (const auto& [input, numbers] : cases) {
         const InputFrom standardInput(input);
-        EXPECT_EQ(outputOf([&] { EXPECT_EQ(askForNumbers("\x1b[1mWhich?", true), numbers) << input; }),
-                  "Which?\n");
+        Numbers answer;
+        EXPECT_EQ(outputOf([&answer] { answer = askForNumbers("\x1b[1mWhich?", true); }), "Which?\n");
+        EXPECT_EQ(answer, numbers) << input;
     }
 }
 
@@ -512,7 +513,7 @@ class RecordingService final : public SendingService {
 };
 
 TEST(SendVideoMessage, HandsARequestToTheService) {
-    const auto service = std::make_shared<RecordingService>();
+    auto service = std::make_shared<RecordingService>();
     SendingService::setFactory([service] { return service; });
     const Words words = {"--video-url", "file:///a%20b", "--sender-handle", "me", "--destination-handles",
                          "you",         "them"};
