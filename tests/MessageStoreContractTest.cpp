@@ -9,7 +9,6 @@
 namespace Orvex::Testing {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 struct StoreKind {

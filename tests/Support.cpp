@@ -102,7 +102,7 @@ TerminalSession::TerminalSession(std::vector<std::string> arguments) {
 TerminalSession::~TerminalSession() {
     if (program_ > 0) {
         kill(program_, SIGKILL);
-        static_cast<void>(status());
+        waitpid(program_, nullptr, 0);
     }
     close(terminal_);
 }
