@@ -62,17 +62,15 @@ std::optional<VMVoicemailTranscript> decodeTranscript(std::string_view archive) 
 
 std::optional<VMVoicemailTranscript> readTranscript(const FileURL& file) {
     constexpr std::uintmax_t largest = std::uintmax_t{16} << 20U;
-    const auto fail = [&](const char* fault) {
-        throw VoxArchiveError("cannot read the transcript " + inQuotes(file.path()) + ": " + fault);
-    };
+    std::string fault;
     try {
         return decodeTranscript(readWholeFile(file.path(), largest));
     } catch (const FileError& error) {
-        fail(error.what());
+        fault = error.what();
     } catch (const ArchiveError& error) {
-        fail(error.what());
+        fault = error.what();
     }
-    return std::nullopt;
+    throw VoxArchiveError("cannot read the transcript " + inQuotes(file.path()) + ": " + fault);
 }
 
 } // namespace Orvex
