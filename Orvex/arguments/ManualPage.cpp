@@ -145,6 +145,8 @@ The command line could not be understood; nothing was done.
 Interrupted from the keyboard.
 .It 134
 Ended abnormally; standard error says why.
+.It 141
+Nobody reads the output any more.
 .El
 )";
 
