@@ -208,7 +208,7 @@ std::string zshAction(const ValueSyntax& syntax) {
 }
 
 /// A specification for _arguments on each line, one for each spelling.
-std::string zshOptions(Options options) {
+std::string zshOptions(Options options, const std::string& margin) {
     std::string specifications;
     for (const BoundProperty& bound : options) {
         const std::vector<std::string> spellings = bound.spellings();
@@ -221,7 +221,7 @@ std::string zshOptions(Options options) {
             if (takesValue(bound)) {
                 specification += ":value:" + zshAction(bound.property->syntax());
             }
-            specifications += "        " + quoted(specification, Shell::zsh) + " \\\n";
+            specifications += margin + quoted(specification, Shell::zsh) + " \\\n";
         }
     }
     return specifications;
@@ -238,7 +238,8 @@ std::string zshCommand(const std::string& command, Options options) {
                      quoted(values, Shell::zsh) + " ;;\n";
         }
     }
-    return "        " + command + ")\n            _arguments -C \\\n" + zshOptions(options) +
+    return "        " + command + ")\n            _arguments -C \\\n" +
+           zshOptions(options, std::string(16, ' ')) +
            "                '*: :->more' && return\n            case ${words[(R)-*]} in\n" + lists +
            "            esac\n            ;;\n";
 }
@@ -253,8 +254,9 @@ std::string zshScript(const Tool& tool, Options toolOptions) {
                 cases += zshCommand(command, options);
             }
         });
-    return filledIn(zshStart, tool) + commands + replacing(zshMiddle, "{options}", zshOptions(toolOptions)) +
-           cases + filledIn(zshEnd, tool);
+    return filledIn(zshStart, tool) + commands +
+           replacing(zshMiddle, "{options}", zshOptions(toolOptions, std::string(8, ' '))) + cases +
+           filledIn(zshEnd, tool);
 }
 
 // In fish each candidate is declared with the condition under which it may come next.

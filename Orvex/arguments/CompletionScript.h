@@ -21,8 +21,8 @@ struct ArgumentConversion<Shell> {
 };
 
 /// A script that makes `shell` complete the tool's commands, every spelling of their options, the values that
-/// are known, and paths. `toolOptions` are all options in front of the command. Commands and options consist
-/// of letters, digits, "-" and "_".
+/// are known, and paths. `toolOptions` are all options in front of the command. The names of the tool, its
+/// commands and options consist of letters, digits, "-" and "_".
 [[nodiscard]] std::string completionScript(const Tool& tool, std::span<const BoundProperty> toolOptions,
                                            Shell shell);
 

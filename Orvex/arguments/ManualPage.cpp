@@ -4,6 +4,7 @@
 #include "Orvex/arguments/Invocation.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
+#include <cctype>
 #include <string_view>
 #include <vector>
 
