@@ -1,6 +1,7 @@
 #include "RecordingStore.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include "examples/own-host/MemoryStore.h"
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -281,6 +282,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(StoreKind{"Recording",
                               [](const TemporaryFolder&) -> std::shared_ptr<MessageStore> {
                                   return std::make_shared<RecordingStore>();
+                              }},
+                    StoreKind{"Memory",
+                              [](const TemporaryFolder&) -> std::shared_ptr<MessageStore> {
+                                  return std::make_shared<MyTool::MemoryStore>();
                               }},
                     StoreKind{"SQLite",
                               [](const TemporaryFolder& folder) -> std::shared_ptr<MessageStore> {
