@@ -1,4 +1,3 @@
-#include "RecordingStore.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include "examples/own-host/MemoryStore.h"
@@ -279,11 +278,7 @@ TEST_P(MessageStoreContract, DeletesTheMessagesNamed) {
 
 INSTANTIATE_TEST_SUITE_P(
     Stores, MessageStoreContract,
-    testing::Values(StoreKind{"Recording",
-                              [](const TemporaryFolder&) -> std::shared_ptr<MessageStore> {
-                                  return std::make_shared<RecordingStore>();
-                              }},
-                    StoreKind{"Memory",
+    testing::Values(StoreKind{"Memory",
                               [](const TemporaryFolder&) -> std::shared_ptr<MessageStore> {
                                   return std::make_shared<MyTool::MemoryStore>();
                               }},

@@ -17,7 +17,7 @@ using namespace Orvex;
 /// A message store in memory, which lasts as long as the object. Yours would ask the device instead; what
 /// each operation has to do, `MessageStore` says. An operation that has to wait for something may
 /// `co_await` it.
-class MemoryStore final : public MessageStore {
+class MemoryStore : public MessageStore {
   public:
     Async<bool> isTranscriptionEnabled() override { co_return true; }
     Async<std::int64_t> messageCount() override { co_return std::ssize(messages_); }
@@ -96,6 +96,10 @@ class MemoryStore final : public MessageStore {
         co_return;
     }
 
+  protected:
+    /// In the order of saving.
+    std::vector<StoredMessage> messages_;
+
   private:
     template <class T>
     static bool isIn(const std::vector<T>& values, const T& value) {
@@ -148,8 +152,6 @@ class MemoryStore final : public MessageStore {
         identifyVoicemail(message);
     }
 
-    /// In the order of saving.
-    std::vector<StoredMessage> messages_;
     std::int32_t lastVoicemailID_ = 0;
 };
 
