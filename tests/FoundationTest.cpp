@@ -7,10 +7,12 @@
 #include "Foundation/RegularExpression.h"
 #include "Foundation/UUID.h"
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
 #include <set>
+#include <unistd.h>
 
 namespace Orvex {
 namespace {
@@ -180,8 +182,13 @@ TEST(Async, PassesAnExceptionOn) {
 }
 
 TEST(FatalErrorDeathTest, NamesItsPlaceOnOneLineAndAborts) {
-    EXPECT_EXIT(fatalError("Orvex/Somewhere:1", "two\nlines"), testing::KilledBySignal(SIGABRT),
-                "^Fatal error: Orvex/Somewhere:1: two\\\\nlines\n$");
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            std::fputs("printed\n", stdout);
+            fatalError("Orvex/Somewhere:1", "two\nlines");
+        },
+        testing::KilledBySignal(SIGABRT), "^printed\nFatal error: Orvex/Somewhere:1: two\\\\nlines\n$");
 }
 
 } // namespace
