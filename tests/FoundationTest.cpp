@@ -84,6 +84,9 @@ TEST(FileURL, ReadsURLs) {
         {"file:///a?b", std::nullopt},
         {"file:///a#b", std::nullopt},
         {"file:///a\nb", std::nullopt},
+        {"file:///a\x1f", std::nullopt},
+        {"file:///a\x7f", std::nullopt},
+        {"file:///a%41"sv.substr(0, 11), std::nullopt},
         {"/a", std::nullopt},
         {"", std::nullopt},
     };

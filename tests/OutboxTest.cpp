@@ -170,6 +170,9 @@ TEST_F(OutboxTest, LeavesNothingWhicheverStepFails) {
         EXPECT_THAT(error, testing::EndsWith(": No space left on device")) << number;
         EXPECT_THAT(entries(outbox / "new"), IsEmpty()) << number;
         EXPECT_THAT(entries(outbox / "tmp"), IsEmpty()) << number;
+        // One that is not on the disk for sure must not seem to be there: every folder above is tried, then
+        // the outbox made, then the folder above synced.
+        EXPECT_EQ(exists(outbox), number > std::distance(outbox.begin(), outbox.end())) << number;
         ++number;
     }
     EXPECT_GT(number, 15);

@@ -5,6 +5,7 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sys/stat.h>
 
 namespace Orvex::Testing {
@@ -75,6 +76,10 @@ TEST(Transcript, ReadsWhatItWrites) {
         const VMVoicemailTranscript noUTF8{.text = "\xff"};
         EXPECT_THROW(static_cast<void>(encodeTranscript(noUTF8, form)), std::invalid_argument);
     }
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const VMVoicemailTranscript endless{.segments = {{.timestamp = Seconds(-infinity)}}};
+    EXPECT_EQ(faultOf(encodeTranscript(endless, ArchiveForm::binary)),
+              R"(the value of "timestamp" is no finite number)");
     const VMVoicemailTranscript control{.text = "\x1b"};
     EXPECT_THROW(static_cast<void>(encodeTranscript(control, ArchiveForm::xml)), std::invalid_argument);
     EXPECT_EQ(decodeTranscript(encodeTranscript(control, ArchiveForm::binary))->text, "\x1b");
@@ -239,6 +244,8 @@ TEST(Transcript, RefusesWhatIsNoPropertyList) {
         {"<plist><integer>1x</integer></plist>", no + R"(line 1: "1x" is no integer)"},
         {"<plist><real>nan</real></plist>", no + R"(line 1: "nan" is no real number)"},
         {"<plist>" + uid(-1) + "</plist>", no + "line 1: a UID is no integer of 32 bits"},
+        {"<plist>" + replaced(uid(0), "0", "4294967296") + "</plist>",
+         no + "line 1: a UID is no integer of 32 bits"},
         {"<plist>" + repeated("<array>", 100000), no + "line 1: its elements are nested more than 64 deep"},
         {"<!DOCTYPE plist [<!ENTITY a \"aa\">]><plist><string>&a;</string></plist>",
          no + "line 1: it declares an entity"},
@@ -334,27 +341,32 @@ TEST(PropertyList, HandsOutOnlySoMuch) {
     }
 }
 
-TEST(PropertyList, ReadsBinaryNumbers) {
+TEST(PropertyList, ReadsNumbers) {
     using namespace std::string_literals;
     const struct {
-        std::string object;
+        std::string list;
         std::int64_t integer;
         double real;
     } cases[] = {
-        {"\x08"s, 0, 0},
-        {"\x09"s, 1, 0},
-        {"\x10\xFF"s, 255, 0},
-        {"\x11\xFF\x01"s, 0xFF01, 0},
-        {"\x13"s + std::string(8, '\xFF'), -1, 0},
-        {"\x14"s + std::string(15, '\xFF') + "\xFE", -2, 0},
-        {"\x22\xBF\xC0\0\0"s, 0, -1.5},
-        {"\x23\x3F\xF8\0\0\0\0\0\0"s, 0, 1.5},
-        {"\x81\x01\x02"s, 0x0102, 0},
+        {binary({"\x08"s}), 0, 0},
+        {binary({"\x09"s}), 1, 0},
+        {binary({"\x10\xFF"s}), 255, 0},
+        {binary({"\x11\xFF\x01"s}), 0xFF01, 0},
+        {binary({"\x13"s + std::string(8, '\xFF')}), -1, 0},
+        {binary({"\x14"s + std::string(15, '\xFF') + "\xFE"}), -2, 0},
+        {binary({"\x22\xBF\xC0\0\0"s}), 0, -1.5},
+        {binary({"\x23\x3F\xF8\0\0\0\0\0\0"s}), 0, 1.5},
+        {binary({"\x81\x01\x02"s}), 0x0102, 0},
+        {"<plist><true/></plist>", 1, 0},
+        {"<plist><false/></plist>", 0, 0},
+        {"<plist>" + uid(5) + "</plist>", 5, 0},
+        {"<plist>" + replaced(uid(5), "</dict>", "<key>a</key><true/></dict>") + "</plist>", 0, 0},
+        {"<plist><real>-1e3</real></plist>", 0, -1000},
     };
     for (const auto& each : cases) {
-        const PropertyListObject object = PropertyList::read(binary({each.object}))->object(0);
-        EXPECT_EQ(object.integer, each.integer);
-        EXPECT_EQ(object.real, each.real);
+        const PropertyListObject object = PropertyList::read(each.list)->object(0);
+        EXPECT_EQ(object.integer, each.integer) << each.list;
+        EXPECT_EQ(object.real, each.real) << each.list;
     }
 }
 
