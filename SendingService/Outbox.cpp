@@ -285,10 +285,12 @@ void putIntoOutbox(const std::filesystem::path& folder, const VideoMessageReques
     }
     const RegularFile video = openVideo(request.videoURL.path());
     try {
+        makePrivateFolders(folder);
+        const Folder outbox(folder);
         makePrivateFolders(folder / "tmp");
         makePrivateFolders(folder / "new");
-        const Folder tmp(folder / "tmp");
-        const Folder published(folder / "new");
+        const Folder tmp(outbox, "tmp");
+        const Folder published(outbox, "new");
         UnfinishedEntry entry(tmp, request.recordUUID.text());
         write(entry, request, video);
         entry.publish(published);

@@ -71,7 +71,8 @@ class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
 
-    /// Opens an existing file, for reading alone when it cannot be written; or a new database in memory.
+    /// Opens an existing file, for reading alone when it cannot be written; or a new database in memory. No
+    /// part of the path may be a symbolic link.
     explicit Database(const std::string& path);
 
     [[nodiscard]] Statement prepare(std::string_view sql) { return {database_.get(), sql}; }

@@ -4,9 +4,11 @@
 #include "Foundation/RegularFile.h"
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
+#include <system_error>
 
 namespace Orvex {
 
@@ -97,7 +99,7 @@ bool hasJournal(const std::string& path) {
     for (const char* const suffix : {"-journal", "-wal"}) {
         const std::string journal = path + suffix;
         struct stat status {};
-        if (stat(journal.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0)) {
+        if (lstat(journal.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0)) {
             continue;
         }
         std::array<char, 8> buffer{};
@@ -107,7 +109,7 @@ bool hasJournal(const std::string& path) {
         } catch (const FileError& error) {
             throw StoreFault(inQuotes(journal) + ", which would be its journal: " + error.what());
         }
-        if (!isJournal(beginning)) {
+        if (S_ISLNK(status.st_mode) || !isJournal(beginning)) {
             throw StoreFault(inQuotes(journal) +
                              ", which would be its journal, is something else; move it away");
         }
@@ -163,6 +165,9 @@ void checkTables(SQLite::Database& database) {
 } // namespace
 
 bool holdsStore(const std::string& path) {
+    if (std::error_code unknown; std::filesystem::is_symlink(path, unknown)) {
+        throw StoreFault("it is a symbolic link, which may lead anywhere; give the path of the file itself");
+    }
     const bool mayBeRecovered = hasJournal(path);
     // Closing the file would give up SQLite's locks on it in this process: SQLite opens it later.
     const std::optional<RegularFile> file = RegularFile::openIfExists(path);

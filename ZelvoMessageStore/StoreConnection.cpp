@@ -45,6 +45,12 @@ std::string causeOf(const SQLite::Error& error) {
 StoreConnection::StoreConnection(const std::filesystem::path& file)
     : path_(std::filesystem::absolute(file).native()) {}
 
+Database StoreConnection::openFile() const {
+    // The folders above may be reached by way of links; the file must not have become one meanwhile.
+    const std::filesystem::path path(path_);
+    return Database(canonical(path.parent_path()) / path.filename());
+}
+
 bool StoreConnection::openStore() {
     if (store_) {
         return true;
@@ -52,7 +58,7 @@ bool StoreConnection::openStore() {
     if (!holdsStore(path_)) {
         return false;
     }
-    Database database(path_);
+    Database database = openFile();
     if (!bringUpToDate(database)) {
         return false;
     }
@@ -74,7 +80,7 @@ Database& StoreConnection::databaseToRead() {
 Database& StoreConnection::databaseToWrite() {
     if (!openStore()) {
         createFile();
-        Database database(path_);
+        Database database = openFile();
         createSchema(database);
         store_ = std::move(database);
     }

@@ -50,6 +50,7 @@ class StoreConnection {
     }
 
   private:
+    [[nodiscard]] SQLite::Database openFile() const;
     /// Opens the file if it holds a store, and says whether it does.
     bool openStore();
     SQLite::Database& databaseToRead();

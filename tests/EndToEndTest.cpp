@@ -194,6 +194,28 @@ TEST_F(EndToEndTest, AUsageErrorTouchesNothing) {
     EXPECT_EQ(run({"get-total-count", "-nc", "--store", "x"}).status, 64);
 }
 
+TEST_F(EndToEndTest, KeepsTheStoreInTheUsersDataFolder) {
+    const std::string home = folder / "home";
+    const std::string data = folder / "data";
+    const struct {
+        std::string data;
+        std::string home;
+        std::string parent;
+    } cases[] = {{data, home, data},
+                 {"", home, home + "/.local/share"},
+                 {"data", home, home + "/.local/share"},
+                 {"", "home", ""}};
+    for (const auto& each : cases) {
+        setenv("XDG_DATA_HOME", each.data.c_str(), 1);
+        setenv("HOME", each.home.c_str(), 1);
+        EXPECT_EQ(runOrvex({"save-message"}).status, each.parent.empty() ? 1 : 0);
+        EXPECT_NE(std::filesystem::remove(each.parent + "/orvex/messages.db"), each.parent.empty());
+    }
+    unsetenv("XDG_DATA_HOME");
+    EXPECT_EQ(runOrvex({"get-total-count"}).errors,
+              "orvex: cannot tell where the message store is: HOME is not set; give --store <path>\n");
+}
+
 TEST_F(EndToEndTest, ShowsTheHelpThatUsersKnow) {
     EXPECT_EQ(runOrvex({}), runOrvex({"--help"}));
     for (const std::string& topic : helpTopics()) {

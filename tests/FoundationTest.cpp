@@ -7,10 +7,12 @@
 #include "Foundation/RegularExpression.h"
 #include "Foundation/UUID.h"
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
 #include <set>
+#include <unistd.h>
 
 namespace Orvex {
 namespace {
@@ -82,6 +84,9 @@ TEST(FileURL, ReadsURLs) {
         {"file:///a?b", std::nullopt},
         {"file:///a#b", std::nullopt},
         {"file:///a\nb", std::nullopt},
+        {"file:///a\x1f", std::nullopt},
+        {"file:///a\x7f", std::nullopt},
+        {"file:///a%41"sv.substr(0, 11), std::nullopt},
         {"/a", std::nullopt},
         {"", std::nullopt},
     };
@@ -180,8 +185,13 @@ TEST(Async, PassesAnExceptionOn) {
 }
 
 TEST(FatalErrorDeathTest, NamesItsPlaceOnOneLineAndAborts) {
-    EXPECT_EXIT(fatalError("Orvex/Somewhere:1", "two\nlines"), testing::KilledBySignal(SIGABRT),
-                "^Fatal error: Orvex/Somewhere:1: two\\\\nlines\n$");
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            std::fputs("printed\n", stdout);
+            fatalError("Orvex/Somewhere:1", "two\nlines");
+        },
+        testing::KilledBySignal(SIGABRT), "^printed\nFatal error: Orvex/Somewhere:1: two\\\\nlines\n$");
 }
 
 } // namespace

@@ -80,24 +80,6 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
                                     {"originalURL", message.videoURL.text()},
                                     {"video", "video.MOV"},
                                     {"size", 15}}));
-    for (const path& each : {outbox, outbox / "new", outbox / "tmp", entry}) {
-        EXPECT_EQ(status(each).permissions(), std::filesystem::perms::owner_all) << each;
-    }
-    EXPECT_EQ(status(entry / "video.MOV").permissions(), std::filesystem::perms(0600));
-}
-
-TEST_F(OutboxTest, DoesNotDependOnTheUmask) {
-    // What root may do does not depend on modes: be somebody else.
-    std::filesystem::permissions(folder / "", std::filesystem::perms::all);
-    EXPECT_THAT(runInProcesses(1,
-                               [&] {
-                                   ASSERT_TRUE(geteuid() != 0 || setuid(65534) == 0);
-                                   umask(0777);
-                                   wait(OutboxSendingService(outbox).sendVideoMessage(request()));
-                               }),
-                testing::ElementsAre(0));
-    ASSERT_EQ(entries(outbox / "new").size(), 1U);
-    expectWhole(entries(outbox / "new")[0]);
 }
 
 TEST_F(OutboxTest, KeepsOrdinaryExtensionsAlone) {
@@ -154,14 +136,6 @@ TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
     expectError(request(), prefix + "it is a folder, not a file");
 }
 
-TEST_F(OutboxTest, FollowsNoLinkInsideTheOutbox) {
-    create_directories(folder / "elsewhere");
-    create_directories(outbox);
-    create_directory_symlink(folder / "elsewhere", outbox / "new");
-    EXPECT_THAT(errorOfSending(), HasSubstr("cannot open"));
-    EXPECT_THAT(entries(folder / "elsewhere"), IsEmpty());
-}
-
 TEST_F(OutboxTest, CopiesThroughMemoryWhereTheKernelCannot) {
     std::string large;
     for (int i = 0; i < 3000000; ++i) {
@@ -196,6 +170,9 @@ TEST_F(OutboxTest, LeavesNothingWhicheverStepFails) {
         EXPECT_THAT(error, testing::EndsWith(": No space left on device")) << number;
         EXPECT_THAT(entries(outbox / "new"), IsEmpty()) << number;
         EXPECT_THAT(entries(outbox / "tmp"), IsEmpty()) << number;
+        // One that is not on the disk for sure must not seem to be there: every folder above is tried, then
+        // the outbox made, then the folder above synced.
+        EXPECT_EQ(exists(outbox), number > std::distance(outbox.begin(), outbox.end())) << number;
         ++number;
     }
     EXPECT_GT(number, 15);

@@ -18,7 +18,7 @@
 
 /// Stands last in a struct of options and lists its properties once, in order of declaration.
 #define ORVEX_CODING_KEYS(Type, ...)                                                                         \
-    static constexpr std::string_view typeName = #Type;                                                      \
+    [[maybe_unused]] static constexpr std::string_view typeName = #Type;                                     \
                                                                                                              \
   private:                                                                                                   \
     enum class CodingKeys { __VA_ARGS__ };                                                                   \

@@ -96,19 +96,21 @@ void listMessages(std::span<const StoredMessage> messages, bool noColor) {
     }
 }
 
-std::vector<std::int64_t> askForNumbers(std::string_view prompt, bool noColor) {
-    printLine(prompt, noColor);
-    const std::string line = readLine().value_or("");
+std::vector<std::int64_t> numbersIn(std::string_view line) {
     std::vector<std::int64_t> numbers;
     for (std::size_t start = 0; start <= line.size();) {
         const std::size_t end = std::min(line.find(',', start), line.size());
-        const std::string_view piece = trimmed(std::string_view(line).substr(start, end - start));
-        if (const auto number = parseNumber<std::int64_t>(piece)) {
+        if (const auto number = parseNumber<std::int64_t>(trimmed(line.substr(start, end - start)))) {
             numbers.push_back(*number);
         }
         start = end + 1;
     }
     return numbers;
+}
+
+std::vector<std::int64_t> askForNumbers(std::string_view prompt, bool noColor) {
+    printLine(prompt, noColor);
+    return numbersIn(readLine().value_or(""));
 }
 
 const StoredMessage& messageNumbered(std::span<const StoredMessage> messages, std::int64_t number) {

@@ -27,8 +27,10 @@ void printMessage(const StoredMessage& message, std::size_t number, bool noColor
 /// Prints each message under its number, counted from 1.
 void listMessages(std::span<const StoredMessage> messages, bool noColor);
 
-/// Asks for numbers, separated by commas, and returns them in the order typed. What is no number is skipped;
-/// at the end of input there are none.
+/// The numbers in a line, separated by commas, in their order. What is no number is skipped.
+[[nodiscard]] std::vector<std::int64_t> numbersIn(std::string_view line);
+
+/// Asks for numbers, and returns those in the line typed; at the end of input there are none.
 [[nodiscard]] std::vector<std::int64_t> askForNumbers(std::string_view prompt, bool noColor);
 
 /// The message with this number in the list as it was printed. There is no number outside the list that could

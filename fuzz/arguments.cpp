@@ -1,0 +1,81 @@
+#include "Fuzzing.h"
+#include "Orvex/TerminalTools.h"
+#include "Orvex/arguments/Tool.h"
+#include "Orvex/commands/DeleteMessage.h"
+#include "Orvex/commands/GetAllMessages.h"
+#include "Orvex/commands/SaveMessage.h"
+#include "Orvex/commands/SendVideoMessage.h"
+#include "Orvex/commands/UpdateMessage.h"
+#include "Orvex/commands/VoicemailMessages.h"
+#include <algorithm>
+#include <filesystem>
+#include <vector>
+
+namespace Orvex::Fuzzing {
+
+namespace {
+
+/// A command that understands the options of the real one and shows what it understood.
+template <AsyncParsableCommand T>
+SubcommandType withoutEffect() {
+    class Shown final : public Subcommand {
+      public:
+        std::vector<BoundProperty> properties() override { return boundProperties(command_); }
+        Async<void> run() override {
+            if constexpr (requires(const T& command) { command.message(); }) {
+                printLine(command_.message().description(), false);
+            } else if constexpr (requires(const T& command) { command.update(UUID()); }) {
+                printLine(command_.update(UUID()).description(), false);
+            }
+            co_return;
+        }
+
+      private:
+        T command_;
+    };
+    return {.name = lowerCaseWords(T::typeName),
+            .make = [] { return std::unique_ptr<Subcommand>(std::make_unique<Shown>()); }};
+}
+
+struct HostOptions {
+    Option<std::optional<std::filesystem::path>> store{std::nullopt, {derivedLong}, "The store."};
+
+    ORVEX_CODING_KEYS(HostOptions, store)
+};
+
+} // namespace
+
+/// The input is the words of a command line, each but the last one ended by a NUL.
+void tryInput(std::string_view input) {
+    std::vector<std::string_view> words;
+    for (std::size_t start = 0; start < input.size();) {
+        const std::size_t end = std::min(input.find('\0', start), input.size());
+        words.push_back(input.substr(start, end - start));
+        start = end + 1;
+    }
+    HostOptions options;
+    const Tool tool{.name = "tool",
+                    .version = "1",
+                    .summary = "Takes any words.",
+                    .subcommands = {withoutEffect<SaveMessage>(), withoutEffect<UpdateMessage>(),
+                                    withoutEffect<DeleteMessage>(), withoutEffect<GetAllMessages>(),
+                                    withoutEffect<SendVideoMessage>(), withoutEffect<VoicemailMessages>()},
+                    .options = boundProperties(options),
+                    .prepare = {}};
+    std::string output;
+    std::string errors;
+    ExitStatus status{};
+    {
+        const Capture captureOutput(stdout);
+        const Capture captureErrors(stderr);
+        status = run(tool, words);
+        output = captureOutput.text();
+        errors = captureErrors.text();
+    }
+    expect(status == ExitStatus::success || status == ExitStatus::usage, "a command line is run or refused");
+    expect(errors.empty() == (status == ExitStatus::success), "an error is told, and nothing else");
+    expect(output.empty() || errors.empty(), "what is refused is not run");
+    expect(isHarmless(output) && isHarmless(errors), "no word of the command line is obeyed by a terminal");
+}
+
+} // namespace Orvex::Fuzzing

@@ -1,0 +1,56 @@
+#include "Foundation/FileURL.h"
+#include "Foundation/LetterCase.h"
+#include "Foundation/Number.h"
+#include "Foundation/UUID.h"
+#include "Fuzzing.h"
+#include <cstdint>
+#include <optional>
+
+namespace Orvex::Fuzzing {
+
+namespace {
+
+void tryUUID(std::string_view text) {
+    if (const std::optional<UUID> uuid = UUID::parse(text)) {
+        expect(lowerCased(uuid->text()) == lowerCased(text), "a UUID is shown as it was written");
+        expect(UUID::parse(uuid->text()) == uuid, "what a UUID shows is that UUID");
+    }
+}
+
+void expectCanonical(const FileURL& url) {
+    expect(FileURL::parse(url.text()) == url, "the text of a URL is that URL");
+    expect(url.path().starts_with('/') && url.path().find('\0') == std::string::npos,
+           "a URL has an absolute path that the system takes");
+    expect(isHarmless(url.text()), "no character of a URL is obeyed by a terminal");
+}
+
+void tryURL(std::string_view text) {
+    if (const std::optional<FileURL> url = FileURL::parse(text)) {
+        expectCanonical(*url);
+    }
+    if (text.find('\0') == std::string_view::npos) {
+        const FileURL url = FileURL::fromPath(text);
+        expectCanonical(url);
+        expect(FileURL::fromPath(url.path()) == url, "a path that is made absolute stays the same");
+    }
+}
+
+void tryNumber(std::string_view text) {
+    if (const auto number = parseNumber<double>(text)) {
+        expect(parseNumber<double>(shortestText(*number)) == number, "a number's text is that number");
+    }
+    if (const auto number = parseNumber<std::int32_t>(text)) {
+        expect(parseNumber<double>(text) == number, "an integer is a number");
+    }
+}
+
+} // namespace
+
+/// The input is a word of the command line, or a value of a store or a transcript.
+void tryInput(std::string_view input) {
+    tryUUID(input);
+    tryURL(input);
+    tryNumber(input);
+}
+
+} // namespace Orvex::Fuzzing

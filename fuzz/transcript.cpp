@@ -1,0 +1,40 @@
+#include "Foundation/PropertyList.h"
+#include "Fuzzing.h"
+#include "VoxArchive/VMVoicemailTranscript.h"
+#include <optional>
+#include <stdexcept>
+
+namespace Orvex::Fuzzing {
+
+namespace {
+
+void expectRoundTrip(const std::optional<VMVoicemailTranscript>& transcript, ArchiveForm form) {
+    const std::string archive = encodeTranscript(transcript, form);
+    const std::optional<VMVoicemailTranscript> decoded = decodeTranscript(archive);
+    expect(decoded.has_value() == transcript.has_value(), "a transcript is read as it was written");
+    expect(!decoded || decoded->description() == transcript->description(),
+           "what is read says the same as what was written");
+    expect(encodeTranscript(decoded, form) == archive, "what is read is written alike");
+}
+
+} // namespace
+
+/// The input is a transcript's file.
+void tryInput(std::string_view input) {
+    std::optional<VMVoicemailTranscript> transcript;
+    try {
+        transcript = decodeTranscript(input);
+    } catch (const ArchiveError& error) {
+        expect(isHarmless(error.what()), "no byte of an archive is obeyed by a terminal");
+        return;
+    }
+    expect(!transcript || isHarmless(transcript->description()), "no text of a transcript is obeyed");
+    expectRoundTrip(transcript, ArchiveForm::binary);
+    try {
+        expectRoundTrip(transcript, ArchiveForm::xml);
+    } catch (const std::invalid_argument&) {
+        // XML cannot hold control characters.
+    }
+}
+
+} // namespace Orvex::Fuzzing

@@ -1,0 +1,137 @@
+#include "Foundation/UTF8.h"
+#include "Support.h"
+#include "VoxArchive/VMVoicemailTranscript.h"
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <stdexcept>
+
+namespace Orvex::Testing {
+namespace {
+
+using Words = std::vector<std::string>;
+
+std::string characters(char32_t first, char32_t last) {
+    std::string text;
+    for (char32_t c = first; c <= last; ++c) {
+        appendUTF8(text, c);
+    }
+    return text;
+}
+
+/// Expects that a terminal obeys nothing in what was printed but the program's own colours, and that no
+/// message has a number beyond the last one's.
+void expectHarmless(const std::string& printed, int lastNumber) {
+    static const std::regex ownColours("\x1b\\[0;(0|31|32|33)m");
+    const std::string plain = std::regex_replace(printed, ownColours, "");
+    for (const char c : plain) {
+        EXPECT_TRUE((static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) || c == '\n') << plain;
+    }
+    static const std::regex heading("(^|\n)Message #([0-9]+)");
+    for (std::sregex_iterator found(plain.begin(), plain.end(), heading), end; found != end; ++found) {
+        EXPECT_LE(std::stoi((*found)[2]), lastNumber) << plain;
+    }
+    // Refuses what is no UTF-8, and escapes what is not ASCII.
+    std::string escaped;
+    EXPECT_NO_THROW(escaped = nlohmann::json(plain).dump(-1, ' ', true)) << plain;
+    static const std::regex obeyed(R"(\\u(00[89]|061c|200[ef]|202[89a-e]|206[6-9]))");
+    EXPECT_FALSE(std::regex_search(escaped, obeyed)) << escaped;
+}
+
+/// A transcript with this text, or, where it can have none such, a file that is no transcript.
+std::string transcriptOf(const std::string& text) {
+    try {
+        const VMVoicemailTranscript transcript{.text = text, .locale = text, .segments = {{.text = text}}};
+        return encodeTranscript(transcript, ArchiveForm::binary);
+    } catch (const std::invalid_argument&) {
+        return text;
+    }
+}
+
+class HostileTextTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(HostileTextTest, IsObeyedByNoTerminal) {
+    const std::string& hostile = GetParam();
+    const TemporaryFolder folder;
+    const std::string noFile = folder / hostile;
+    const std::string noStore = folder / ("file" + hostile);
+    writeFile(noStore, hostile);
+    const std::string transcript = folder / ("transcript" + hostile);
+    writeFile(transcript, transcriptOf(hostile));
+    const auto saving = [&](const Words& more) {
+        Words words = {"save-message", "-recordUUID", hostile, "-frm",  hostile, "-rec",
+                       hostile,        "-simID",      hostile, "-file", hostile};
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    };
+    const auto sending = [&](const std::string& handle, const std::string& video) {
+        return Words{"send-video-message",
+                     "--sender-handle",
+                     "me",
+                     "--destination-handles",
+                     handle,
+                     "--video-url",
+                     video};
+    };
+    const std::string answers = "1," + hostile + "\n" + hostile + "\ny\n";
+    const std::pair<Words, std::string> runs[] = {
+        {saving({"-thumb", hostile}), ""},
+        {saving({"-mt", "1", "-prov", "0", "-tcpt", transcript}), ""},
+        {saving({"-mt", "1", "-prov", "0", "-tcpt", noFile}), ""},
+        {{"get-all-messages", "-handles", hostile, "x" + hostile}, ""},
+        {{"get-all-messages", "-rids", hostile}, ""},
+        {{"get-all-messages", "-vids", "1", hostile}, ""},
+        {{"get-all-voicemail-messages"}, ""},
+        {{"voicemail-messages", "-h", hostile}, ""},
+        {{"update-message", "-from", hostile, "-recipient", hostile, "-callUUID", hostile}, answers},
+        {{"update-message", "-rid", hostile}, ""},
+        {{"delete-message"}, answers},
+        {{"get-total-count"}, ""},
+        {{"transcription-enabled"}, ""},
+        {{"get-account-status"}, ""},
+        {sending("you", noFile), ""},
+        {sending("you", "file:///" + hostile), ""},
+        {sending(hostile, noStore), ""},
+        {{"save-message", "-mt", hostile}, ""},
+        {{"save-message", "-dur", hostile}, ""},
+        {{"save-message", "-frm", "-" + hostile}, ""},
+        {{"get-total-count", hostile}, ""},
+        {{"get-total-count", "-nc=" + hostile}, ""},
+        {{"--" + hostile}, ""},
+        {{hostile}, ""},
+        {{"help", hostile}, ""},
+        {{"help", "save-message", hostile}, ""},
+    };
+    const std::string store = folder / ("store" + hostile + "/messages.db");
+    for (const auto& [words, input] : runs) {
+        for (const std::string& file : {store, noStore}) {
+            for (const bool noColor : {false, true}) {
+                Words all = {"--store", file};
+                all.insert(all.end(), words.begin(), words.end());
+                if (noColor) {
+                    all.emplace_back("-nc");
+                }
+                SCOPED_TRACE(testing::PrintToString(all));
+                const ProgramRun run = runOrvex(all, input);
+                constexpr int mostMessages = 6;
+                expectHarmless(run.output, mostMessages);
+                expectHarmless(run.errors, 0);
+                EXPECT_TRUE(!noColor || run.output.find('\x1b') == std::string::npos);
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, HostileTextTest,
+    testing::Values(characters(0x01, 0x1F), characters(0x7F, 0x9F),
+                    "\u061c\u200e\u200f\u2028\u2029\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069",
+                    // Bytes that stand for themselves as C1, then overlong forms, a surrogate, one beyond the
+                    // last character, and one that is cut off.
+                    "\x85\x9b\x32J \xc0\x9b \xe0\x82\x9b \xf0\x80\x82\x9b \xc0\x8a \xed\xa0\x80 "
+                    "\xf4\x90\x80\x80 \xe2\x80",
+                    "\n\x1b[0;32m\nMessage #9:\n\x1b[0;0m  from: \"boss\"\r\nMessage #9:",
+                    "\x1b]0;title\x07\x1bP$q\x1b\\\x1b[2J\x1b[0;32mMessage #9:"));
+
+} // namespace
+} // namespace Orvex::Testing
