@@ -16,10 +16,11 @@ namespace Orvex::Testing {
 
 namespace {
 
+/// A write, a truncation when there are no bytes, or a removal.
 struct Change {
-    enum class Kind { write, truncation, removal } kind;
-    std::size_t offset;
-    std::string bytes;
+    std::size_t offset = 0;
+    std::string bytes{};
+    bool isRemoval = false;
 };
 
 /// What is on the disk under a name, and what is on its way there.
@@ -37,54 +38,45 @@ struct State {
 };
 State state;
 
-sqlite3_vfs* system() {
-    static sqlite3_vfs* const first = sqlite3_vfs_find(nullptr);
-    return first;
+sqlite3_vfs* realDisk() {
+    static sqlite3_vfs* const disk = sqlite3_vfs_find(nullptr);
+    return disk;
 }
 
-/// Behind it is the system's own file.
+/// Behind it in memory is the real disk's own file.
 struct File {
     sqlite3_file base;
-    std::string path;
+    Name* name;
     bool isLocked;
-    /// SQLite has a new file's name synced together with its content.
-    bool hasNewName;
+    /// SQLite has the name of a file that it may have made synced together with its content.
+    bool mayBeNew;
 };
 
 File& ours(sqlite3_file* file) {
     return *reinterpret_cast<File*>(file);
 }
 
-sqlite3_file* systems(sqlite3_file* file) {
-    return reinterpret_cast<sqlite3_file*>(&ours(file) + 1);
+template <auto method, class... Arguments>
+int callReal(sqlite3_file* file, Arguments... arguments) {
+    auto* const real = reinterpret_cast<sqlite3_file*>(&ours(file) + 1);
+    return (real->pMethods->*method)(real, arguments...);
 }
 
 /// Does the first `size` bytes of a change.
 void apply(const Change& change, std::size_t size, std::optional<std::string>& content) {
-    if (change.kind == Change::Kind::removal) {
+    if (change.isRemoval) {
         content.reset();
         return;
     }
     std::string& bytes = content ? *content : content.emplace();
-    if (change.kind == Change::Kind::truncation) {
-        bytes.resize(change.offset);
-    } else {
-        bytes.resize(std::max(bytes.size(), change.offset + size));
-        bytes.replace(change.offset, size, change.bytes, 0, size);
-    }
-}
-
-void syncContent(Name& name) {
-    for (const Change& change : std::exchange(name.changes, {})) {
-        apply(change, change.bytes.size(), name.synced);
-    }
+    bytes.resize(change.bytes.empty() ? change.offset : std::max(bytes.size(), change.offset + size));
+    bytes.replace(std::min(change.offset, bytes.size()), size, change.bytes, 0, size);
 }
 
 void syncNames() {
     for (auto& [path, name] : state.names) {
-        const auto removal =
-            std::find_if(name.changes.rbegin(), name.changes.rend(),
-                         [](const Change& change) { return change.kind == Change::Kind::removal; });
+        const auto removal = std::find_if(name.changes.rbegin(), name.changes.rend(),
+                                          [](auto& each) { return each.isRemoval; });
         if (removal != name.changes.rend()) {
             name.synced.reset();
             name.changes.erase(name.changes.begin(), removal.base());
@@ -95,8 +87,8 @@ void syncNames() {
     }
 }
 
-/// The error that a call is to end with. When power fails halfway, `half` is what the call does.
-int errorOf(FailingDisk::Calls call, const std::optional<Change>& half = {}, const std::string& path = "") {
+/// The error that a call is to end with, one that makes this change if it makes one.
+int errorOf(FailingDisk::Calls call, Name* name = nullptr, Change change = {}) {
     using Effect = FailingDisk::Effect;
     FailingDisk::Plan& plan = state.plan;
     if ((plan.calls & call) == 0 || plan.number < 0 || plan.number-- > 0) {
@@ -110,8 +102,9 @@ int errorOf(FailingDisk::Calls call, const std::optional<Change>& half = {}, con
     case Effect::error:
         return plan.error;
     case Effect::powerFailureHalfway:
-        if (half) {
-            state.names[path].changes.push_back(*half);
+        if (!change.bytes.empty()) {
+            change.bytes.resize(change.bytes.size() / 2);
+            name->changes.push_back(change);
         }
         [[fallthrough]];
     case Effect::powerFailure:
@@ -122,6 +115,41 @@ int errorOf(FailingDisk::Calls call, const std::optional<Change>& half = {}, con
         }
     }
     return SQLITE_OK;
+}
+
+/// Makes a change by way of `call`, unless it fails.
+template <class Call>
+int make(Name& name, Change change, Call call) {
+    if (const int error = errorOf(FailingDisk::changes, &name, change); error != SQLITE_OK) {
+        return error;
+    }
+    name.changes.push_back(std::move(change));
+    return call();
+}
+
+int writeBytes(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
+    const std::string text(static_cast<const char*>(bytes), static_cast<std::size_t>(size));
+    return make(*ours(file).name, {static_cast<std::size_t>(offset), text},
+                [=] { return callReal<&sqlite3_io_methods::xWrite>(file, bytes, size, offset); });
+}
+
+int truncateFile(sqlite3_file* file, sqlite3_int64 size) {
+    return make(*ours(file).name, {static_cast<std::size_t>(size)},
+                [=] { return callReal<&sqlite3_io_methods::xTruncate>(file, size); });
+}
+
+int syncFile(sqlite3_file* file, int /*flags*/) {
+    const int error = errorOf(FailingDisk::changes);
+    if (error == SQLITE_OK) {
+        Name& name = *ours(file).name;
+        for (const Change& change : std::exchange(name.changes, {})) {
+            apply(change, change.bytes.size(), name.synced);
+        }
+        if (std::exchange(ours(file).mayBeNew, false)) {
+            syncNames();
+        }
+    }
+    return error;
 }
 
 /// In place of the system call, while a read is to be short.
@@ -135,71 +163,34 @@ int readBytes(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
         return error;
     }
     const auto call = error == SQLITE_OK ? nullptr : reinterpret_cast<sqlite3_syscall_ptr>(readHalf);
-    system()->xSetSystemCall(system(), "pread64", call);
-    return systems(file)->pMethods->xRead(systems(file), bytes, size, offset);
+    realDisk()->xSetSystemCall(realDisk(), "pread64", call);
+    return callReal<&sqlite3_io_methods::xRead>(file, bytes, size, offset);
 }
 
-template <auto method, FailingDisk::Calls call, class... Arguments>
-int passOn(sqlite3_file* file, Arguments... arguments) {
-    const int error = errorOf(call);
-    return error != SQLITE_OK ? error : (systems(file)->pMethods->*method)(systems(file), arguments...);
+template <auto method, class... Arguments>
+int callUnlessItFails(sqlite3_file* file, Arguments... arguments) {
+    const int error = errorOf(FailingDisk::others);
+    return error != SQLITE_OK ? error : callReal<method>(file, arguments...);
 }
 
 void noteLock(File& file, bool isLocked) {
     state.locks += int{isLocked} - int{std::exchange(file.isLocked, isLocked)};
 }
 
+int lockFile(sqlite3_file* file, int level) {
+    const int result = callUnlessItFails<&sqlite3_io_methods::xLock>(file, level);
+    noteLock(ours(file), ours(file).isLocked || result == SQLITE_OK);
+    return result;
+}
+
+int unlockFile(sqlite3_file* file, int level) {
+    noteLock(ours(file), level != SQLITE_LOCK_NONE);
+    return callReal<&sqlite3_io_methods::xUnlock>(file, level);
+}
+
 int closeFile(sqlite3_file* file) {
     noteLock(ours(file), false);
-    const int result = systems(file)->pMethods->xClose(systems(file));
-    std::destroy_at(&ours(file));
-    return result;
-}
-
-int writeBytes(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
-    const auto length = static_cast<std::size_t>(size);
-    Change change{Change::Kind::write, static_cast<std::size_t>(offset),
-                  std::string(static_cast<const char*>(bytes), length)};
-    const Change half{change.kind, change.offset, change.bytes.substr(0, length / 2)};
-    const std::string& path = ours(file).path;
-    if (const int error = errorOf(FailingDisk::changes, half, path); error != SQLITE_OK) {
-        return error;
-    }
-    state.names[path].changes.push_back(std::move(change));
-    return systems(file)->pMethods->xWrite(systems(file), bytes, size, offset);
-}
-
-int truncate(sqlite3_file* file, sqlite3_int64 size) {
-    if (const int error = errorOf(FailingDisk::changes); error != SQLITE_OK) {
-        return error;
-    }
-    state.names[ours(file).path].changes.push_back(
-        {Change::Kind::truncation, static_cast<std::size_t>(size), ""});
-    return systems(file)->pMethods->xTruncate(systems(file), size);
-}
-
-int sync(sqlite3_file* file, int /*flags*/) {
-    if (const int error = errorOf(FailingDisk::changes); error != SQLITE_OK) {
-        return error;
-    }
-    syncContent(state.names[ours(file).path]);
-    if (std::exchange(ours(file).hasNewName, false)) {
-        syncNames();
-    }
-    return SQLITE_OK;
-}
-
-int lock(sqlite3_file* file, int level) {
-    const int result = passOn<&sqlite3_io_methods::xLock, FailingDisk::others>(file, level);
-    if (result == SQLITE_OK) {
-        noteLock(ours(file), true);
-    }
-    return result;
-}
-
-int unlock(sqlite3_file* file, int level) {
-    noteLock(ours(file), level != SQLITE_LOCK_NONE);
-    return systems(file)->pMethods->xUnlock(systems(file), level);
+    return callReal<&sqlite3_io_methods::xClose>(file);
 }
 
 int control(sqlite3_file* file, int operation, void* argument) {
@@ -207,67 +198,54 @@ int control(sqlite3_file* file, int operation, void* argument) {
         *static_cast<int*>(argument) = EIO;
         return SQLITE_OK;
     }
-    return systems(file)->pMethods->xFileControl(systems(file), operation, argument);
+    return callReal<&sqlite3_io_methods::xFileControl>(file, operation, argument);
 }
 
-int sectorSize(sqlite3_file* file) {
-    return systems(file)->pMethods->xSectorSize(systems(file));
+sqlite3_io_methods methods() {
+    sqlite3_io_methods all{};
+    all.iVersion = 1;
+    all.xClose = closeFile;
+    all.xRead = readBytes;
+    all.xWrite = writeBytes;
+    all.xTruncate = truncateFile;
+    all.xSync = syncFile;
+    all.xFileSize = callUnlessItFails<&sqlite3_io_methods::xFileSize>;
+    all.xLock = lockFile;
+    all.xUnlock = unlockFile;
+    all.xCheckReservedLock = callUnlessItFails<&sqlite3_io_methods::xCheckReservedLock>;
+    all.xFileControl = control;
+    all.xSectorSize = callReal<&sqlite3_io_methods::xSectorSize>;
+    all.xDeviceCharacteristics = callReal<&sqlite3_io_methods::xDeviceCharacteristics>;
+    return all;
 }
 
-int characteristics(sqlite3_file* file) {
-    return systems(file)->pMethods->xDeviceCharacteristics(systems(file));
-}
-
-int openFile(sqlite3_vfs* /*ours*/, const char* path, sqlite3_file* file, int flags, int* flagsUsed) {
-    static const sqlite3_io_methods methods{
-        .iVersion = 1,
-        .xClose = closeFile,
-        .xRead = readBytes,
-        .xWrite = writeBytes,
-        .xTruncate = truncate,
-        .xSync = sync,
-        .xFileSize = passOn<&sqlite3_io_methods::xFileSize, FailingDisk::others>,
-        .xLock = lock,
-        .xUnlock = unlock,
-        .xCheckReservedLock = passOn<&sqlite3_io_methods::xCheckReservedLock, FailingDisk::others>,
-        .xFileControl = control,
-        .xSectorSize = sectorSize,
-        .xDeviceCharacteristics = characteristics,
-        .xShmMap = nullptr,
-        .xShmLock = nullptr,
-        .xShmBarrier = nullptr,
-        .xShmUnmap = nullptr,
-        .xFetch = nullptr,
-        .xUnfetch = nullptr};
+int openFile(sqlite3_vfs* /*disk*/, const char* path, sqlite3_file* file, int flags, int* flagsUsed) {
+    static const sqlite3_io_methods ourMethods = methods();
     file->pMethods = nullptr;
-    if (const int error = errorOf(FailingDisk::others); error != SQLITE_OK) {
-        return error;
+    int result = errorOf(FailingDisk::others);
+    if (result == SQLITE_OK) {
+        auto* const real = reinterpret_cast<sqlite3_file*>(&ours(file) + 1);
+        result = realDisk()->xOpen(realDisk(), path, real, flags, flagsUsed);
     }
-    const bool isNew = (flags & SQLITE_OPEN_CREATE) != 0;
-    std::construct_at(&ours(file), File{{&methods}, path == nullptr ? "" : path, false, isNew});
-    const int result = system()->xOpen(system(), path, systems(file), flags, flagsUsed);
-    if (result != SQLITE_OK) {
-        std::destroy_at(&ours(file));
-        file->pMethods = nullptr;
+    if (result == SQLITE_OK) {
+        Name& name = state.names[path == nullptr ? "" : path];
+        ours(file) = {{&ourMethods}, &name, false, (flags & SQLITE_OPEN_CREATE) != 0};
     }
     return result;
 }
 
-int removeFile(sqlite3_vfs* /*ours*/, const char* path, int syncsFolder) {
-    if (const int error = errorOf(FailingDisk::changes); error != SQLITE_OK) {
-        return error;
-    }
-    state.names[path].changes.push_back({Change::Kind::removal, 0, ""});
-    const int result = system()->xDelete(system(), path, 0);
-    if (syncsFolder != 0) {
+int removeFile(sqlite3_vfs* /*disk*/, const char* path, int syncsFolder) {
+    const int result = make(state.names[path], {.isRemoval = true},
+                            [=] { return realDisk()->xDelete(realDisk(), path, 0); });
+    if (result == SQLITE_OK && syncsFolder != 0) {
         syncNames();
     }
     return result;
 }
 
-int lookUp(sqlite3_vfs* /*ours*/, const char* path, int flags, int* result) {
+int lookUp(sqlite3_vfs* /*disk*/, const char* path, int flags, int* result) {
     const int error = errorOf(FailingDisk::others);
-    return error != SQLITE_OK ? error : system()->xAccess(system(), path, flags, result);
+    return error != SQLITE_OK ? error : realDisk()->xAccess(realDisk(), path, flags, result);
 }
 
 sqlite3_vfs failing;
@@ -275,7 +253,7 @@ sqlite3_vfs failing;
 } // namespace
 
 FailingDisk::FailingDisk() {
-    failing = *system();
+    failing = *realDisk();
     failing.zName = "failing";
     failing.szOsFile += static_cast<int>(sizeof(File));
     failing.xOpen = openFile;
@@ -315,7 +293,7 @@ void FailingDisk::losePower() {
                 state.plan.fate < firstChoice ? 2 * state.plan.fate : choice() / 64 % 3;
             if (halves > 0) {
                 apply(change, change.bytes.size() * halves / 2, content);
-            } else if (change.kind == Change::Kind::removal) {
+            } else if (change.isRemoval) {
                 // What came later went into another file of this name.
                 break;
             }
