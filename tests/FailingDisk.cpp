@@ -298,10 +298,9 @@ void FailingDisk::losePower() {
                 break;
             }
         }
+        std::filesystem::remove(path);
         if (content) {
             writeFile(path, *content);
-        } else {
-            std::filesystem::remove(path);
         }
     }
     _exit(state.acknowledged);

@@ -171,7 +171,7 @@ TEST_F(StoreFaultsTest, KeepsWholeChangesAndAllAcknowledgedOnesWheneverPowerFail
                                                 {Effect::powerFailureHalfway, FailingDisk::firstChoice + 1}};
     const StoredMessage later = newMessage();
     int points = 0;
-    for (const Operation& operation : operations(40)) {
+    for (const Operation& operation : operations(24)) {
         const std::vector<Content> states = statesOf(operation);
         for (const auto& [effect, fate] : ways) {
             std::size_t acknowledged = 0;
