@@ -179,6 +179,9 @@ int __wrap_fchmodat(int folder, const char* name, mode_t mode, int flags) {
 
 ssize_t __real_write(int file, const void* bytes, size_t size);
 ssize_t __wrap_write(int file, const void* bytes, size_t size) {
+    if (Orvex::Testing::plan.copyError != 0) {
+        return __real_write(file, bytes, (size + 1) / 2);
+    }
     return fails([=] { __real_write(file, bytes, size / 2); })
                ? -1
                : noteContent(__real_write(file, bytes, size), file);
@@ -190,7 +193,7 @@ ssize_t __wrap_copy_file_range(int in, off_t* inOffset, int out, off_t* outOffse
                                unsigned flags) {
     if (Orvex::Testing::plan.copyError != 0) {
         errno = Orvex::Testing::plan.copyError;
-        return -1;
+        return errno < 0 ? 0 : -1;
     }
     const auto copy = [=](size_t part) {
         return __real_copy_file_range(in, inOffset, out, outOffset, part, flags);

@@ -22,7 +22,8 @@ class FailingSystemCalls {
 
     /// From now on, call `number` fails in this way, with this error, or after `interruption`.
     FailingSystemCalls(int number, Effect effect, int error = 0, std::function<void()> interruption = {});
-    /// From now on, every `copy_file_range` fails with this error.
+    /// From now on, every `copy_file_range` fails with this error, or copies nothing if it is negative; and
+    /// every `write` writes half of what it is given.
     explicit FailingSystemCalls(int copyError);
     ~FailingSystemCalls();
     FailingSystemCalls(const FailingSystemCalls&) = delete;

@@ -96,7 +96,9 @@ TEST_F(OutboxTest, DoesNotDependOnTheUmask) {
                                }),
                 testing::ElementsAre(0));
     ASSERT_EQ(entries(outbox / "new").size(), 1U);
-    expectWhole(entries(outbox / "new")[0]);
+    const path entry = entries(outbox / "new")[0];
+    expectWhole(entry);
+    EXPECT_EQ(status(entry / "video.MOV").permissions(), std::filesystem::perms(0600));
 }
 
 TEST_F(OutboxTest, KeepsOrdinaryExtensionsAlone) {
@@ -126,6 +128,7 @@ TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
     const std::pair<std::string, std::string> handles[] = {
         {"", "is empty"},
         {"a\nb", R"("a\nb" has a control character, or bytes that are no UTF-8)"},
+        {"\x7f", R"("\u{7F}" has a control character, or bytes that are no UTF-8)"},
         {"\u0085", R"("\u{85}" has a control character, or bytes that are no UTF-8)"},
         {"\xff", R"("\xFF" has a control character, or bytes that are no UTF-8)"},
     };
@@ -167,7 +170,7 @@ TEST_F(OutboxTest, CopiesThroughMemoryWhereTheKernelCannot) {
         large += static_cast<char>(i * 31 % 251);
     }
     writeFile(video, large);
-    for (const int error : {EXDEV, EINVAL, ENOSYS, EOPNOTSUPP}) {
+    for (const int error : {EXDEV, EINVAL, ENOSYS, EOPNOTSUPP, EPERM, -1}) {
         const FailingSystemCalls failing(error);
         EXPECT_EQ(errorOfSending(), "");
     }
@@ -250,6 +253,28 @@ TEST_F(OutboxTest, TakesAnotherMessageAtEveryStepOfOne) {
     EXPECT_GT(sent, 20U);
     EXPECT_EQ(entries(outbox / "new").size(), sent);
     EXPECT_THAT(entries(outbox / "tmp"), IsEmpty());
+}
+
+TEST_F(OutboxTest, SendsNoVideoThatChangesMeanwhile) {
+    for (const std::string_view changed : {"moving pictures and more", "moving"}) {
+        int errors = 0;
+        bool happened = true;
+        for (int number = 0; happened; ++number) {
+            writeFile(video, "moving pictures");
+            outbox = folder / (std::to_string(changed.size()) + "-" + std::to_string(number));
+            const FailingSystemCalls failing(number, FailingSystemCalls::Effect::interruption, 0,
+                                             [&] { writeFile(video, changed); });
+            const std::string error = errorOfSending();
+            happened = FailingSystemCalls::happened();
+            if (error.empty()) {
+                EXPECT_EQ(readFile(entries(outbox / "new").at(0) / "video.MOV"), "moving pictures");
+            } else {
+                EXPECT_THAT(error, HasSubstr("the video changed while it was copied"));
+                ++errors;
+            }
+        }
+        EXPECT_GT(errors, 0);
+    }
 }
 
 } // namespace
