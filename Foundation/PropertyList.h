@@ -1,19 +1,14 @@
 #pragma once
 
+#include "Foundation/ArchiveError.h"
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Orvex {
-
-/// Why bytes cannot be decoded, as in "it is damaged: object 3 is cut off"; which bytes, the catcher knows.
-class ArchiveError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 /// One object of a property list. Arrays and dictionaries refer to others by their place in the list's table.
 struct PropertyListObject {

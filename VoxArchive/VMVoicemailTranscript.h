@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Foundation/ArchiveError.h"
 #include "Foundation/Description.h"
 #include "Foundation/FileURL.h"
 #include <optional>

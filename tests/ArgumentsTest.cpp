@@ -40,6 +40,21 @@ struct SendURL {
         co_return;
     }
 
+    static constexpr ManualText manual{
+        .summary = "send a URL",
+        .description = R"(Sends it with {tool}. It's \sent.
+.Sh is no request here.
+
+'Twas the second paragraph.)",
+        .exitStatus = "Always 1.",
+        .examples = R"(Send:
+
+    {tool} send-url \
+        --target-url ~/x
+
+Or not.)",
+    };
+
     ORVEX_CODING_KEYS(SendURL, targetURL, handles)
 };
 static_assert(AsyncParsableCommand<SendURL>);
@@ -118,7 +133,7 @@ TEST(Wording, FindsTheNearestSpelling) {
     const std::pair<std::string_view, std::size_t> cases[] = {
         {"--nc", 0},          {"-n", 0},         {"-cn", 0}, {"-no-color", 1}, {"--no-colo", 1},
         {"--no_colour", 1},   {"--onc-olor", 1}, {"--x", 3}, {"-xyz", 3},      {"--recorduuids", 2},
-        {"--no-colour-s", 3}, {"", 3},
+        {"--no-colour-s", 3}, {"", 3},           {"x", 3},   {"-", 3},
     };
     for (const auto& [word, index] : cases) {
         EXPECT_EQ(nearest(word, candidates), index) << word;
@@ -144,7 +159,9 @@ Tool testTool(std::string& order) {
             .summary = "Tests.",
             .subcommands = subcommandTypes<PaintWall, SendURL>(),
             .options = {},
-            .prepare = [&order] { order += "prepared"; }};
+            .prepare = [&order] { order += "prepared"; },
+            .manual = {.summary = "test"},
+            .released = "May 1, 2026"};
 }
 
 struct ToolRun {
@@ -194,20 +211,24 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
         {{"--\x1b[31m"}, R"(unknown option "--\u{1B}[31m": expected one that --help lists)"},
         {{"-dr=true"}, R"(unexpected value "true" for -dr: a flag takes none)"},
         {{"--dry-run", "true"}, R"(unexpected argument "true": expected an option)"},
+        {{"--hel"}, R"(unknown option "--hel": did you mean --help?)"},
+        {{"--version"}, R"(misplaced option --version: it is given in front of the command)"},
         {{"--", "-dr"}, R"(unexpected argument "-dr": expected an option)"},
         {{"-h", "a", "b"}, R"(unexpected argument "b": expected an option)"},
-        {{"-c"}, "missing value for -c: expected 0, 1 or 2 (Red, green, blue)"},
-        {{"-c", "-dr"}, "missing value for -c: expected 0, 1 or 2 (Red, green, blue)"},
-        {{"-c", "--"}, "missing value for -c: expected 0, 1 or 2 (Red, green, blue)"},
+        {{"-c"}, "missing value for -c: expected 0 (Red), 1 (green) or 2 (blue)"},
+        {{"-c", "-dr"}, "missing value for -c: expected 0 (Red), 1 (green) or 2 (blue)"},
+        {{"-c", "--"}, "missing value for -c: expected 0 (Red), 1 (green) or 2 (blue)"},
         {{"--wall-url", "-1"},
          "missing value for --wall-url: expected a finite number such as 12.5; one that begins with \"-\" is "
          "given "
          "as --wall-url=-1"},
-        {{"-c", "3"}, R"(invalid value "3" for -c: expected 0, 1 or 2 (Red, green, blue))"},
-        {{"-c", "0", "-c=-1"}, R"(invalid value "-1" for -c: expected 0, 1 or 2 (Red, green, blue))"},
+        {{"-c", "3"}, R"(invalid value "3" for -c: expected 0 (Red), 1 (green) or 2 (blue))"},
+        {{"-c", "0", "-c=-7"}, R"(invalid value "-7" for -c: expected 0 (Red), 1 (green) or 2 (blue))"},
         {{"-c", "red"},
-         R"(invalid value "red" for -c: expected 0, 1 or 2 (Red, green, blue); did you mean 0?)"},
-        {{"-c", "32769"}, R"(invalid value "32769" for -c: expected 0, 1 or 2 (Red, green, blue))"},
+         R"(invalid value "red" for -c: expected 0 (Red), 1 (green) or 2 (blue); did you mean 0?)"},
+        {{"-c", "1x"},
+         R"(invalid value "1x" for -c: expected 0 (Red), 1 (green) or 2 (blue); did you mean 1?)"},
+        {{"-c", "32769"}, R"(invalid value "32769" for -c: expected 0 (Red), 1 (green) or 2 (blue))"},
         {{"-shiny", "True"},
          R"(invalid value "True" for -shiny: expected true or false; did you mean true?)"},
         {{"-shiny="}, R"(invalid value "" for -shiny: expected true or false)"},
@@ -240,9 +261,13 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
     const Case toolErrors[] = {
         {{"paint-wal"}, R"(unknown command "paint-wal": did you mean paint-wall?)"},
         {{"draw"}, R"(unknown command "draw": expected paint-wall or send-url)"},
+        {{"hlep"}, R"(unknown command "hlep": did you mean help?)"},
+        {{"-dr", "paint-wall"}, R"(misplaced option -dr: the options of a command are given after it)"},
+        {{"--generate-completion-script", "zhs"},
+         R"(invalid value "zhs" for --generate-completion-script: expected bash, zsh or fish; did you mean zsh?)"},
         {{"--versoin"}, R"(unknown option "--versoin": did you mean --version?)"},
         {{"help", "draw"}, R"(unknown command "draw": expected paint-wall or send-url)"},
-        {{"help", "send-url", "x"}, R"(unexpected argument "x": expected one command to help with)"},
+        {{"help", "send-url", "x"}, R"(unexpected argument "x": expected one command)"},
     };
     for (const Case& each : toolErrors) {
         const ToolRun result = runTool(each.words);
@@ -263,23 +288,28 @@ Commands:
   send-url
 
 Options, in front of the command:
-  -h, --help                  Show this help. (default: off)
-  --version                   Show the version. (default: off)
+  -h, --help                  Show this help.
+  --version                   Show the version.
+  --generate-completion-script <bash|zsh|fish>
+                              Print a script that completes command lines in a
+                              shell.
+  --generate-manual-page      Print the manual page, in the mdoc language, of
+                              the command that follows, or of the tool.
 
 'tool help <command>' shows the options of a command.
 )";
     const std::string paintHelp = runTool({"help", "paint-wall"}).output;
-    EXPECT_THAT(paintHelp, testing::AllOf(testing::HasSubstr(
-                                              "\n  -h, --names <text>          Names. (may be repeated)\n"),
-                                          testing::EndsWith("\n  --help                      Show this help. "
-                                                            "(default: off)\n"),
-                                          testing::Not(testing::HasSubstr("paint."))));
+    EXPECT_THAT(
+        paintHelp,
+        testing::AllOf(testing::HasSubstr("\n  -h, --names <text>          Names. (may be repeated)\n"),
+                       testing::EndsWith("\n  --help                      Show this help.\n"),
+                       testing::Not(testing::HasSubstr("paint."))));
     const std::string sendHelp = R"(Usage: tool send-url --target-url <path> --handles <text>...
 
 Options:
   --target-url <path>         Where to. (required)
   --handles <text>...         Who. (required)
-  -h, --help                  Show this help. (default: off)
+  -h, --help                  Show this help.
 )";
     const std::pair<std::vector<std::string_view>, std::string> cases[] = {
         {{}, toolHelp},
@@ -303,22 +333,75 @@ Options:
     }
 }
 
+TEST(Tool, PrintsManualPages) {
+    const std::string page = R"(.Dd May 1, 2026
+.Dt TOOL-SEND-URL 1
+.Os
+.Sh NAME
+.Nm tool-send-url
+.Nd send a URL
+.Sh SYNOPSIS
+.Nm tool send\-url
+.Fl \-target\-url Ar path
+.Fl \-handles Ar text ...
+.Op Fl h
+.Sh DESCRIPTION
+Sends it with tool.
+It\(aqs \esent.
+\&.Sh is no request here.
+.Pp
+\(aqTwas the second paragraph.
+.Sh OPTIONS
+.Bl -tag -width Ds
+.It Fl \-target\-url Ar path
+Where to.
+(required)
+.It Fl \-handles Ar text ...
+Who.
+(required)
+.It Fl h , Fl \-help
+Show this help.
+.El
+.Sh EXIT STATUS
+Always 1.
+.Bl -tag -width Ds
+)";
+    const std::string pageEnd = R"(.El
+.Sh EXAMPLES
+Send:
+.Bd -literal -offset indent
+tool send\-url \e
+    \-\-target\-url \(ti/x
+.Ed
+.Pp
+Or not.
+.Sh SEE ALSO
+.Xr tool 1
+)";
+    EXPECT_THAT(runTool({"--generate-manual-page", "send-url"}).output,
+                testing::AllOf(testing::StartsWith(page), testing::EndsWith(pageEnd)));
+    EXPECT_THAT(runTool({"--generate-manual-page"}).output,
+                testing::AllOf(testing::HasSubstr(".Nm tool\n.Nd test\n"),
+                               testing::HasSubstr(".It Cm send\\-url\nsend a URL\n"),
+                               testing::EndsWith(".Xr tool-paint-wall 1 ,\n.Xr tool-send-url 1\n")));
+    EXPECT_EQ(runTool({"--generate-manual-page", "snd-url"}).status, 64);
+}
+
 TEST(Help, IsWrappedToTheWidth) {
     PaintWall command;
     std::string text;
     appendOptions(text, boundProperties(command), 40);
     EXPECT_EQ(text, R"(  -dr, --dry-run
-      Paint nothing. (default: off)
+      Paint nothing.
   -c, --theColours <0|1|2>...
-      The colours. (values: 0, 1, 2 for
-      Red, green, blue)
+      The colours. (0 Red, 1 green, 2
+      blue)
   -h, --names <text>
       Names. (may be repeated)
   --wall-url <number>
       How thick. (default: 0.5)
   -shiny <true|false>
-      Whether it shines. (values: true,
-      false)
+      Whether it shines.
 )");
 }
 

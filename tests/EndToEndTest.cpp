@@ -1,13 +1,29 @@
+#include "Foundation/Time.h"
 #include "Support.h"
+#include "ZelvoMessageStore/SQLite.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <sstream>
 
 namespace Orvex::Testing {
 namespace {
 
 using testing::HasSubstr;
+
+/// The tool and its commands.
+std::vector<std::string> helpTopics() {
+    std::vector<std::string> topics;
+    for (const auto& screen : std::filesystem::directory_iterator(ORVEX_TEST_DATA "/help")) {
+        topics.push_back(screen.path().stem());
+    }
+    EXPECT_EQ(topics.size(), 11U);
+    return topics;
+}
 
 class EndToEndTest : public testing::Test {
   protected:
@@ -81,7 +97,7 @@ TEST_F(EndToEndTest, ANumberOutsideTheListAborts) {
 TEST_F(EndToEndTest, APromptIsVisibleBeforeItIsAnswered) {
     run({"save-message", "-frm", "a"});
     run({"save-message", "-frm", "b"});
-    TerminalSession session({"--store", file, "delete-message"});
+    TerminalSession session({ORVEX_PROGRAM, "--store", file, "delete-message"});
     ASSERT_TRUE(session.shows("Enter a comma-separated list of messages to delete\r\n"));
     session.type("2\n");
     ASSERT_TRUE(session.shows("Are you sure you want to delete these messages (y/n)?\r\n"));
@@ -97,7 +113,7 @@ TEST_F(EndToEndTest, APromptIsVisibleBeforeItIsAnswered) {
 
 TEST_F(EndToEndTest, AStoreThatIsGoneMeanwhileIsNotChanged) {
     run({"save-message"});
-    TerminalSession session({"--store", file, "delete-message", "-a", "-nc"});
+    TerminalSession session({ORVEX_PROGRAM, "--store", file, "delete-message", "-a", "-nc"});
     ASSERT_TRUE(session.shows("(y/n)?\r\n"));
     std::filesystem::remove(file);
     session.type("y\n");
@@ -108,7 +124,7 @@ TEST_F(EndToEndTest, AStoreThatIsGoneMeanwhileIsNotChanged) {
 TEST_F(EndToEndTest, AMessageThatIsGoneMeanwhileIsNotUpdated) {
     run({"save-message"});
     const std::string uuid = stored()[0].recordUUID.text();
-    TerminalSession session({"--store", file, "update-message", "-read", "true", "-nc"});
+    TerminalSession session({ORVEX_PROGRAM, "--store", file, "update-message", "-read", "true", "-nc"});
     ASSERT_TRUE(session.shows("Do you want to update the store (y/n)?\r\n"));
     wait(SQLiteMessageStore(file).deleteMessages({*UUID::parse(uuid)}));
     session.type("y\n");
@@ -202,14 +218,102 @@ TEST_F(EndToEndTest, KeepsTheStoreInTheUsersDataFolder) {
 
 TEST_F(EndToEndTest, ShowsTheHelpThatUsersKnow) {
     EXPECT_EQ(runOrvex({}), runOrvex({"--help"}));
-    std::size_t screens = 0;
-    for (const auto& screen : std::filesystem::directory_iterator(ORVEX_TEST_DATA "/help")) {
-        const std::string topic = screen.path().stem();
+    for (const std::string& topic : helpTopics()) {
         const ProgramRun shown = topic == "orvex" ? runOrvex({}) : runOrvex({"help", topic});
-        EXPECT_EQ(shown, (ProgramRun{readFile(screen), "", 0}));
-        ++screens;
+        EXPECT_EQ(shown, (ProgramRun{readFile(ORVEX_TEST_DATA "/help/" + topic + ".txt"), "", 0}));
     }
-    EXPECT_EQ(screens, 11U);
+}
+
+TEST_F(EndToEndTest, FitsHelpToTheTerminal) {
+    const auto wordsOf = [](std::istream&& text) {
+        return std::vector<std::string>(std::istream_iterator<std::string>(text), {});
+    };
+    for (const std::string& topic : helpTopics()) {
+        const auto words = wordsOf(std::ifstream(ORVEX_TEST_DATA "/help/" + topic + ".txt"));
+        for (const std::size_t width : {60U, 200U}) {
+            TerminalSession session({"sh", "-c",
+                                     "stty cols " + std::to_string(width) + "; " ORVEX_PROGRAM " help " +
+                                         (topic == "orvex" ? "" : topic) + "; echo ---"});
+            const std::string screen = session.shownUpTo("---\r\n").value_or("");
+            EXPECT_EQ(wordsOf(std::istringstream(screen)), words) << topic;
+            std::size_t longest = 0;
+            for (std::size_t start = 0, end = 0; (end = screen.find("\r\n", start)) != std::string::npos;
+                 start = end + 2) {
+                longest = std::max(longest, end - start);
+            }
+            EXPECT_LE(longest, width) << topic;
+        }
+    }
+}
+
+TEST_F(EndToEndTest, WritesManualPagesWithoutFault) {
+    for (const std::string& topic : helpTopics()) {
+        const bool isTool = topic == "orvex";
+        const ProgramRun page =
+            isTool ? runOrvex({"--generate-manual-page"}) : runOrvex({"--generate-manual-page", topic});
+        writeFile(folder / (isTool ? "orvex.1" : "orvex-" + topic + ".1"), page.output);
+    }
+    // References to other pages are looked up from the current folder.
+    const ProgramRun lint =
+        runProgram({"sh", "-c", "cd '" + (folder / "").native() + "' && mandoc -T lint *.1"});
+    EXPECT_EQ(lint.output + lint.errors, "");
+    EXPECT_EQ(lint.status, 0);
+}
+
+TEST_F(EndToEndTest, EndsQuietlyWhenItsReaderLeaves) {
+    for (int i = 0; i < 3; ++i) {
+        run({"save-message"});
+    }
+    // The prompt at the end of input repeats until the reader's leaving ends it.
+    const std::string pipeline =
+        ORVEX_PROGRAM " --store '" + file + "' delete-message -a </dev/null | head -n 1";
+    for (const std::string setUp : {"", "trap '' PIPE; "}) {
+        const ProgramRun piped = runProgram({"bash", "-c", setUp + pipeline + "; echo ${PIPESTATUS[0]}"});
+        EXPECT_EQ(piped, (ProgramRun{"\x1b[0;32mGetting all messages\x1b[0;0m\n141\n", "", 0}));
+    }
+    EXPECT_EQ(stored().size(), 3U);
+}
+
+TEST_F(EndToEndTest, NeverTakesTheStoreForAStandardStream) {
+    for (const std::string closing : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
+        const ProgramRun closed =
+            runProgram({"sh", "-c", ORVEX_PROGRAM " --store '" + file + "' save-message " + closing});
+        EXPECT_EQ(closed.status, 0);
+        EXPECT_EQ(closed.errors, "");
+    }
+    EXPECT_EQ(stored().size(), 4U);
+}
+
+TEST_F(EndToEndTest, AnInterruptedDeletionLeavesWholeBatches) {
+    run({"save-message"});
+    SQLite::Database store(file);
+    constexpr std::int64_t count = 10000;
+    store.execute("CREATE TEMP TABLE copies AS WITH RECURSIVE numbers(n) AS (SELECT 2 UNION ALL SELECT n + 1 "
+                  "FROM numbers WHERE n < 10000) SELECT n, messages.* FROM numbers, messages;"
+                  "UPDATE copies SET id = n, record_uuid = randomblob(16); ALTER TABLE copies DROP COLUMN n;"
+                  "INSERT INTO messages SELECT * FROM copies");
+    // The header of an SQLite file counts its transactions (section 1.3.7 of its format), to be seen without
+    // a lock.
+    const auto transactions = [this] {
+        constexpr std::streamoff lastByteOfCounter = 27;
+        return std::ifstream(file, std::ios::binary).seekg(lastByteOfCounter).get();
+    };
+    const int before = transactions();
+    TerminalSession session({"sh", "-c",
+                             "echo y | " ORVEX_PROGRAM " --store '" + file + "' delete-message -a >'" +
+                                 std::string(folder / "list") + "'"});
+    constexpr int enough = 3;
+    for (const auto start = currentTime();
+         (transactions() - before + 256) % 256 < enough && currentTime() - start < Seconds(60);) {
+        usleep(100);
+    }
+    session.type("\x03");
+    EXPECT_EQ(session.status(), -SIGINT);
+    const std::int64_t remaining = store.queryInteger("SELECT count(*) FROM messages");
+    EXPECT_LT(remaining, count);
+    EXPECT_GT(remaining, 0);
+    EXPECT_EQ(remaining % 100, 0);
+    EXPECT_EQ(store.queryInteger("SELECT min(id) FROM messages"), count - remaining + 1);
 }
 
 } // namespace

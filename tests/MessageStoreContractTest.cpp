@@ -1,6 +1,6 @@
-#include "RecordingStore.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include "examples/own-host/MemoryStore.h"
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -278,9 +278,9 @@ TEST_P(MessageStoreContract, DeletesTheMessagesNamed) {
 
 INSTANTIATE_TEST_SUITE_P(
     Stores, MessageStoreContract,
-    testing::Values(StoreKind{"Recording",
+    testing::Values(StoreKind{"Memory",
                               [](const TemporaryFolder&) -> std::shared_ptr<MessageStore> {
-                                  return std::make_shared<RecordingStore>();
+                                  return std::make_shared<MyTool::MemoryStore>();
                               }},
                     StoreKind{"SQLite",
                               [](const TemporaryFolder& folder) -> std::shared_ptr<MessageStore> {

@@ -47,12 +47,11 @@ std::string contentOf(int file) {
     return text;
 }
 
-/// The program's command line with these arguments, which must outlive it.
-std::vector<char*> argumentVector(std::vector<std::string>& arguments) {
-    arguments.insert(arguments.begin(), ORVEX_PROGRAM);
+/// These words, which must outlive it, as C has a command line.
+std::vector<char*> argumentVector(std::vector<std::string>& command) {
     std::vector<char*> words;
-    for (std::string& argument : arguments) {
-        words.push_back(argument.data());
+    for (std::string& word : command) {
+        words.push_back(word.data());
     }
     words.push_back(nullptr);
     return words;
@@ -90,11 +89,11 @@ InputFrom::~InputFrom() {
     close(standardInput_);
 }
 
-TerminalSession::TerminalSession(std::vector<std::string> arguments) {
-    const std::vector<char*> words = argumentVector(arguments);
+TerminalSession::TerminalSession(std::vector<std::string> command) {
+    const std::vector<char*> words = argumentVector(command);
     program_ = checked(forkpty(&terminal_, nullptr, nullptr, nullptr));
     if (program_ == 0) {
-        execv(words.front(), words.data());
+        execvp(words.front(), words.data());
         _exit(127);
     }
 }
@@ -107,11 +106,12 @@ TerminalSession::~TerminalSession() {
     close(terminal_);
 }
 
-bool TerminalSession::shows(std::string_view text) {
+std::optional<std::string> TerminalSession::shownUpTo(std::string_view text) {
     while (true) {
         if (const std::size_t found = unread_.find(text); found != std::string::npos) {
+            std::string before = unread_.substr(0, found);
             unread_.erase(0, found + text.size());
-            return true;
+            return before;
         }
         pollfd readable{.fd = terminal_, .events = POLLIN, .revents = 0};
         std::array<char, 4096> buffer{};
@@ -119,7 +119,7 @@ bool TerminalSession::shows(std::string_view text) {
         const ssize_t size =
             poll(&readable, 1, milliseconds) == 1 ? read(terminal_, buffer.data(), buffer.size()) : 0;
         if (size <= 0) {
-            return false;
+            return std::nullopt;
         }
         unread_.append(buffer.data(), static_cast<std::size_t>(size));
     }
@@ -135,8 +135,8 @@ int TerminalSession::status() {
     return exitStatus(waitStatus);
 }
 
-ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) {
-    const std::vector<char*> words = argumentVector(arguments);
+ProgramRun runProgram(std::vector<std::string> command, std::string_view input) {
+    const std::vector<char*> words = argumentVector(command);
 
     const std::array files{memoryFile(input), memoryFile(), memoryFile()};
     posix_spawn_file_actions_t actions;
@@ -146,7 +146,7 @@ ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) 
                                          standardFile);
     }
     pid_t child = 0;
-    const int error = posix_spawn(&child, words.front(), &actions, nullptr, words.data(), environ);
+    const int error = posix_spawnp(&child, words.front(), &actions, nullptr, words.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), words.front());
@@ -159,6 +159,11 @@ ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) 
         close(file);
     }
     return run;
+}
+
+ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) {
+    arguments.insert(arguments.begin(), ORVEX_PROGRAM);
+    return runProgram(std::move(arguments), input);
 }
 
 std::string readFile(const std::filesystem::path& path) {

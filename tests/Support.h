@@ -117,20 +117,24 @@ struct ProgramRun {
     bool operator==(const ProgramRun&) const = default;
 };
 
-/// Runs the built program with these arguments, `input` on its standard input.
+/// Runs a program, looked up in PATH, with `input` on its standard input.
+[[nodiscard]] ProgramRun runProgram(std::vector<std::string> command, std::string_view input = "");
+
+/// Runs the built program with these arguments.
 [[nodiscard]] ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input = "");
 
-/// The built program in a terminal of its own.
+/// A program, looked up in PATH, in a terminal of its own.
 class TerminalSession {
   public:
-    explicit TerminalSession(std::vector<std::string> arguments);
+    explicit TerminalSession(std::vector<std::string> command);
     ~TerminalSession();
     TerminalSession(const TerminalSession&) = delete;
     TerminalSession& operator=(const TerminalSession&) = delete;
 
-    /// Waits until `text` is on the screen, behind what was waited for before; false after ten seconds, or
-    /// when the program ends without it.
-    [[nodiscard]] bool shows(std::string_view text);
+    /// Waits until `text` is on the screen, behind what was waited for before; returns what comes before it.
+    /// Absent after ten seconds, or when the program ends without it.
+    [[nodiscard]] std::optional<std::string> shownUpTo(std::string_view text);
+    [[nodiscard]] bool shows(std::string_view text) { return shownUpTo(text).has_value(); }
     void type(std::string_view keys);
     /// Waits for the program's end; its exit status, or minus the signal's number.
     [[nodiscard]] int status();

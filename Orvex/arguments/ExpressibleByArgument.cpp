@@ -3,6 +3,7 @@
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace Orvex {
 
@@ -49,7 +50,7 @@ std::optional<std::filesystem::path> ArgumentConversion<std::filesystem::path>::
 }
 
 ValueSyntax ArgumentConversion<std::filesystem::path>::syntax() {
-    return {.placeholder = "<path>", .expected = "a path", .values = {}, .meanings = {}};
+    return {.placeholder = "<path>", .expected = "a path", .values = {}, .meanings = {}, .isPath = true};
 }
 
 std::optional<FileURL> ArgumentConversion<FileURL>::parse(std::string_view word) {
@@ -64,16 +65,19 @@ ValueSyntax ArgumentConversion<FileURL>::syntax() {
             .expected = "a path (begin it with \"./\" if its name has a \":\"), or a URL such as "
                         "file:///tmp/my%20video.mov",
             .values = {},
-            .meanings = {}};
+            .meanings = {},
+            .isPath = true};
 }
 
 ValueSyntax enumerationSyntax(std::vector<std::string> numbers, std::vector<std::string> caseNames) {
-    ValueSyntax syntax;
-    syntax.placeholder = "<" + joined(numbers, "|") + ">";
-    syntax.expected = alternatives(numbers) + " (" + joined(caseNames, ", ") + ")";
-    syntax.values = std::move(numbers);
-    syntax.meanings = std::move(caseNames);
-    return syntax;
+    std::vector<std::string> explained;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        explained.push_back(numbers[i] + " (" + caseNames[i] + ")");
+    }
+    return {.placeholder = "<" + joined(numbers, "|") + ">",
+            .expected = alternatives(explained),
+            .values = std::move(numbers),
+            .meanings = std::move(caseNames)};
 }
 
 } // namespace Orvex

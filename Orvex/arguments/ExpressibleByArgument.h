@@ -22,6 +22,8 @@ struct ValueSyntax {
     std::vector<std::string> values;
     /// What the values stand for, one for each, where the words do not tell.
     std::vector<std::string> meanings;
+    /// Whether a value is the path of a file.
+    bool isPath = false;
 };
 
 /// Says how a type is read from a word of the command line; specialised for each such type.

@@ -3,7 +3,6 @@
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
 #include <sys/ioctl.h>
-#include <unistd.h>
 #include <vector>
 
 namespace Orvex {
@@ -21,14 +20,16 @@ std::string placeholder(const Property& property) {
     return " " + property.syntax().placeholder + (severalAtOnce ? "..." : "");
 }
 
-/// What stands in brackets after the help text.
-std::string remarks(const Property& property) {
+} // namespace
+
+std::string helpWithRemarks(const Property& property) {
     const ValueSyntax syntax = property.syntax();
     std::vector<std::string> remarks;
-    if (!syntax.values.empty()) {
-        std::string values = "values: " + joined(syntax.values, ", ");
-        if (!syntax.meanings.empty()) {
-            values += " for " + joined(syntax.meanings, ", ");
+    // Values that explain themselves are in the placeholder already.
+    if (!syntax.meanings.empty()) {
+        std::string values;
+        for (std::size_t i = 0; i < syntax.values.size(); ++i) {
+            values += (i > 0 ? ", " : "") + syntax.values[i] + " " + syntax.meanings[i];
         }
         remarks.push_back(std::move(values));
     }
@@ -41,10 +42,9 @@ std::string remarks(const Property& property) {
     if (const auto text = property.defaultText()) {
         remarks.push_back("default: " + *text);
     }
-    return remarks.empty() ? "" : "(" + joined(remarks, "; ") + ")";
+    std::string text(property.help());
+    return remarks.empty() ? text : text + " (" + joined(remarks, "; ") + ")";
 }
-
-} // namespace
 
 std::string usageLine(std::string_view invocation, std::span<const BoundProperty> properties) {
     std::string line = "Usage: " + std::string(invocation);
@@ -77,10 +77,6 @@ void appendOptions(std::string& out, std::span<const BoundProperty> properties, 
         const std::string syntax = joined(spellings, ", ") + placeholder(*bound.property);
         out.append(margin, ' ');
         appendWrapped(out, syntax, margin, indent, width);
-        std::string text(bound.property->help());
-        if (const std::string inBrackets = remarks(*bound.property); !inBrackets.empty()) {
-            text += " " + inBrackets;
-        }
         const std::size_t column = margin + syntax.size();
         if (column + margin <= indent) {
             out.append(indent - column, ' ');
@@ -88,16 +84,16 @@ void appendOptions(std::string& out, std::span<const BoundProperty> properties, 
             out += '\n';
             out.append(indent, ' ');
         }
-        appendWrapped(out, text, indent, indent, width);
+        appendWrapped(out, helpWithRemarks(*bound.property), indent, indent, width);
         out += '\n';
     }
 }
 
-std::size_t terminalWidth() {
+std::size_t terminalWidth(int descriptor) {
     constexpr std::size_t usualWidth = 80;
     constexpr std::size_t narrowestWidth = 40;
     winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+    if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
         return usualWidth;
     }
     return std::max<std::size_t>(size.ws_col, narrowestWidth);

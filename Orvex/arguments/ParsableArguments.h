@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Foundation/Async.h"
+#include "Orvex/arguments/ManualText.h"
 #include "Orvex/arguments/Name.h"
 #include "Orvex/arguments/Property.h"
 #include <boost/describe/class.hpp>
@@ -92,10 +93,18 @@ class Subcommand {
     [[nodiscard]] virtual Async<void> run() = 0;
 };
 
-/// A type of subcommand: how it is called, and how one is made, its options at their defaults.
+/// A type of subcommand: how it is called, how one is made, its options at their defaults, and what its
+/// manual page says.
 struct SubcommandType {
     std::string name;
     std::unique_ptr<Subcommand> (*make)();
+    ManualText manual;
+};
+
+/// A command that has something to say in its manual page.
+template <class T>
+concept HasManualText = requires {
+    { T::manual } -> std::convertible_to<ManualText>;
 };
 
 template <AsyncParsableCommand T>
@@ -108,8 +117,13 @@ template <AsyncParsableCommand T>
       private:
         T command_;
     };
+    ManualText manual;
+    if constexpr (HasManualText<T>) {
+        manual = T::manual;
+    }
     return {.name = lowerCaseWords(T::typeName),
-            .make = [] { return std::unique_ptr<Subcommand>(std::make_unique<Typed>()); }};
+            .make = [] { return std::unique_ptr<Subcommand>(std::make_unique<Typed>()); },
+            .manual = manual};
 }
 
 /// The subcommands that a host offers, in the order of its help screen.

@@ -72,8 +72,9 @@ class Parser {
         }
         const std::size_t near = nearest(name, spellings_);
         throw UsageError("unknown option " + inQuotes(name) +
-                         (near < spellings_.size() ? ": did you mean " + spellings_[near] + "?"
-                                                   : ": expected one that --help lists"));
+                             (near < spellings_.size() ? ": did you mean " + spellings_[near] + "?"
+                                                       : ": expected one that --help lists"),
+                         name);
     }
 
     std::string_view nextValue(const Property& property, std::string_view name) {
@@ -100,11 +101,10 @@ class Parser {
         std::string fault = "invalid value " + inQuotes(value) + " for " + std::string(name) + ": expected " +
                             syntax.expected;
         const std::size_t nearValue = nearest(value, syntax.values);
-        const std::size_t nearMeaning = nearest(value, syntax.meanings);
-        if (nearMeaning < syntax.meanings.size()) {
-            fault += "; did you mean " + syntax.values[nearMeaning] + "?";
-        } else if (nearValue < syntax.values.size() && syntax.meanings.empty()) {
-            fault += "; did you mean " + syntax.values[nearValue] + "?";
+        const std::size_t nearMeaning =
+            syntax.meanings.empty() ? syntax.values.size() : nearest(value, syntax.meanings);
+        if (const std::size_t near = std::min(nearMeaning, nearValue); near < syntax.values.size()) {
+            fault += "; did you mean " + syntax.values[near] + "?";
         }
         throw UsageError(fault);
     }
@@ -134,11 +134,17 @@ void parseArguments(std::span<const BoundProperty> properties, Words words) {
     }
 }
 
+bool isSpelling(std::string_view name, std::span<const BoundProperty> properties) {
+    return std::any_of(properties.begin(), properties.end(), [&](const BoundProperty& bound) {
+        const std::vector<std::string> spellings = bound.spellings();
+        return std::find(spellings.begin(), spellings.end(), name) != spellings.end();
+    });
+}
+
 bool isGiven(const BoundProperty& property, Words words) {
-    const std::vector<std::string> spellings = property.spellings();
     const auto end = std::find(words.begin(), words.end(), optionsEnd);
     return std::any_of(words.begin(), end, [&](std::string_view word) {
-        return std::find(spellings.begin(), spellings.end(), word) != spellings.end();
+        return isSpelling(word, {&property, 1});
     });
 }
 

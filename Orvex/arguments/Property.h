@@ -2,6 +2,7 @@
 
 #include "Orvex/arguments/ExpressibleByArgument.h"
 #include "Orvex/arguments/Name.h"
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +13,9 @@ namespace Orvex {
 
 /// How many words of the command line belong to an option.
 enum class ValueCount { none, one, onePerOccurrence, upToNextOption };
+
+/// What the words given for an option are: values of its type, or, where that is a text, the path of a file.
+enum class ValueMeaning { ofItsType, path };
 
 /// A command's property that the command line can set: what `Flag` and `Option` have in common for the parser
 /// and the help screen.
@@ -68,7 +72,7 @@ class Flag final : public Property {
     [[nodiscard]] bool take(std::string_view) override { return isOn_ = true; }
     [[nodiscard]] bool isRequired() const override { return false; }
     [[nodiscard]] bool isMissing() const override { return false; }
-    [[nodiscard]] std::optional<std::string> defaultText() const override { return "off"; }
+    [[nodiscard]] std::optional<std::string> defaultText() const override { return std::nullopt; }
     [[nodiscard]] ValueSyntax syntax() const override { return {}; }
 
   private:
@@ -114,6 +118,12 @@ class Option final : public Property {
     Option(T initial, Names names, std::string_view help, ValueCount valueCount = OptionValue<T>::valueCount)
         : Property(std::move(names), help, valueCount), initial_(std::move(initial)) {}
 
+    /// One that may be left out, of a type that does not tell what its values are.
+    Option(T initial, Names names, std::string_view help, ValueMeaning meaning)
+        : Property(std::move(names), help, OptionValue<T>::valueCount),
+          initial_(std::move(initial)),
+          meaning_(meaning) {}
+
     Option& operator=(T value) {
         given_ = std::move(value);
         return *this;
@@ -144,11 +154,15 @@ class Option final : public Property {
         const Element* const element = initial_ ? OptionValue<T>::defaultElement(*initial_) : nullptr;
         return element != nullptr ? std::optional(Conversion::text(*element)) : std::nullopt;
     }
-    [[nodiscard]] ValueSyntax syntax() const override { return Conversion::syntax(); }
+    [[nodiscard]] ValueSyntax syntax() const override {
+        return meaning_ == ValueMeaning::path ? ArgumentConversion<std::filesystem::path>::syntax()
+                                              : Conversion::syntax();
+    }
 
   private:
     std::optional<T> initial_;
     std::optional<T> given_;
+    ValueMeaning meaning_ = ValueMeaning::ofItsType;
 };
 
 } // namespace Orvex

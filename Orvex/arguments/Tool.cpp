@@ -1,31 +1,51 @@
 #include "Orvex/arguments/Tool.h"
 
 #include "Foundation/QuotedText.h"
+#include "Orvex/arguments/CompletionScript.h"
 #include "Orvex/arguments/Help.h"
+#include "Orvex/arguments/Invocation.h"
+#include "Orvex/arguments/ManualPage.h"
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <exception>
-#include <memory>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
 
 namespace Orvex {
 
 namespace {
 
-constexpr std::string_view helpCommand = "help";
-constexpr std::string_view helpText = "Show this help.";
-
 struct ToolFlags {
-    Flag help{{singleDash("h"), customLong("help")}, helpText};
+    Flag help{{singleDash("h"), customLong("help")}, helpFlagText};
     Flag version{{customLong("version")}, "Show the version."};
+    Option<std::optional<Shell>> generateCompletionScript{
+        std::nullopt, {derivedLong}, "Print a script that completes command lines in a shell."};
+    Flag generateManualPage{
+        {derivedLong},
+        "Print the manual page, in the mdoc language, of the command that follows, or of the tool."};
 
-    ORVEX_CODING_KEYS(ToolFlags, help, version)
+    ORVEX_CODING_KEYS(ToolFlags, help, version, generateCompletionScript, generateManualPage)
 };
 static_assert(ParsableArguments<ToolFlags>);
 
 void print(std::FILE* stream, const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stream);
+}
+
+/// Opens the null device for each standard stream that is closed: a store opened in its place would be
+/// written over by what is printed.
+void openStandardStreams() {
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
+    }
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
 }
 
 std::string toolUsage(const Tool& tool) {
@@ -48,53 +68,13 @@ std::string toolHelp(const Tool& tool, std::span<const BoundProperty> options, s
     return text + "\n";
 }
 
-/// A subcommand about to be given its options, and the help flag that goes with them.
-class Invocation {
-  public:
-    Invocation(const Tool& tool, const SubcommandType& type)
-        : words_(tool.name + " " + type.name),
-          subcommand_(type.make()),
-          properties_(subcommand_->properties()),
-          help_(helpNames(properties_), helpText),
-          boundHelp_{.name = "help", .property = &help_} {}
-
-    [[nodiscard]] bool asksForHelp(Words words) const { return isGiven(boundHelp_, words); }
-
-    [[nodiscard]] std::string help(std::size_t width) const {
-        std::vector<BoundProperty> all = properties_;
-        all.push_back(boundHelp_);
-        std::string text;
-        appendWrapped(text, usage(), 0, 4, width);
-        text += "\n\nOptions:\n";
-        appendOptions(text, all, width);
-        return text;
-    }
-
-    [[nodiscard]] std::string usage() const { return usageLine(words_, properties_); }
-
-    [[nodiscard]] std::string whereHelpIs() const { return "'" + words_ + " --help' shows all options."; }
-
-    void parse(Words words) { parseArguments(properties_, words); }
-
-    Async<void> run() { return subcommand_->run(); }
-
-  private:
-    /// A command that spells an option of its own "-h" keeps it.
-    static Names helpNames(const std::vector<BoundProperty>& properties) {
-        const bool isTaken =
-            std::any_of(properties.begin(), properties.end(), [](const BoundProperty& bound) {
-                const auto spellings = bound.spellings();
-                return std::find(spellings.begin(), spellings.end(), "-h") != spellings.end();
-            });
-        return isTaken ? Names{customLong("help")} : Names{singleDash("h"), customLong("help")};
-    }
-
-    std::string words_;
-    std::unique_ptr<Subcommand> subcommand_;
-    std::vector<BoundProperty> properties_;
-    Flag help_;
-    BoundProperty boundHelp_;
-};
+std::string commandHelp(const Invocation& invocation, std::size_t width) {
+    std::string text;
+    appendWrapped(text, invocation.usage(), 0, 4, width);
+    text += "\n\nOptions:\n";
+    appendOptions(text, invocation.options(), width);
+    return text;
+}
 
 const SubcommandType& subcommandNamed(const Tool& tool, std::string_view name) {
     std::vector<std::string> names;
@@ -104,37 +84,23 @@ const SubcommandType& subcommandNamed(const Tool& tool, std::string_view name) {
         }
         names.push_back(type.name);
     }
+    const std::string choice = alternatives(names);
+    names.emplace_back(helpCommand);
     const std::size_t near = nearest(name, names);
-    throw UsageError(
-        "unknown command " + inQuotes(name) +
-        (near < names.size() ? ": did you mean " + names[near] + "?" : ": expected " + alternatives(names)));
+    throw UsageError("unknown command " + inQuotes(name) +
+                     (near < names.size() ? ": did you mean " + names[near] + "?" : ": expected " + choice));
 }
 
-ExitStatus reportUsageError(const Tool& tool, const UsageError& error, const std::string& usage,
+/// One line for the fault, then the usage and where help is.
+ExitStatus reportUsageError(const Tool& tool, std::string_view fault, const std::string& usage,
                             const std::string& whereHelpIs) {
-    print(stderr, tool.name + ": " + error.what() + "\n" + usage + "\n" + whereHelpIs + "\n");
+    std::string text = tool.name + ": " + std::string(fault) + "\n";
+    appendWrapped(text, usage, 0, 4, terminalWidth(STDERR_FILENO));
+    print(stderr, text + "\n" + whereHelpIs + "\n");
     return ExitStatus::usage;
 }
 
-ExitStatus runSubcommand(const Tool& tool, const SubcommandType& type, Words words) {
-    Invocation invocation(tool, type);
-    if (invocation.asksForHelp(words)) {
-        print(stdout, invocation.help(terminalWidth()));
-        return ExitStatus::success;
-    }
-    try {
-        invocation.parse(words);
-    } catch (const UsageError& error) {
-        return reportUsageError(tool, error, invocation.usage(), invocation.whereHelpIs());
-    }
-    if (tool.prepare) {
-        tool.prepare();
-    }
-    runToCompletion(invocation.run());
-    return ExitStatus::success;
-}
-
-/// The options in front of the subcommand: the host's, and those of every tool.
+/// The options in front of the subcommand, the host's and those of every tool, and what they ask for.
 class ToolInvocation {
   public:
     ToolInvocation(const Tool& tool, Words words) : tool_(tool), words_(words), options_(tool.options) {
@@ -146,22 +112,32 @@ class ToolInvocation {
     ExitStatus run() {
         const Words rest = words_.subspan(parse());
         if (flags_.help) {
-            return showHelp({});
+            return show(help());
         }
         if (flags_.version) {
-            print(stdout, tool_.name + " " + tool_.version + "\n");
-            return ExitStatus::success;
+            return show(tool_.name + " " + tool_.version + "\n");
+        }
+        if (flags_.generateCompletionScript->has_value()) {
+            return show(completionScript(tool_, options_, **flags_.generateCompletionScript));
+        }
+        if (flags_.generateManualPage) {
+            return show(manualPage(rest));
         }
         if (rest.empty()) {
-            return showHelp({});
+            return show(help());
         }
         if (rest.front() == helpCommand) {
-            return showHelp(rest.subspan(1));
+            return show(help(rest.subspan(1)));
         }
-        return runSubcommand(tool_, subcommandNamed(tool_, rest.front()), rest.subspan(1));
+        return runSubcommand(subcommandNamed(tool_, rest.front()), rest.subspan(1));
     }
 
   private:
+    static ExitStatus show(const std::string& text) {
+        print(stdout, text);
+        return ExitStatus::success;
+    }
+
     [[nodiscard]] bool asksForHelp(Words words) {
         return isGiven({.name = "help", .property = &flags_.help}, words);
     }
@@ -169,26 +145,67 @@ class ToolInvocation {
     std::size_t parse() {
         try {
             return parseOptions(options_, words_);
-        } catch (const UsageError&) {
-            if (!asksForHelp(words_)) {
-                throw;
+        } catch (const UsageError& error) {
+            if (asksForHelp(words_)) {
+                flags_.help = true;
+                return words_.size();
             }
-            flags_.help = true;
-            return words_.size();
+            if (isOptionOfACommand(error.unknownOption())) {
+                throw UsageError("misplaced option " + error.unknownOption() +
+                                 ": the options of a command are given after it");
+            }
+            throw;
         }
     }
 
-    ExitStatus showHelp(Words topics) {
-        const std::size_t width = terminalWidth();
+    [[nodiscard]] bool isOptionOfACommand(std::string_view name) const {
+        return std::any_of(
+            tool_.subcommands.begin(), tool_.subcommands.end(),
+            [&](const SubcommandType& type) { return isSpelling(name, type.make()->properties()); });
+    }
+
+    /// The one command that is to be described; absent for the tool itself.
+    [[nodiscard]] const SubcommandType* topic(Words topics) {
         if (topics.empty() || topics.front() == helpCommand || asksForHelp(topics)) {
-            print(stdout, toolHelp(tool_, options_, width));
-            return ExitStatus::success;
+            return nullptr;
         }
         if (topics.size() > 1) {
-            throw UsageError("unexpected argument " + inQuotes(topics[1]) +
-                             ": expected one command to help with");
+            throw UsageError("unexpected argument " + inQuotes(topics[1]) + ": expected one command");
         }
-        print(stdout, Invocation(tool_, subcommandNamed(tool_, topics.front())).help(width));
+        return &subcommandNamed(tool_, topics.front());
+    }
+
+    [[nodiscard]] std::string help(Words topics = {}) {
+        const SubcommandType* const type = topic(topics);
+        const std::size_t width = terminalWidth(STDOUT_FILENO);
+        return type != nullptr ? commandHelp(Invocation(tool_, *type), width)
+                               : toolHelp(tool_, options_, width);
+    }
+
+    [[nodiscard]] std::string manualPage(Words topics) {
+        const SubcommandType* const type = topic(topics);
+        return type != nullptr ? commandManualPage(tool_, *type) : toolManualPage(tool_, options_);
+    }
+
+    ExitStatus runSubcommand(const SubcommandType& type, Words words) {
+        Invocation invocation(tool_, type);
+        if (invocation.asksForHelp(words)) {
+            return show(commandHelp(invocation, terminalWidth(STDOUT_FILENO)));
+        }
+        const std::string whereHelpIs = "'" + invocation.words() + " --help' shows all options.";
+        try {
+            invocation.parse(words);
+        } catch (const UsageError& error) {
+            const std::string fault =
+                isSpelling(error.unknownOption(), options_)
+                    ? "misplaced option " + error.unknownOption() + ": it is given in front of the command"
+                    : error.what();
+            return reportUsageError(tool_, fault, invocation.usage(), whereHelpIs);
+        }
+        if (tool_.prepare) {
+            tool_.prepare();
+        }
+        runToCompletion(invocation.run());
         return ExitStatus::success;
     }
 
@@ -201,10 +218,12 @@ class ToolInvocation {
 } // namespace
 
 ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
+    openStandardStreams();
+    std::signal(SIGPIPE, SIG_DFL);
     try {
         return ToolInvocation(tool, words).run();
     } catch (const UsageError& error) {
-        return reportUsageError(tool, error, toolUsage(tool),
+        return reportUsageError(tool, error.what(), toolUsage(tool),
                                 "'" + tool.name + " --help' shows all commands.");
     } catch (const std::exception& error) {
         std::fflush(stdout);

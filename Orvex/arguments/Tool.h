@@ -26,14 +26,21 @@ struct Tool {
     std::string summary;
     std::vector<SubcommandType> subcommands;
     /// The host's own options, given in front of the subcommand.
-    std::vector<BoundProperty> options;
+    std::vector<BoundProperty> options = {};
     /// Called when the whole command line is understood, before the subcommand runs.
-    std::function<void()> prepare;
+    std::function<void()> prepare = {};
+    /// What the tool's manual page says besides.
+    ManualText manual = {};
+    /// The day of this version's release, as in "November 21, 2026", for manual pages.
+    std::string released = {};
 };
 
-/// Runs the subcommand that `words`, the command line without the program's name, ask for, or shows help or
-/// the version. Errors are printed to standard error; a usage error is found before anything is prepared or
-/// run.
+/// Runs the subcommand that `words`, the command line without the program's name, ask for, or prints what
+/// else they ask for: help, the version, a completion script, a manual page. Errors are printed to standard
+/// error; a usage error is found before anything is prepared or run.
+///
+/// It also settles the process: a standard stream that is closed becomes the null device, and a reader that
+/// leaves (SIGPIPE) ends the process.
 [[nodiscard]] ExitStatus run(const Tool& tool, std::span<const std::string_view> words);
 
 } // namespace Orvex

@@ -47,6 +47,19 @@ std::string joined(std::span<const std::string> texts, std::string_view separato
     return all;
 }
 
+std::string replacing(std::string_view text, std::string_view part, std::string_view by) {
+    std::string result;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t found = std::min(text.find(part, start), text.size());
+        result += text.substr(start, found - start);
+        if (found < text.size()) {
+            result += by;
+        }
+        start = found + part.size();
+    }
+    return result;
+}
+
 std::string alternatives(std::span<const std::string> texts) {
     if (texts.size() < 2) {
         return joined(texts, "");
@@ -64,7 +77,8 @@ std::size_t nearest(std::string_view word, std::span<const std::string> candidat
     std::size_t found = candidates.size();
     for (std::size_t i = 0; i < candidates.size(); ++i) {
         const std::size_t distance = editDistance(lower, lowerCased(candidates[i]));
-        if (distance < fewest) {
+        const bool hasSomethingInCommon = distance < std::max(word.size(), candidates[i].size());
+        if (distance < fewest && hasSomethingInCommon) {
             fewest = distance;
             found = i;
         }

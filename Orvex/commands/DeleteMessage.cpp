@@ -61,4 +61,29 @@ Async<void> DeleteMessage::run() {
     printLine(inGreen("Deleted " + std::to_string(toDelete.size()) + " messages!"), noColor);
 }
 
+const ManualText DeleteMessage::manual{
+    .summary = "delete messages",
+    .description =
+        R"(Lists the messages that a filter selects, or all of them, asks for the numbers of those to delete, shows these again, and
+deletes them after a confirmation. With -a or record UUIDs it does not ask for numbers: everything selected is to be
+deleted.
+
+Numbers are separated by commas. What is no number is skipped. A number that is not in the list ends the command at once,
+before anything is deleted. The confirmation is asked for again until the answer is yes or no.
+
+One filter counts, the first of these that is given: record UUIDs, handles of senders, providers together with types.
+It counts with -a too.
+
+Messages are deleted in batches of 100, each of them wholly or not at all. When the command is interrupted, the batches
+that are done stay done, and all other messages are as they were.)",
+    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
+    .examples = R"(Choose among the messages of one sender:
+
+    {tool} delete-message -handles ann@example.com
+
+Delete all messages, in a script:
+
+    echo y | {tool} delete-message -a -nc)",
+};
+
 } // namespace Orvex

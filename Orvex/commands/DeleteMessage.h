@@ -19,6 +19,8 @@ struct DeleteMessage {
 
     Async<void> run();
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(DeleteMessage, noColor, deleteAll, types, providers, handles, messageUUIDStrings)
 };
 static_assert(AsyncParsableCommand<DeleteMessage>);

@@ -29,4 +29,13 @@ Async<void> GetAccountStatus::run() {
     }
 }
 
+const ManualText GetAccountStatus::manual{
+    .summary = "print the state of the cloud account",
+    .description = "Prints how the store's account with its cloud service stands.",
+    .exitStatus = "An error of the store ends the command with status 1.",
+    .examples = R"(Ask without colours:
+
+    {tool} get-account-status -nc)",
+};
+
 } // namespace Orvex

@@ -11,6 +11,8 @@ struct GetAccountStatus {
 
     Async<void> run();
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(GetAccountStatus, noColor)
 };
 static_assert(AsyncParsableCommand<GetAccountStatus>);

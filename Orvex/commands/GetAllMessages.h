@@ -20,6 +20,8 @@ struct GetAllMessages {
 
     Async<void> run();
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(GetAllMessages, noColor, types, providers, handles, recordUUIDs, voicemailIDs)
 };
 static_assert(AsyncParsableCommand<GetAllMessages>);

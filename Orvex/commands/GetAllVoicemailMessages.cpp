@@ -13,4 +13,15 @@ Async<void> GetAllVoicemailMessages::run() {
     listMessages(messages, noColor);
 }
 
+const ManualText GetAllVoicemailMessages::manual{
+    .summary = "list the voicemails",
+    .description =
+        R"(Prints every voicemail, an audio message of the telephone, under its number in the list. The command
+voicemail-messages shows their transcripts as well.)",
+    .exitStatus = "An error of the store ends the command with status 1.",
+    .examples = R"(List the voicemails without colours:
+
+    {tool} get-all-voicemail-messages -nc)",
+};
+
 } // namespace Orvex

@@ -11,6 +11,8 @@ struct GetAllVoicemailMessages {
 
     Async<void> run();
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(GetAllVoicemailMessages, noColor)
 };
 static_assert(AsyncParsableCommand<GetAllVoicemailMessages>);

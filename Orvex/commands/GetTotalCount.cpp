@@ -18,4 +18,13 @@ Async<void> GetTotalCount::run() {
     }
 }
 
+const ManualText GetTotalCount::manual{
+    .summary = "count the messages",
+    .description = "Prints how many messages the store holds, in all mailboxes.",
+    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
+    .examples = R"(Count the messages, without colours:
+
+    {tool} get-total-count -nc)",
+};
+
 } // namespace Orvex

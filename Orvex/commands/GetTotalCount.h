@@ -11,6 +11,8 @@ struct GetTotalCount {
 
     Async<void> run();
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(GetTotalCount, noColor)
 };
 static_assert(AsyncParsableCommand<GetTotalCount>);

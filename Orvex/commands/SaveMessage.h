@@ -16,13 +16,15 @@ struct SaveMessage {
     Option<std::optional<std::string>> inputConversationID{
         std::nullopt, {singleDash("conversationID"), derivedLong}, "The conversationID for the message."};
     Option<std::string> messageFile{
-        "file.mov", {singleDash("file"), derivedLong}, "A URL to a video file input."};
-    Option<std::optional<std::string>> messageThumb{
-        std::nullopt, {singleDash("thumb"), derivedLong}, "A URL to a thumbnail file input."};
+        "file.mov", {singleDash("file"), derivedLong}, "A URL to a video file input.", ValueMeaning::path};
+    Option<std::optional<std::string>> messageThumb{std::nullopt,
+                                                    {singleDash("thumb"), derivedLong},
+                                                    "A URL to a thumbnail file input.",
+                                                    ValueMeaning::path};
     Option<InputMessageType> messageType{
         InputMessageType::video, {singleDash("mt"), customLong("type")}, "The message type."};
     Option<std::optional<std::string>> transcript{
-        std::nullopt, {singleDash("tcpt"), derivedLong}, "A raw-text transcript string."};
+        std::nullopt, {singleDash("tcpt"), derivedLong}, "A raw-text transcript string.", ValueMeaning::path};
     Option<std::string> from{
         "tester@example.com", {singleDash("frm"), derivedLong}, "The handle the message came from."};
     Option<InputProviderType> provider{
@@ -49,6 +51,8 @@ struct SaveMessage {
 
     /// The record that the options describe, with fresh identifiers where none are given.
     [[nodiscard]] StoredMessage message() const;
+
+    static const ManualText manual;
 
     ORVEX_CODING_KEYS(SaveMessage, noColor, inputRecordUUID, inputConversationID, messageFile, messageThumb,
                       messageType, transcript, from, provider, duration, mailboxType, isSensitive, recipient,

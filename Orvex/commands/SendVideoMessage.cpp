@@ -24,4 +24,17 @@ Async<void> SendVideoMessage::run() {
     co_await service->sendVideoMessage(std::move(newRequest));
 }
 
+const ManualText SendVideoMessage::manual{
+    .summary = "send a video file as a message",
+    .description =
+        R"(Hands a copy of the video to the sending service, together with the sender and all destinations. A handle is a
+telephone number or an e-mail address. Each time, the message gets a record UUID of its own. It is not added to the
+store.)",
+    .exitStatus = "When the message could not be sent, the exit status is 1, and standard error says why.",
+    .examples = R"(Send a video to two people:
+
+    {tool} send-video-message --video-url party.mov --sender-handle +15550100 \
+        --destination-handles ann@example.com +15550101)",
+};
+
 } // namespace Orvex

@@ -40,6 +40,8 @@ struct SendVideoMessage {
     /// What the options ask for, under a fresh record UUID.
     [[nodiscard]] VideoMessageRequest request() const;
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(SendVideoMessage, videoURL, senderHandle, destinationHandles)
 };
 static_assert(AsyncParsableCommand<SendVideoMessage>);

@@ -11,6 +11,8 @@ struct TranscriptionEnabled {
 
     Async<void> run();
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(TranscriptionEnabled, noColor)
 };
 static_assert(AsyncParsableCommand<TranscriptionEnabled>);

@@ -56,6 +56,8 @@ struct UpdateMessage {
     /// What the options change in the message with this record UUID.
     [[nodiscard]] MessageUpdate update(const UUID& recordUUID) const;
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(UpdateMessage, noColor, types, providers, handles, messageUUIDString, callUUIDString,
                       conversationIDString, from, duration, updatedProvider, read, mailbox, recipient,
                       transcriptionStatus, isRTT, undelete)

@@ -18,6 +18,8 @@ struct VoicemailMessages {
 
     Async<void> run();
 
+    static const ManualText manual;
+
     ORVEX_CODING_KEYS(VoicemailMessages, noColor, handles)
 };
 static_assert(AsyncParsableCommand<VoicemailMessages>);

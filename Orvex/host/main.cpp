@@ -37,6 +37,28 @@ struct HostOptions {
 };
 static_assert(ParsableArguments<HostOptions>);
 
+constexpr ManualText manual{
+    .summary = "look into a device's message store, and change it",
+    .description =
+        R"(A message store holds recorded video and audio messages and voicemails, with their senders, recipients,
+mailboxes, transcripts and read state. {tool} lists, counts, adds, changes and deletes them, sends video messages, and
+asks about transcription and the cloud account.
+
+The store is one file, by default orvex/messages.db in the folder that XDG_DATA_HOME names, or else in ~/.local/share.
+The first change makes it. Video messages that are sent go into the folder "outbox" beside it.
+
+An option that takes a list takes all words up to the next option, and may be repeated. A value that begins with "-" is
+joined to its option by "=". Types, providers, mailboxes and the state of a transcription are given as numbers.)",
+    .examples = R"(Add a test message to a store of its own, and list it:
+
+    {tool} --store test.db save-message -frm ann@example.com
+    {tool} --store test.db get-all-messages
+
+Have the shell complete commands, options and values:
+
+    source <({tool} --generate-completion-script bash))",
+};
+
 /// The user's data folder, as the XDG base directories have it: a relative path in the variable is to be
 /// ignored.
 std::filesystem::path userDataFolder() {
@@ -73,6 +95,8 @@ int main(int argc, char* argv[]) {
                                        DeleteMessage, UpdateMessage, GetAccountStatus>(),
         .options = boundProperties(options),
         .prepare = [&options] { chooseStoreAndService(options); },
+        .manual = manual,
+        .released = ORVEX_RELEASED,
     };
     return static_cast<int>(run(tool, words));
 }

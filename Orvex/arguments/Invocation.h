@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Orvex/arguments/Parser.h"
+#include "Orvex/arguments/Tool.h"
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Orvex {
+
+/// A subcommand about to be given its options, and the help flag that goes with them. A command that spells
+/// an option of its own "-h" keeps it.
+class Invocation {
+  public:
+    Invocation(const Tool& tool, const SubcommandType& type);
+    Invocation(const Invocation&) = delete;
+    Invocation& operator=(const Invocation&) = delete;
+
+    /// The command's options in order of declaration, then the help flag. Refers to this object.
+    [[nodiscard]] const std::vector<BoundProperty>& options() const noexcept { return options_; }
+
+    /// The words that call the command.
+    [[nodiscard]] const std::string& words() const noexcept { return words_; }
+
+    [[nodiscard]] std::string usage() const;
+    [[nodiscard]] bool asksForHelp(Words words) const { return isGiven(options_.back(), words); }
+    void parse(Words words) { parseArguments(options_, words); }
+    Async<void> run() { return subcommand_->run(); }
+
+  private:
+    std::string words_;
+    std::unique_ptr<Subcommand> subcommand_;
+    std::vector<BoundProperty> options_;
+    Flag help_;
+};
+
+} // namespace Orvex

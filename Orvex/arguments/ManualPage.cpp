@@ -1,0 +1,190 @@
+#include "Orvex/arguments/ManualPage.h"
+
+#include "Orvex/arguments/Help.h"
+#include "Orvex/arguments/Invocation.h"
+#include "Orvex/arguments/Wording.h"
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+#include <vector>
+
+namespace Orvex {
+
+namespace {
+
+using Options = std::span<const BoundProperty>;
+
+/// Text of roff input in which each character is shown as it is (groff_char(7)), and no word is a request.
+std::string escaped(std::string_view text) {
+    std::string input;
+    for (const char c : text) {
+        switch (c) {
+        case '\\':
+            input += "\\e";
+            break;
+        case '\'':
+            input += "\\(aq";
+            break;
+        case '`':
+            input += "\\(ga";
+            break;
+        case '^':
+            input += "\\(ha";
+            break;
+        case '~':
+            input += "\\(ti";
+            break;
+        case '-':
+            input += "\\-";
+            break;
+        case '.':
+            input += input.empty() || input.back() == ' ' || input.back() == '\n' ? "\\&." : ".";
+            break;
+        default:
+            input += c;
+        }
+    }
+    return input;
+}
+
+/// A paragraph as lines of input, each sentence on a line of its own, as roff wants it.
+std::string filled(std::string_view paragraph) {
+    constexpr std::size_t longestLine = 79;
+    std::string lines;
+    while (!paragraph.empty()) {
+        const std::size_t end = std::min(paragraph.find(". "), paragraph.size() - 1) + 1;
+        appendWrapped(lines, escaped(paragraph.substr(0, end)), 0, 0, longestLine);
+        lines += '\n';
+        paragraph.remove_prefix(std::min(end + 1, paragraph.size()));
+    }
+    return lines;
+}
+
+/// The paragraphs and the literal lines of a manual text.
+std::string body(const Tool& tool, std::string_view manualText) {
+    constexpr std::string_view literalMargin = "    ";
+    const std::string text = replacing(manualText, "{tool}", tool.name);
+    std::string lines;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find("\n\n", start), text.size());
+        std::string block = text.substr(start, end - start);
+        if (block.starts_with(literalMargin)) {
+            block = replacing("\n" + block, "\n" + std::string(literalMargin), "\n");
+            lines += ".Bd -literal -offset indent" + escaped(block) + "\n.Ed\n";
+        } else {
+            lines += (start > 0 ? ".Pp\n" : "") + filled(replacing(block, "\n", " "));
+        }
+        start = end + 2;
+    }
+    return lines;
+}
+
+std::string section(std::string_view title, const std::string& content) {
+    return content.empty() ? "" : ".Sh " + std::string(title) + "\n" + content;
+}
+
+std::string start(const Tool& tool, const std::string& page, std::string_view summary) {
+    std::string title = page;
+    std::transform(title.begin(), title.end(), title.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return ".Dd " + tool.released + "\n.Dt " + title + " 1\n.Os\n" +
+           section("NAME", ".Nm " + page + "\n.Nd " + escaped(summary) + "\n");
+}
+
+/// " Ar name ..." for the value of an option, nothing for a flag.
+std::string argument(const Property& property) {
+    const std::string placeholder = property.syntax().placeholder;
+    switch (property.valueCount()) {
+    case ValueCount::none:
+        return "";
+    case ValueCount::upToNextOption:
+        return " Ar " + escaped(placeholder.substr(1, placeholder.size() - 2)) + " ...";
+    default:
+        return " Ar " + escaped(placeholder.substr(1, placeholder.size() - 2));
+    }
+}
+
+std::string flag(std::string_view spelling) {
+    return "Fl " + escaped(spelling.substr(1));
+}
+
+/// The options as in a synopsis, each under its first spelling, those that may be left out in brackets.
+std::string synopsis(Options options) {
+    std::string lines;
+    for (const BoundProperty& bound : options) {
+        if (const auto spellings = bound.spellings(); !spellings.empty()) {
+            lines += (bound.property->isRequired() ? "." : ".Op ") + flag(spellings.front()) +
+                     argument(*bound.property) + "\n";
+        }
+    }
+    return lines;
+}
+
+std::string optionList(Options options) {
+    std::string lines = ".Bl -tag -width Ds\n";
+    for (const BoundProperty& bound : options) {
+        std::vector<std::string> flags;
+        for (const std::string& spelling : bound.spellings()) {
+            flags.push_back(flag(spelling));
+        }
+        if (!flags.empty()) {
+            lines += ".It " + joined(flags, " , ") + argument(*bound.property) + "\n" +
+                     filled(helpWithRemarks(*bound.property));
+        }
+    }
+    return lines + ".El\n";
+}
+
+constexpr std::string_view exitStatuses = R"(.Bl -tag -width Ds
+.It 0
+Done, or help was asked for.
+.It 1
+An error ended the command; standard error says why.
+.It 64
+The command line could not be understood; nothing was done.
+.It 130
+Interrupted from the keyboard.
+.It 134
+Ended abnormally; standard error says why.
+.It 141
+Nobody reads the output any more.
+.El
+)";
+
+std::string reference(const std::string& page) {
+    return ".Xr " + page + " 1";
+}
+
+} // namespace
+
+std::string toolManualPage(const Tool& tool, std::span<const BoundProperty> options) {
+    std::string commands = ".Bl -tag -width Ds\n";
+    std::vector<std::string> pages;
+    for (const SubcommandType& type : tool.subcommands) {
+        commands += ".It Cm " + escaped(type.name) + "\n" + filled(type.manual.summary);
+        pages.push_back(reference(tool.name + "-" + type.name));
+    }
+    std::sort(pages.begin(), pages.end());
+    return start(tool, tool.name, tool.manual.summary) +
+           section("SYNOPSIS", ".Nm\n.Op Ar options\n.Ar command\n.Op Ar options of the command\n") +
+           section("DESCRIPTION", body(tool, tool.manual.description)) +
+           section("COMMANDS", commands + ".El\n") +
+           section("OPTIONS", "These are given in front of the command.\n" + optionList(options)) +
+           section("EXIT STATUS", std::string(exitStatuses)) +
+           section("EXAMPLES", body(tool, tool.manual.examples)) +
+           section("SEE ALSO", joined(pages, " ,\n") + "\n");
+}
+
+std::string commandManualPage(const Tool& tool, const SubcommandType& type) {
+    const Invocation invocation(tool, type);
+    return start(tool, tool.name + "-" + type.name, type.manual.summary) +
+           section("SYNOPSIS", ".Nm " + escaped(tool.name) + " " + escaped(type.name) + "\n" +
+                                   synopsis(invocation.options())) +
+           section("DESCRIPTION", body(tool, type.manual.description)) +
+           section("OPTIONS", optionList(invocation.options())) +
+           section("EXIT STATUS", body(tool, type.manual.exitStatus) + std::string(exitStatuses)) +
+           section("EXAMPLES", body(tool, type.manual.examples)) +
+           section("SEE ALSO", reference(tool.name) + "\n");
+}
+
+} // namespace Orvex

@@ -1,0 +1,22 @@
+# What is installed beside the program, the libraries and their headers: what CMake and pkg-config have to know of the
+# libraries, and the documentation.
+
+include(CMakePackageConfigHelpers)
+set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Orvex)
+write_basic_package_version_file(OrvexConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES cmake/OrvexConfig.cmake ${PROJECT_BINARY_DIR}/OrvexConfigVersion.cmake
+  DESTINATION ${cmake_folder} COMPONENT development)
+install(EXPORT OrvexTargets NAMESPACE Orvex:: DESTINATION ${cmake_folder} COMPONENT development)
+
+# The prefix as seen from orvex.pc, so that the installed files can be moved together.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+  OUTPUT_VARIABLE pkgconfig_to_prefix)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/orvex.pc.in orvex.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/orvex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+set(documentation ${CMAKE_INSTALL_DATADIR}/doc)
+install(FILES README.md CHANGELOG.md DESTINATION ${documentation}/orvex)
+install(DIRECTORY docs DESTINATION ${documentation}/orvex)
+install(DIRECTORY examples/own-host DESTINATION ${documentation}/orvex-dev/examples COMPONENT development)
+install(FILES LICENSE DESTINATION ${documentation}/orvex RENAME copyright)
+install(FILES LICENSE DESTINATION ${documentation}/orvex-dev RENAME copyright COMPONENT development)

@@ -1,0 +1,75 @@
+// A tool of one's own with the ten commands, over a message store and a sending service of its own:
+//   mytool COMMAND [OPTION]... [, COMMAND [OPTION]...]...
+// The store lives as long as the process, so the tool runs several commands one after another.
+
+#include "Foundation/QuotedText.h"
+#include "MemoryStore.h"
+#include "Orvex/TerminalTools.h"
+#include "Orvex/arguments/Tool.h"
+#include "Orvex/commands/DeleteMessage.h"
+#include "Orvex/commands/GetAccountStatus.h"
+#include "Orvex/commands/GetAllMessages.h"
+#include "Orvex/commands/GetAllVoicemailMessages.h"
+#include "Orvex/commands/GetTotalCount.h"
+#include "Orvex/commands/SaveMessage.h"
+#include "Orvex/commands/SendVideoMessage.h"
+#include "Orvex/commands/TranscriptionEnabled.h"
+#include "Orvex/commands/UpdateMessage.h"
+#include "Orvex/commands/VoicemailMessages.h"
+#include "Orvex/store/MessageStoreClient.h"
+#include "Orvex/store/SendingService.h"
+#include <algorithm>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using namespace Orvex;
+
+/// Says what it would send. Yours would hand the message to a network, and return when it is safe there.
+class SpokenSendingService final : public SendingService {
+  public:
+    Async<void> sendVideoMessage(VideoMessageRequest request) override {
+        // Text from outside goes to a terminal in quotes only, with its control characters escaped.
+        printLine("Sent " + inQuotes(request.videoURL.text()) + " to " +
+                      bracketed(request.destinationHandles, inQuotes),
+                  false);
+        co_return;
+    }
+};
+
+/// Makes all commands use one store and one service, which are made here and live on between the commands.
+void chooseStoreAndService() {
+    MessageStoreClient::setStoreFactory([store = std::make_shared<MyTool::MemoryStore>()] { return store; });
+    SendingService::setFactory([service = std::make_shared<SpokenSendingService>()] { return service; });
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    chooseStoreAndService();
+    const Tool tool{
+        .name = "mytool",
+        .version = "1.0",
+        .summary = "Tries the commands out on a message store in memory.",
+        // A command of your own, declared like these, may stand beside them.
+        .subcommands = subcommandTypes<TranscriptionEnabled, SendVideoMessage, GetAllVoicemailMessages,
+                                       VoicemailMessages, SaveMessage, GetTotalCount, GetAllMessages,
+                                       DeleteMessage, UpdateMessage, GetAccountStatus>(),
+        .options = {},
+        .prepare = {},
+    };
+
+    const std::vector<std::string_view> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+    auto begin = words.begin();
+    while (true) {
+        const auto end = std::find(begin, words.end(), ",");
+        const ExitStatus status = run(tool, std::span(begin, end));
+        if (status != ExitStatus::success || end == words.end()) {
+            return static_cast<int>(status);
+        }
+        begin = end + 1;
+    }
+}
