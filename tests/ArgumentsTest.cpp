@@ -78,6 +78,7 @@ TEST(Names, AreDerivedFromProperties) {
         {"inputRecordUUID", "input-record-uuid"},
         {"GetTotalCount", "get-total-count"},
         {"URLValue", "url-value"},
+        {"ANumber", "a-number"},
         {"isRTT", "is-rtt"},
         {"a", "a"},
         {"", ""},
@@ -132,7 +133,7 @@ TEST(Wording, FindsTheNearestSpelling) {
     const std::string candidates[] = {"-nc", "--no-color", "--recordUUIDs"};
     const std::pair<std::string_view, std::size_t> cases[] = {
         {"--nc", 0},          {"-n", 0},         {"-cn", 0}, {"-no-color", 1}, {"--no-colo", 1},
-        {"--no_colour", 1},   {"--onc-olor", 1}, {"--x", 3}, {"-xyz", 3},      {"--recorduuids", 2},
+        {"--no_colour", 1},   {"--onc-olor", 1}, {"--x", 3}, {"--nocolo", 1},  {"--recorduuids", 2},
         {"--no-colour-s", 3}, {"", 3},           {"x", 3},   {"-", 3},
     };
     for (const auto& [word, index] : cases) {
