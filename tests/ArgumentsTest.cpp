@@ -78,6 +78,7 @@ TEST(Names, AreDerivedFromProperties) {
         {"inputRecordUUID", "input-record-uuid"},
         {"GetTotalCount", "get-total-count"},
         {"URLValue", "url-value"},
+        {"ANumber", "a-number"},
         {"isRTT", "is-rtt"},
         {"a", "a"},
         {"", ""},
@@ -139,14 +140,14 @@ TEST(Wording, FindsTheNearestSpelling) {
         {"--no_colour", 1},
         {"--onc-olor", 1},
         {"--x", 3},
-        {"-xyz", 3},
+        {"--nocolo", 1},
         {"--recorduuids", 2},
         {"--no-colour-s", 3},
-        {"-x", 3},
-        {"--", 3},
         {"", 3},
         {"x", 3},
         {"-", 3},
+        {"--", 3},
+        {"-x", 3},
     };
     for (const auto& [word, index] : cases) {
         EXPECT_EQ(nearest(word, candidates), index) << word;
@@ -263,7 +264,9 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
     }
     const Case sendErrors[] = {
         {{"--handles", "a"},
-         R"(missing option --target-url: expected a path (begin it with "./" if its name has a ":"), or a URL such as file:///tmp/my%20video.mov)"},
+         "missing option --target-url: expected a path (begin it with \"./\" if its name has a \":\"), or a "
+         "URL such "
+         "as file:///tmp/my%20video.mov"},
         {{"--target-url", "/x"}, "missing option --handles: expected a text"},
     };
     for (Case each : sendErrors) {
@@ -281,7 +284,8 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
         {{"hlep"}, R"(unknown command "hlep": did you mean help?)"},
         {{"-dr", "paint-wall"}, R"(misplaced option -dr: it is given after the command)"},
         {{"--generate-completion-script", "zhs"},
-         R"(invalid value "zhs" for --generate-completion-script: expected bash, zsh or fish; did you mean zsh?)"},
+         "invalid value \"zhs\" for --generate-completion-script: expected bash, zsh or fish; did you mean "
+         "zsh?"},
         {{"--versoin"}, R"(unknown option "--versoin": did you mean --version?)"},
         {{"help", "draw"}, R"(unknown command "draw": expected paint-wall or send-url)"},
         {{"help", "send-url", "x"}, R"(unexpected argument "x": expected one command)"},

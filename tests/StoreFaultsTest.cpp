@@ -374,7 +374,7 @@ TEST_F(StoreFaultsTest, AListThatNobodyReadsOnKeepsNoWriterWaiting) {
         message.simID = std::string(100000, 'x');
         wait(store.saveMessage(message));
     }
-    TerminalSession pager({"--store", file, "get-all-messages"});
+    TerminalSession pager({ORVEX_PROGRAM, "--store", file, "get-all-messages"});
     ASSERT_TRUE(pager.shows("Message #1:"));
     const auto start = std::chrono::steady_clock::now();
     wait(store.saveMessage(newMessage()));
