@@ -74,7 +74,8 @@ ValueSyntax enumerationSyntax(std::vector<std::string> numbers, std::vector<std:
     for (std::size_t i = 0; i < numbers.size(); ++i) {
         explained.push_back(numbers[i] + " (" + caseNames[i] + ")");
     }
-    return {.placeholder = "<" + joined(numbers, "|") + ">",
+    std::string placeholder = "<" + joined(numbers, "|") + ">";
+    return {.placeholder = std::move(placeholder),
             .expected = alternatives(explained),
             .values = std::move(numbers),
             .meanings = std::move(caseNames)};
