@@ -85,7 +85,10 @@ void clearAbandonedEntries(const Folder& tmp) {
     std::vector<std::filesystem::path> entries;
     for (std::filesystem::directory_iterator entry(tmp.path(), ignored), end; entry != end;
          entry.increment(ignored)) {
-        entries.push_back(entry->path());
+        // Entries have record UUIDs for names. Whatever else is there is not ours to remove.
+        if (UUID::parse(entry->path().filename().native())) {
+            entries.push_back(entry->path());
+        }
     }
     for (const std::filesystem::path& entry : entries) {
         const FileDescriptor folder(open(entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
+#include <utility>
 
 namespace Orvex {
 
@@ -85,38 +88,65 @@ std::int64_t headerField(std::string_view header, std::size_t offset) {
     return value;
 }
 
-/// `beginning` has at most eight bytes.
-bool isJournal(std::string_view beginning) {
-    constexpr std::string_view rollbackMagic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
-    constexpr std::string_view writeAheadMagic = "\x37\x7f\x06";
-    // The rollback magic is written over zeros, when the rest is on the disk; a crash can leave a part of it.
-    return beginning.starts_with(writeAheadMagic) ||
-           std::equal(beginning.begin(), beginning.end(), rollbackMagic.begin(),
-                      [](char found, char magic) { return found == magic || found == '\0'; });
+constexpr std::string_view rollbackMagic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+constexpr std::string_view writeAheadMagic = "\x37\x7f\x06";
+constexpr std::uint32_t writeAheadIndexVersion = 3007000;
+
+/// What SQLite keeps beside a database, and how it begins.
+struct Companion {
+    std::string_view suffix;
+    std::string beginning;
+};
+
+std::array<Companion, 3> companions() {
+    std::string indexBeginning(sizeof writeAheadIndexVersion, '\0');
+    std::memcpy(indexBeginning.data(), &writeAheadIndexVersion, sizeof writeAheadIndexVersion);
+    return {{{"-journal", std::string(rollbackMagic)},
+             {"-wal", std::string(writeAheadMagic)},
+             {"-shm", std::move(indexBeginning)}}};
 }
 
-/// Whether there is a journal with something in it. SQLite deletes what has a journal's name: anything else
-/// under that name is refused.
+/// Whether the file may be the companion. A beginning is written over zeros; a crash can leave a part of it.
+bool isCompanion(const RegularFile& file, const Companion& companion) {
+    std::array<char, 8> buffer{};
+    const std::string_view found(buffer.data(), file.read(buffer));
+    const std::size_t size = std::min(found.size(), companion.beginning.size());
+    return std::equal(found.begin(), found.begin() + size, companion.beginning.begin(),
+                      [](char byte, char expected) { return byte == expected || byte == '\0'; });
+}
+
+/// Whether a rollback journal ends with the name of another journal, as it does where a transaction spans
+/// several databases. No transaction on a store does; SQLite deletes the file of that name.
+bool namesAnotherFile(const RegularFile& journal) {
+    std::array<char, rollbackMagic.size()> end{};
+    const auto start = static_cast<off_t>(journal.size()) - std::ssize(end);
+    return start > 0 && pread(journal.descriptor(), end.data(), end.size(), start) == std::ssize(end) &&
+           std::string_view(end.data(), end.size()) == rollbackMagic;
+}
+
+/// Whether there is a journal with something in it. SQLite deletes what has the name of a journal or of its
+/// index: anything else under that name is refused.
 bool hasJournal(const std::string& path) {
     bool isFound = false;
-    for (const char* const suffix : {"-journal", "-wal"}) {
-        const std::string journal = path + suffix;
+    for (const Companion& companion : companions()) {
+        const std::string name = path + std::string(companion.suffix);
         struct stat status {};
-        if (lstat(journal.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0)) {
+        if (lstat(name.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0)) {
             continue;
         }
-        std::array<char, 8> buffer{};
-        std::string_view beginning;
+        const std::string whichWouldBe = inQuotes(name) + ", which would be its journal";
         try {
-            beginning = {buffer.data(), RegularFile(journal).read(buffer)};
+            const RegularFile file(name);
+            if (S_ISLNK(status.st_mode) || !isCompanion(file, companion)) {
+                throw StoreFault(whichWouldBe + ", is something else; move it away");
+            }
+            if (namesAnotherFile(file)) {
+                throw StoreFault(whichWouldBe + ", names another file, to be deleted; move it away");
+            }
         } catch (const FileError& error) {
-            throw StoreFault(inQuotes(journal) + ", which would be its journal: " + error.what());
+            throw StoreFault(whichWouldBe + ": " + error.what());
         }
-        if (S_ISLNK(status.st_mode) || !isJournal(beginning)) {
-            throw StoreFault(inQuotes(journal) +
-                             ", which would be its journal, is something else; move it away");
-        }
-        isFound = true;
+        isFound = isFound || companion.suffix != "-shm";
     }
     return isFound;
 }

@@ -63,6 +63,8 @@ class OutboxTest : public testing::Test {
 };
 
 TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
+    const path notOurs = outbox / "tmp/thesis/chapter1";
+    create_directories(notOurs);
     const VideoMessageRequest message = request();
     ASSERT_EQ(errorOfSending(message), "");
     const path entry = outbox / "new" / message.recordUUID.text();
@@ -79,6 +81,7 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
                                     {"originalURL", message.videoURL.text()},
                                     {"video", "video.MOV"},
                                     {"size", 15}}));
+    EXPECT_TRUE(exists(notOurs));
 }
 
 TEST_F(OutboxTest, KeepsOrdinaryExtensionsAlone) {

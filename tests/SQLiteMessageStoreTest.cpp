@@ -4,6 +4,7 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -121,7 +122,7 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
 }
 
 TEST_F(SQLiteMessageStoreTest, LeavesAloneWhatSQLiteWouldTakeForItsJournal) {
-    for (const char* const suffix : {"-journal", "-wal"}) {
+    for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
         const path diary = path(file) += suffix;
         writeFile(diary, "my diary");
         const std::string cause =
@@ -134,6 +135,34 @@ TEST_F(SQLiteMessageStoreTest, LeavesAloneWhatSQLiteWouldTakeForItsJournal) {
         EXPECT_EQ(readFile(diary), "my diary");
         std::filesystem::remove(diary);
     }
+}
+
+TEST_F(SQLiteMessageStoreTest, RefusesAJournalThatHasAnotherFileDeleted) {
+    makeStore();
+    const std::string bystander = folder / "bystander";
+    writeFile(bystander, "my diary");
+    // https://www.sqlite.org/fileformat.html, section 3, and pager.c on the name of a super-journal
+    const std::string magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    const auto number = [](std::uint32_t value) {
+        std::string bytes;
+        for (int shift = 24; shift >= 0; shift -= 8) {
+            bytes += static_cast<char>(value >> static_cast<unsigned>(shift));
+        }
+        return bytes;
+    };
+    constexpr std::uint32_t pageSize = 4096;
+    constexpr std::uint32_t sectorSize = 512;
+    const auto pages = static_cast<std::uint32_t>(std::filesystem::file_size(file) / pageSize);
+    std::string header =
+        magic + number(0) + number(0) + number(pages) + number(sectorSize) + number(pageSize);
+    header.resize(sectorSize);
+    const auto sum = static_cast<std::uint32_t>(std::accumulate(bystander.begin(), bystander.end(), 0));
+    constexpr std::uint32_t lockPage = 0x40000000 / pageSize + 1;
+    const auto length = static_cast<std::uint32_t>(bystander.size());
+    writeFile(path(file) += "-journal",
+              header + number(lockPage) + bystander + number(length) + number(sum) + magic);
+    EXPECT_THAT(errorOfReading(file), EndsWith("names another file, to be deleted; move it away"));
+    EXPECT_EQ(readFile(bystander), "my diary");
 }
 
 TEST_F(SQLiteMessageStoreTest, RefusesTablesThatAreNotItsOwn) {
