@@ -132,18 +132,6 @@ TEST(Wording, FindsTheNearestSpelling) {
     EXPECT_EQ(nearest(std::string(1000000, 'x'), candidates), 3U);
 }
 
-TEST(Wording, WrapsAtBlanks) {
-    const auto wrapped = [](std::string_view text, std::size_t column, std::size_t width) {
-        std::string out;
-        appendWrapped(out, text, column, 2, width);
-        return out;
-    };
-    EXPECT_EQ(wrapped("", 0, 10), "");
-    EXPECT_EQ(wrapped("ab cd ef", 0, 5), "ab cd\n  ef");
-    EXPECT_EQ(wrapped("ab cd ef", 3, 5), "ab\n  cd\n  ef");
-    EXPECT_EQ(wrapped("abcdefgh ij", 0, 5), "abcdefgh\n  ij");
-}
-
 Tool testTool(std::string& order) {
     return {.name = "tool",
             .version = "1.2.3",
