@@ -133,9 +133,6 @@ TEST_F(CommandsTest, GetAllMessagesMakesTheQueryOfHighestPrecedence) {
         failAtCall(0);
         EXPECT_EQ(commandOutput<GetAllMessages>(line), heading + red("Error: ") + onFire);
     }
-    EXPECT_EQ(commandOutput<GetAllMessages>("-nc -handles bob"),
-              "Getting messages with handles:\n[\"bob\"]\n\nMessage #1:\n" + store->stored[2].description() +
-                  "\n");
 }
 
 TEST_F(CommandsTest, SaveMessageHasADefaultForEverything) {
