@@ -9,18 +9,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-Texts split(std::string_view text, std::string_view separator) {
-    Texts parts;
-    for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = std::min(text.find(separator, start), text.size());
-        if (end > start) {
-            parts.emplace_back(text.substr(start, end - start));
-        }
-        start = end + separator.size();
-    }
-    return parts;
-}
-
 class CompletionTest : public testing::Test {
   protected:
     CompletionTest() {

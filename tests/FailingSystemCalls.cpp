@@ -63,9 +63,8 @@ ssize_t noteContent(ssize_t result, int file) {
     return result;
 }
 
-/// Counts a call, and says whether it is the one to fail. `half` does half of it.
-template <class Half>
-bool fails(Half half) {
+/// Counts a call, and says whether it is the one to fail.
+bool fails() {
     if (plan.callsUntilThen < 0 || plan.callsUntilThen-- > 0) {
         return false;
     }
@@ -78,9 +77,6 @@ bool fails(Half half) {
     case Effect::interruption:
         plan.interruption();
         return false;
-    case Effect::processEndsHalfway:
-        half();
-        break;
     case Effect::powerFails:
         FailingSystemCalls::losePower();
         break;
@@ -88,9 +84,6 @@ bool fails(Half half) {
         break;
     }
     _exit(0);
-}
-bool fails() {
-    return fails([] {});
 }
 
 } // namespace
@@ -182,9 +175,7 @@ ssize_t __wrap_write(int file, const void* bytes, size_t size) {
     if (Orvex::Testing::plan.copyError != 0) {
         return __real_write(file, bytes, (size + 1) / 2);
     }
-    return fails([=] { __real_write(file, bytes, size / 2); })
-               ? -1
-               : noteContent(__real_write(file, bytes, size), file);
+    return fails() ? -1 : noteContent(__real_write(file, bytes, size), file);
 }
 
 ssize_t __real_copy_file_range(int in, off_t* inOffset, int out, off_t* outOffset, size_t size,
@@ -195,10 +186,7 @@ ssize_t __wrap_copy_file_range(int in, off_t* inOffset, int out, off_t* outOffse
         errno = Orvex::Testing::plan.copyError;
         return errno < 0 ? 0 : -1;
     }
-    const auto copy = [=](size_t part) {
-        return __real_copy_file_range(in, inOffset, out, outOffset, part, flags);
-    };
-    return fails([=] { copy(size / 2); }) ? -1 : noteContent(copy(size), out);
+    return fails() ? -1 : noteContent(__real_copy_file_range(in, inOffset, out, outOffset, size, flags), out);
 }
 
 int __real_renameat(int fromFolder, const char* from, int toFolder, const char* to);

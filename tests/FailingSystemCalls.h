@@ -12,8 +12,6 @@ class FailingSystemCalls {
         error,
         /// The process ends with status 0 before the call.
         processEnds,
-        /// The same after half of a write.
-        processEndsHalfway,
         /// The same as `processEnds`, and `losePower`.
         powerFails,
         /// Before the call, another one has its turn.

@@ -1,4 +1,3 @@
-#include "Foundation/Async.h"
 #include "Foundation/Description.h"
 #include "Foundation/FatalError.h"
 #include "Foundation/FileURL.h"
@@ -11,7 +10,6 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
-#include <set>
 #include <unistd.h>
 
 namespace Orvex {
@@ -31,15 +29,6 @@ TEST(UUID, ReadsItsTextFormAndNothingElse) {
           "0123ABCD456789EFFEDCBA98765432101234"sv, "G123ABCD-4567-89EF-FEDC-BA9876543210"sv,
           "0123ABCD-4567-89EF-FEDC-BA987654321\0"sv, "{123ABCD-4567-89EF-FEDC-BA987654321}"sv}) {
         EXPECT_FALSE(UUID::parse(text)) << text;
-    }
-}
-
-TEST(UUID, RandomOnesDifferAndAreVersion4) {
-    std::set<UUID> seen;
-    for (int i = 0; i < 100; ++i) {
-        const UUID uuid = UUID::random();
-        EXPECT_TRUE(seen.insert(uuid).second);
-        EXPECT_EQ(uuid.text()[14], '4');
     }
 }
 
@@ -63,7 +52,7 @@ TEST(FileURL, EncodesPaths) {
 }
 
 TEST(FileURL, ReadsURLs) {
-    const std::pair<std::string_view, std::optional<std::string>> cases[] = {
+    const std::pair<std::string_view, std::string> cases[] = {
         {"file:///a%20b", "/a b"},
         {"FILE:///a", "/a"},
         {"file:/a", "/a"},
@@ -71,29 +60,19 @@ TEST(FileURL, ReadsURLs) {
         {"file://LocalHost/%c3%BC", "/ü"},
         {"file:///a b:ü", "/a b:ü"},
         {"file:///%2541", "/%41"},
-        {"file://", std::nullopt},
-        {"file:a", std::nullopt},
-        {"file://elsewhere/a", std::nullopt},
-        {"file://localhost", std::nullopt},
-        {"http:///a", std::nullopt},
-        {"file:///a%2", std::nullopt},
-        {"file:///a%", std::nullopt},
-        {"file:///a%zz", std::nullopt},
-        {"file:///a%+1", std::nullopt},
-        {"file:///a%00b", std::nullopt},
-        {"file:///a?b", std::nullopt},
-        {"file:///a#b", std::nullopt},
-        {"file:///a\nb", std::nullopt},
-        {"file:///a\x1f", std::nullopt},
-        {"file:///a\x7f", std::nullopt},
-        {"file:///a%41"sv.substr(0, 11), std::nullopt},
-        {"/a", std::nullopt},
-        {"", std::nullopt},
     };
     for (const auto& [text, path] : cases) {
         const auto url = FileURL::parse(text);
-        EXPECT_EQ(url ? std::optional(url->path()) : std::nullopt, path) << text;
-        EXPECT_TRUE(!url || FileURL::fromPath(url->path()) == *url) << text;
+        ASSERT_TRUE(url) << text;
+        EXPECT_EQ(url->path(), path);
+        EXPECT_EQ(FileURL::fromPath(path), url);
+    }
+    for (const std::string_view text :
+         {"file://"sv, "file:a"sv, "file://elsewhere/a"sv, "file://localhost"sv, "http:///a"sv,
+          "file:///a%2"sv, "file:///a%"sv, "file:///a%zz"sv, "file:///a%+1"sv, "file:///a%00b"sv,
+          "file:///a?b"sv, "file:///a#b"sv, "file:///a\nb"sv, "file:///a\x1f"sv, "file:///a\x7f"sv,
+          "file:///a%41"sv.substr(0, 11), "/a"sv, ""sv}) {
+        EXPECT_FALSE(FileURL::parse(text)) << text;
     }
 }
 
@@ -163,25 +142,6 @@ TEST(Description, ShowsEachKindOfValueOnALine) {
 TEST(RegularExpression, RefusesAMalformedPattern) {
     EXPECT_THROW(RegularExpression("a(", RegularExpression::CaseSensitivity::sensitive),
                  std::invalid_argument);
-}
-
-TEST(CharacterCount, CountsGraphemeClusters) {
-    const std::pair<std::string_view, std::size_t> cases[] = {
-        {"", 0},     {"abc", 3},      {"\r\n", 1}, {"\n\r", 2}, {"e\u0301", 1}, {"👨‍👩‍👧", 1},
-        {"🇫🇷🇩🇪", 2}, {"\xff\xfe", 2},
-    };
-    for (const auto& [text, count] : cases) {
-        EXPECT_EQ(characterCount(text), count) << text;
-    }
-}
-
-Async<void> failing() {
-    throw std::runtime_error("failed");
-    co_return;
-}
-
-TEST(Async, PassesAnExceptionOn) {
-    EXPECT_THROW(runToCompletion(failing()), std::runtime_error);
 }
 
 TEST(FatalErrorDeathTest, NamesItsPlaceOnOneLineAndAborts) {

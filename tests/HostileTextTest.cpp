@@ -65,13 +65,9 @@ TEST_P(HostileTextTest, IsObeyedByNoTerminal) {
         return words;
     };
     const auto sending = [&](const std::string& handle, const std::string& video) {
-        return Words{"send-video-message",
-                     "--sender-handle",
-                     "me",
-                     "--destination-handles",
-                     handle,
-                     "--video-url",
-                     video};
+        Words words = split("send-video-message --sender-handle me --destination-handles");
+        words.insert(words.end(), {handle, "--video-url", video});
+        return words;
     };
     const std::string answers = "1," + hostile + "\n" + hostile + "\ny\n";
     const std::pair<Words, std::string> runs[] = {

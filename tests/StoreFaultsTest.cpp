@@ -297,24 +297,21 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
     }
 }
 
-TEST_F(StoreFaultsTest, OpensStoresOfEveryVersionOrLeavesThemAsTheyWere) {
-    for (const std::string name : {"store-version-1"}) {
-        const path data = path(ORVEX_TEST_DATA) / name;
-        const Files before = {{"messages.db", readFile(data.native() + ".db")}};
-        bool failed = true;
-        for (int number = 0; failed; ++number) {
-            put(before);
-            FailingDisk::plan(home.c_str(), {.number = number, .error = SQLITE_IOERR});
-            try {
-                wait(SQLiteMessageStore(file).allMessages());
-                failed = FailingDisk::end();
-            } catch (const MessageStoreError&) {
-                EXPECT_EQ(files(), before) << number;
-            }
+TEST_F(StoreFaultsTest, OpensStoresOfTheFirstVersionOrLeavesThemAsTheyWere) {
+    const Files before = {{"messages.db", readFile(ORVEX_TEST_DATA "/store-version-1.db")}};
+    bool failed = true;
+    for (int number = 0; failed; ++number) {
+        put(before);
+        FailingDisk::plan(home.c_str(), {.number = number, .error = SQLITE_IOERR});
+        try {
+            wait(SQLiteMessageStore(file).allMessages());
+            failed = FailingDisk::end();
+        } catch (const MessageStoreError&) {
+            EXPECT_EQ(files(), before) << number;
         }
-        EXPECT_EQ(runOrvex({"--store", file, "get-all-messages", "-nc"}).output,
-                  readFile(data.native() + ".txt"));
     }
+    EXPECT_EQ(runOrvex({"--store", file, "get-all-messages", "-nc"}).output,
+              readFile(ORVEX_TEST_DATA "/store-version-1.txt"));
 }
 
 TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
@@ -326,13 +323,13 @@ TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
     const auto write = [&](int writer) {
         SQLiteMessageStore store(file);
         for (int round = 0; round < rounds; ++round) {
-            const StoredMessage voicemail =
-                wait(store.saveMessage(newMessage(MessageType::audio, MessageProvider::Telephony)));
-            const StoredMessage video = wait(store.saveMessage(newMessage()));
-            wait(store.updateMessage({{.recordUUID = voicemail.recordUUID,
+            const std::vector<StoredMessage> messages = newMessages(2);
+            saving(messages[0])(store);
+            saving(messages[1])(store);
+            wait(store.updateMessage({{.recordUUID = messages[0].recordUUID,
                                        .read = true,
                                        .recipient = std::to_string(writer * rounds + round)}}));
-            wait(store.deleteMessages({video.recordUUID}));
+            wait(store.deleteMessages({messages[1].recordUUID}));
         }
     };
     const auto read = [&] {

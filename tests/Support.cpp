@@ -1,5 +1,6 @@
 #include "Support.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -87,6 +88,18 @@ InputFrom::~InputFrom() {
     __fpurge(stdin);
     dup2(standardInput_, STDIN_FILENO);
     close(standardInput_);
+}
+
+std::vector<std::string> split(std::string_view text, std::string_view separator) {
+    std::vector<std::string> parts;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find(separator, start), text.size());
+        if (end > start) {
+            parts.emplace_back(text.substr(start, end - start));
+        }
+        start = end + separator.size();
+    }
+    return parts;
 }
 
 TerminalSession::TerminalSession(std::vector<std::string> command) {

@@ -67,19 +67,23 @@ std::string outputOf(Action action) {
     return testing::internal::GetCapturedStdout();
 }
 
-/// Fills in a command from the words of a command line.
+/// The parts of a text between separators, of which there may be several in a row.
+[[nodiscard]] std::vector<std::string> split(std::string_view text, std::string_view separator = " ");
+
+/// Fills in a command from a command line.
 template <ParsableArguments Command>
-Command parsed(const std::vector<std::string_view>& words) {
+Command parsed(std::string_view line) {
+    const std::vector<std::string> texts = split(line);
     Command command;
-    parseArguments(boundProperties(command), words);
+    parseArguments(boundProperties(command), std::vector<std::string_view>(texts.begin(), texts.end()));
     return command;
 }
 
 /// What a command given like this prints when it runs, `input` on its standard input.
 template <AsyncParsableCommand Command>
-std::string commandOutput(const std::vector<std::string_view>& words, std::string_view input = "") {
+std::string commandOutput(std::string_view line, std::string_view input = "") {
     const InputFrom standardInput(input);
-    auto command = parsed<Command>(words);
+    auto command = parsed<Command>(line);
     return outputOf([&] { runToCompletion(command.run()); });
 }
 
