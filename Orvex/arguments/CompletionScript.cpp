@@ -206,24 +206,24 @@ std::string zshAction(const ValueSyntax& syntax) {
     return action + "))";
 }
 
-/// A specification for _arguments on each line, one for each spelling.
+/// A declaration for _arguments on each line, one for each spelling.
 std::string zshOptions(Options options, const std::string& margin) {
-    std::string specifications;
+    std::string declarations;
     for (const BoundProperty& bound : options) {
         const std::vector<std::string> spellings = bound.spellings();
         const ValueCount count = bound.property->valueCount();
         const bool mayRepeat = count == ValueCount::upToNextOption || count == ValueCount::onePerOccurrence;
         const std::string help = replacing(replacing(bound.property->help(), "[", "\\["), "]", "\\]");
         for (const std::string& spelling : spellings) {
-            std::string specification = mayRepeat ? "*" : "(" + joined(spellings, " ") + ")";
-            specification += spelling + (takesValue(bound) ? "=" : "") + "[" + help + "]";
+            std::string declaration = mayRepeat ? "*" : "(" + joined(spellings, " ") + ")";
+            declaration += spelling + (takesValue(bound) ? "=" : "") + "[" + help + "]";
             if (takesValue(bound)) {
-                specification += ":value:" + zshAction(bound.property->syntax());
+                declaration += ":value:" + zshAction(bound.property->syntax());
             }
-            specifications += margin + quoted(specification, Shell::zsh) + " \\\n";
+            declarations += margin + quoted(declaration, Shell::zsh) + " \\\n";
         }
     }
-    return specifications;
+    return declarations;
 }
 
 /// What completes the words of a command. To _arguments an option has one value; the others of a list are
