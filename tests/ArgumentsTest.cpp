@@ -283,6 +283,19 @@ Options:
     }
 }
 
+TEST(Tool, OpensStandardStreamsThatAreClosed) {
+    const auto statuses = Testing::runInProcesses(1, [](int) {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            close(stream);
+        }
+        std::string order;
+        static_cast<void>(run(testTool(order), std::vector<std::string_view>{"--version"}));
+        const int nextFile = dup(STDIN_FILENO);
+        _exit(nextFile > STDERR_FILENO ? 0 : 2);
+    });
+    EXPECT_THAT(statuses, ElementsAre(0));
+}
+
 TEST(Tool, PrintsManualPages) {
     const std::string page = R"(.Dd May 1, 2026
 .Dt TOOL-SEND-URL 1
