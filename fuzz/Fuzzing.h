@@ -14,8 +14,12 @@ void tryInput(std::string_view input);
 /// Ends the process, so that the input is kept, unless the property holds.
 void expect(bool holds, const char* property);
 
-/// Whether a terminal shows the text as it is: UTF-8 in which nothing but the newlines is obeyed.
-[[nodiscard]] bool isHarmless(std::string_view text);
+/// Whether a terminal shows the text as it is, on one line: UTF-8 in which nothing is obeyed.
+[[nodiscard]] bool isHarmlessLine(std::string_view text);
+
+/// Whether every line of the text is harmless and was begun by this program: none looks like the heading of a
+/// message, and every quotation ends on the line that it begins on.
+[[nodiscard]] bool isHarmlessRecord(std::string_view text);
 
 /// Puts memory in the place of standard output or standard error while it lives.
 class Capture {

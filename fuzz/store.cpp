@@ -1,14 +1,17 @@
 #include "Foundation/Async.h"
 #include "Fuzzing.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <sqlite3.h>
-#include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace Orvex::Fuzzing {
 
@@ -37,6 +40,8 @@ class WorkingFolder {
     path path_;
 };
 
+const std::string commonSender(20, 'x');
+
 UUID numberedUUID(unsigned char number) {
     return UUID({0xA0, 0xB1, 0xC2, 0xD3, 0xE4, 0xF5, 0x46, 7, 0x88, 9, 10, 11, 12, 13, 14, number});
 }
@@ -49,7 +54,7 @@ StoredMessage numberedMessage(unsigned char number) {
                           .type = isVoicemail ? MessageType::audio : MessageType::video,
                           .transcriptURL = FileURL::fromPath("/media/transcript.plist"),
                           // Of the first message, one that needs pages of its own.
-                          .from = std::string(number == 0 ? 5000 : 20, 'x'),
+                          .from = number == 0 ? std::string(5000, 'x') : commonSender,
                           .provider = isVoicemail ? MessageProvider::Telephony : MessageProvider::Zelvo,
                           .recipient = "+15550100",
                           .simID = "SIM"};
@@ -57,83 +62,209 @@ StoredMessage numberedMessage(unsigned char number) {
     return message;
 }
 
-/// Awaits one operation of the store, which may be refused.
+std::string shown(bool value) {
+    return value ? "true" : "false";
+}
+std::string shown(std::int64_t number) {
+    return std::to_string(number);
+}
+std::string shown(AccountStatus status) {
+    return std::to_string(static_cast<std::int64_t>(status));
+}
+std::string shown(const StoredMessage& message) {
+    return message.recordUUID.text() + "\n";
+}
+std::string shown(const std::vector<StoredMessage>& messages) {
+    std::string identifiers;
+    for (const StoredMessage& message : messages) {
+        identifiers += shown(message);
+    }
+    return identifiers;
+}
+std::string records(const std::vector<StoredMessage>& messages) {
+    std::string text;
+    for (const StoredMessage& message : messages) {
+        text += message.description() + "\n";
+    }
+    expect(isHarmlessRecord(text), "no text of a store is obeyed or ends its line");
+    return text;
+}
+
+/// Keeps what an operation of the store yields, nothing where it is refused, and says it.
 template <class T>
-Async<void> attempt(Async<T> operation) {
+Async<void> attempt(Async<T> operation, std::optional<T>& result, std::string& said) {
     try {
-        static_cast<void>(co_await std::move(operation));
+        result = co_await std::move(operation);
+        said = shown(*result);
     } catch (const MessageStoreError& error) {
-        expect(isHarmless(error.what()), "no byte of a store is obeyed by a terminal");
+        expect(isHarmlessLine(error.what()), "no byte of a store is obeyed by a terminal");
+        said = error.what();
     }
 }
 Async<void> attempt(Async<void> operation) {
     try {
         co_await std::move(operation);
     } catch (const MessageStoreError& error) {
-        expect(isHarmless(error.what()), "no byte of a store is obeyed by a terminal");
+        expect(isHarmlessLine(error.what()), "no byte of a store is obeyed by a terminal");
     }
 }
 
 template <class T>
-void tryOperation(Async<T> operation) {
-    runToCompletion(attempt(std::move(operation)));
+std::optional<T> yieldOf(Async<T> operation, std::string& said) {
+    std::optional<T> result;
+    std::string saidNow;
+    runToCompletion(attempt(std::move(operation), result, saidNow));
+    said += saidNow + "\n";
+    return result;
 }
 
-/// The bytes of a store with some messages, the same in every run.
-std::string validStore(const path& file) {
-    constexpr unsigned char messages = 40;
-    SQLiteMessageStore store(file);
-    for (unsigned char number = 0; number < messages; ++number) {
-        tryOperation(store.saveMessage(numberedMessage(number)));
-    }
+/// Whether SQLite finds nothing wrong in the file, which it does not touch: the indexes agree with the
+/// tables.
+bool isSound(const path& file) {
     sqlite3* database = nullptr;
-    sqlite3_open(file.c_str(), &database);
-    sqlite3_exec(database, "UPDATE messages SET created = 1700000000000 + id", nullptr, nullptr, nullptr);
+    sqlite3_open_v2(("file:" + file.native() + "?immutable=1").c_str(), &database,
+                    SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+    std::string found;
+    sqlite3_exec(
+        database, "PRAGMA integrity_check",
+        [](void* text, int, char** values, char**) {
+            return static_cast<std::string*>(text)->append(values[0]), 0;
+        },
+        &found, nullptr);
     sqlite3_close(database);
+    return found == "ok";
+}
+
+/// Everything that a store says when it is read. `sound` is a file in which what is looked up has to agree
+/// with what is listed.
+std::string reading(MessageStore& store, bool sound) {
+    std::string said;
+    yieldOf(store.isTranscriptionEnabled(), said);
+    yieldOf(store.accountStatus(), said);
+    const auto count = yieldOf(store.messageCount(), said);
+    const auto all = yieldOf(store.allMessages(), said);
+    const auto expectFound = [&](Async<std::vector<StoredMessage>> operation, auto isMeant) {
+        const auto found = yieldOf(std::move(operation), said);
+        if (all && sound) {
+            std::vector<StoredMessage> meant;
+            std::copy_if(all->begin(), all->end(), std::back_inserter(meant), isMeant);
+            expect(found && shown(*found) == shown(meant), "of what is listed, what is looked up is found");
+        }
+    };
+    said += records(all.value_or(std::vector<StoredMessage>{}));
+    expect(!all || !sound || count == std::ssize(*all), "as many messages are listed as are counted");
+    expectFound(store.voicemailMessages(MessageProvider::Telephony, MessageType::audio),
+                [](const StoredMessage& each) { return each.voicemailID.has_value(); });
+    expectFound(store.messages(std::vector{numberedUUID(0), numberedUUID(1)}), [](const StoredMessage& each) {
+        return each.recordUUID == numberedUUID(0) || each.recordUUID == numberedUUID(1);
+    });
+    expectFound(store.messages(std::vector<std::string>{commonSender}),
+                [](const StoredMessage& each) { return each.from == commonSender; });
+    expectFound(store.messages(std::vector{MessageProvider::Zelvo}, std::vector{MessageType::video}),
+                [](const StoredMessage& each) {
+                    return each.provider == MessageProvider::Zelvo && each.type == MessageType::video;
+                });
+    expectFound(store.messages(MessageQuery{.voicemailIDs = {1, 2}}, 2, 0),
+                [](const StoredMessage& each) { return each.voicemailID == 1 || each.voicemailID == 2; });
+    return said;
+}
+
+void check(const path& file) {
+    // The first operation brings back what a journal holds.
+    const std::string first = reading(*std::make_unique<SQLiteMessageStore>(file), false);
+    SQLiteMessageStore store(file);
+    expect(reading(store, isSound(file)) == first, "what is read twice is the same");
+}
+
+std::string bytesOf(const path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// Applies patches of three bytes each: where, in two of them, and what to put there. One behind the end cuts
-/// the store short instead.
-std::string patched(std::string store, std::string_view patches) {
-    const std::size_t size = store.size();
-    for (; patches.size() >= 3; patches.remove_prefix(3)) {
-        const std::size_t where = std::size_t{static_cast<unsigned char>(patches[0])} << 8U |
-                                  static_cast<unsigned char>(patches[1]);
-        if (where < store.size()) {
-            store[where] = patches[2];
+/// A store and the journal beside it, empty where there is none.
+struct Files {
+    std::string store;
+    std::string journal;
+};
+
+/// A store with some messages, the same in every run, as it is, and as a process leaves it that ends while it
+/// changes the store.
+struct ValidStores {
+    Files whole;
+    Files interrupted;
+
+    explicit ValidStores(const path& file) {
+        {
+            constexpr unsigned char messages = 40;
+            SQLiteMessageStore store(file);
+            for (unsigned char number = 0; number < messages; ++number) {
+                std::string said;
+                expect(yieldOf(store.saveMessage(numberedMessage(number)), said).has_value(), said.c_str());
+            }
+        }
+        sqlite3* database = nullptr;
+        sqlite3_open(file.c_str(), &database);
+        sqlite3_exec(database, "UPDATE messages SET created = 1700000000000 + id", nullptr, nullptr, nullptr);
+        whole = {bytesOf(file), ""};
+        sqlite3_exec(database,
+                     "PRAGMA journal_mode = TRUNCATE; BEGIN; UPDATE messages SET sender = 'changed'", nullptr,
+                     nullptr, nullptr);
+        sqlite3_db_cacheflush(database);
+        interrupted = {bytesOf(file), bytesOf(path(file) += "-journal")};
+        sqlite3_close(database);
+        expect(interrupted.store != whole.store && !interrupted.journal.empty(),
+               "the change was interrupted");
+    }
+};
+
+/// Applies patches of four bytes each: to which file, the store or its journal, by the lowest bit of the
+/// first; where, in two of them; and what to put there. One behind the end cuts the file short instead. A
+/// journal that is patched is that of an interrupted change.
+Files patched(const ValidStores& valid, std::string_view patches) {
+    bool hasJournal = false;
+    for (std::size_t i = 0; i + 4 <= patches.size(); i += 4) {
+        hasJournal = hasJournal || (patches[i] & 1) != 0;
+    }
+    const Files& original = hasJournal ? valid.interrupted : valid.whole;
+    Files files = original;
+    for (; patches.size() >= 4; patches.remove_prefix(4)) {
+        const auto member = (patches[0] & 1) != 0 ? &Files::journal : &Files::store;
+        std::string& bytes = files.*member;
+        const std::size_t size = (original.*member).size();
+        const std::size_t where = std::size_t{static_cast<unsigned char>(patches[1])} << 8U |
+                                  static_cast<unsigned char>(patches[2]);
+        if (where < bytes.size()) {
+            bytes[where] = patches[3];
         } else if (where >= size) {
-            store.resize(std::min(store.size(), (where - size) * 16 + 1));
+            bytes.resize(std::min(bytes.size(), (where - size) * 16 + 1));
         }
     }
-    return store;
+    return files;
 }
 
 } // namespace
 
-/// The input says what is changed in the file of a valid store.
+/// The input says what is changed in the files of a valid store.
 void tryInput(std::string_view input) {
     static const WorkingFolder folder;
-    static const std::string valid = validStore(folder / "valid.db");
+    static const ValidStores valid(folder / "valid.db");
     static const path file = folder / "messages.db";
-    std::ofstream(file, std::ios::binary) << patched(valid, input);
+    static const path journal = folder / "messages.db-journal";
+    const Files files = patched(valid, input);
+    std::ofstream(file, std::ios::binary) << files.store;
+    std::ofstream(journal, std::ios::binary) << files.journal;
 
-    SQLiteMessageStore store(file);
-    tryOperation(store.isTranscriptionEnabled());
-    tryOperation(store.messageCount());
-    tryOperation(store.accountStatus());
-    tryOperation(store.allMessages());
-    tryOperation(store.voicemailMessages(MessageProvider::Telephony, MessageType::audio));
-    tryOperation(store.messages(std::vector{numberedUUID(0), numberedUUID(1)}));
-    tryOperation(store.messages(std::vector<std::string>{std::string(20, 'x')}));
-    tryOperation(store.messages(std::vector{MessageProvider::Zelvo}, std::vector{MessageType::video}));
-    tryOperation(store.messages(MessageQuery{.voicemailIDs = {1, 2}}, 1, 1));
-    tryOperation(store.saveMessage(numberedMessage(0xFE)));
-    tryOperation(
-        store.updateMessage({{.recordUUID = numberedUUID(3), .provider = MessageProvider::Telephony}}));
-    tryOperation(store.deleteMessages({numberedUUID(4)}));
-    std::filesystem::remove(path(file) += "-journal");
+    check(file);
+    std::string said;
+    {
+        SQLiteMessageStore store(file);
+        yieldOf(store.saveMessage(numberedMessage(0xFE)), said);
+        runToCompletion(attempt(
+            store.updateMessage({{.recordUUID = numberedUUID(3), .provider = MessageProvider::Telephony}})));
+        runToCompletion(attempt(store.deleteMessages({numberedUUID(4)})));
+    }
+    check(file);
+    std::filesystem::remove(journal);
     std::filesystem::remove(path(file) += "-wal");
 }
 

@@ -1,9 +1,12 @@
 #include "Foundation/UTF8.h"
 #include "Support.h"
 #include "VoxArchive/VMVoicemailTranscript.h"
+#include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <span>
+#include <sqlite3.h>
 #include <stdexcept>
 
 namespace Orvex::Testing {
@@ -48,6 +51,33 @@ std::string transcriptOf(const std::string& text) {
     }
 }
 
+/// A store in which another program has put `text`: into every field, or where a URL belongs.
+void writeForeignStore(const std::string& file, const std::string& text, bool asURL) {
+    StoredMessage message = newMessage(MessageType::audio, MessageProvider::Telephony);
+    message.transcriptURL = FileURL::fromPath("/none/" + text);
+    wait(SQLiteMessageStore(file).saveMessage(message));
+    sqlite3* database = nullptr;
+    sqlite3_open(file.c_str(), &database);
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(database,
+                       asURL ? "UPDATE messages SET message_file = ?"
+                             : "UPDATE messages SET sender = ?1, recipient = ?1, sim_id = ?1",
+                       -1, &statement, nullptr);
+    const std::string withNUL = text + '\0' + text;
+    sqlite3_bind_text(statement, 1, withNUL.data(), static_cast<int>(withNUL.size()), SQLITE_STATIC);
+    EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE);
+    EXPECT_EQ(sqlite3_changes(database), 1);
+    sqlite3_finalize(statement);
+    sqlite3_close(database);
+}
+
+/// All that a command shows on a terminal, which echoes what is typed.
+std::string shownOnTerminal(const Words& command, std::string_view keys) {
+    TerminalSession session(command);
+    session.type(keys);
+    return std::regex_replace(session.everythingShown(), std::regex("\r\n"), "\n");
+}
+
 class HostileTextTest : public testing::TestWithParam<std::string> {};
 
 TEST_P(HostileTextTest, IsObeyedByNoTerminal) {
@@ -58,6 +88,11 @@ TEST_P(HostileTextTest, IsObeyedByNoTerminal) {
     writeFile(noStore, hostile);
     const std::string transcript = folder / ("transcript" + hostile);
     writeFile(transcript, transcriptOf(hostile));
+    const std::string foreign = folder / "foreign.db";
+    writeForeignStore(foreign, hostile, false);
+    const std::string damaged = folder / "damaged.db";
+    writeForeignStore(damaged, hostile, true);
+
     const auto saving = [&](const Words& more) {
         Words words = {"save-message", "-recordUUID", hostile, "-frm",  hostile, "-rec",
                        hostile,        "-simID",      hostile, "-file", hostile};
@@ -70,22 +105,24 @@ TEST_P(HostileTextTest, IsObeyedByNoTerminal) {
         return words;
     };
     const std::string answers = "1," + hostile + "\n" + hostile + "\ny\n";
+    // The first ones show paths.
     const std::pair<Words, std::string> runs[] = {
         {saving({"-thumb", hostile}), ""},
+        {{"get-total-count"}, ""},
+        {{"voicemail-messages", "-h", hostile}, ""},
+        {sending(hostile, noStore), ""},
         {saving({"-mt", "1", "-prov", "0", "-tcpt", transcript}), ""},
         {saving({"-mt", "1", "-prov", "0", "-tcpt", noFile}), ""},
         {{"get-all-messages", "-handles", hostile, "x" + hostile}, ""},
         {{"get-all-messages", "-rids", hostile}, ""},
         {{"get-all-messages", "-vids", "1", hostile}, ""},
-        {{"voicemail-messages", "-h", hostile}, ""},
+        {{"voicemail-messages"}, ""},
         {{"update-message", "-from", hostile, "-recipient", hostile, "-callUUID", hostile}, answers},
         {{"delete-message"}, answers},
-        {{"get-total-count"}, ""},
         {{"transcription-enabled"}, ""},
         {{"get-account-status"}, ""},
         {sending("you", noFile), ""},
         {sending("you", "file:///" + hostile), ""},
-        {sending(hostile, noStore), ""},
         {{"save-message", "-mt", hostile}, ""},
         {{"save-message", "-frm", "-" + hostile}, ""},
         {{"get-total-count", hostile}, ""},
@@ -95,22 +132,34 @@ TEST_P(HostileTextTest, IsObeyedByNoTerminal) {
         {{"help", hostile}, ""},
         {{"help", "save-message", hostile}, ""},
     };
-    const std::string store = folder / ("store" + hostile + "/messages.db");
-    for (const auto& [words, input] : runs) {
-        for (const std::string& file : {store, noStore}) {
-            for (const bool noColor : {false, true}) {
-                Words all = {"--store", file};
-                all.insert(all.end(), words.begin(), words.end());
-                if (noColor) {
-                    all.emplace_back("-nc");
-                }
-                SCOPED_TRACE(testing::PrintToString(all));
-                const ProgramRun run = runOrvex(all, input);
-                constexpr int mostMessages = 6;
-                expectHarmless(run.output, mostMessages);
-                expectHarmless(run.errors, 0);
-                EXPECT_TRUE(!noColor || run.output.find('\x1b') == std::string::npos);
-            }
+    // A folder is where the store would be.
+    const std::string home = folder / ("home" + hostile);
+    for (const std::string data : {"", "/.local/share"}) {
+        create_directories(std::filesystem::path(home + data + "/orvex/messages.db"));
+    }
+    constexpr std::size_t all = std::size(runs);
+    constexpr std::size_t showingPaths = 4;
+    const std::pair<Words, std::size_t> places[] = {
+        {{ORVEX_PROGRAM, "--store", folder / ("store" + hostile + "/messages.db")}, all},
+        {{ORVEX_PROGRAM, "--store", noStore}, all},
+        {{ORVEX_PROGRAM, "--store", foreign}, all},
+        {{ORVEX_PROGRAM, "--store", damaged}, showingPaths},
+        {{"env", "XDG_DATA_HOME=" + home, ORVEX_PROGRAM}, showingPaths},
+        {{"env", "-u", "XDG_DATA_HOME", "HOME=" + home, ORVEX_PROGRAM}, showingPaths},
+        {{"env", "-C", home, ORVEX_PROGRAM, "--store", "orvex"}, showingPaths},
+    };
+    for (const auto& [place, count] : places) {
+        for (const auto& [words, input] : std::span(runs).first(count)) {
+            Words command = place;
+            command.insert(command.end(), words.begin(), words.end());
+            SCOPED_TRACE(testing::PrintToString(command));
+            constexpr int mostMessages = 8;
+            expectHarmless(shownOnTerminal(command, input.empty() ? "" : "1\ny\n"), mostMessages);
+            command.emplace_back("-nc");
+            const ProgramRun run = runProgram(command, input);
+            expectHarmless(run.output, mostMessages);
+            expectHarmless(run.errors, 0);
+            EXPECT_EQ(run.output.find('\x1b'), std::string::npos);
         }
     }
 }

@@ -119,23 +119,33 @@ TerminalSession::~TerminalSession() {
     close(terminal_);
 }
 
+bool TerminalSession::readMore() {
+    pollfd readable{.fd = terminal_, .events = POLLIN, .revents = 0};
+    std::array<char, 4096> buffer{};
+    constexpr int milliseconds = 10000;
+    const ssize_t size =
+        poll(&readable, 1, milliseconds) == 1 ? read(terminal_, buffer.data(), buffer.size()) : 0;
+    if (size > 0) {
+        unread_.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+    return size > 0;
+}
+
 std::optional<std::string> TerminalSession::shownUpTo(std::string_view text) {
-    while (true) {
+    do {
         if (const std::size_t found = unread_.find(text); found != std::string::npos) {
             std::string before = unread_.substr(0, found);
             unread_.erase(0, found + text.size());
             return before;
         }
-        pollfd readable{.fd = terminal_, .events = POLLIN, .revents = 0};
-        std::array<char, 4096> buffer{};
-        constexpr int milliseconds = 10000;
-        const ssize_t size =
-            poll(&readable, 1, milliseconds) == 1 ? read(terminal_, buffer.data(), buffer.size()) : 0;
-        if (size <= 0) {
-            return std::nullopt;
-        }
-        unread_.append(buffer.data(), static_cast<std::size_t>(size));
+    } while (readMore());
+    return std::nullopt;
+}
+
+std::string TerminalSession::everythingShown() {
+    while (readMore()) {
     }
+    return std::exchange(unread_, "");
 }
 
 void TerminalSession::type(std::string_view keys) {

@@ -140,11 +140,16 @@ class TerminalSession {
     /// Absent after ten seconds, or when the program ends without it.
     [[nodiscard]] std::optional<std::string> shownUpTo(std::string_view text);
     [[nodiscard]] bool shows(std::string_view text) { return shownUpTo(text).has_value(); }
+    /// What is on the screen behind that when the program has ended.
+    [[nodiscard]] std::string everythingShown();
     void type(std::string_view keys);
     /// Waits for the program's end; its exit status, or minus the signal's number.
     [[nodiscard]] int status();
 
   private:
+    /// Waits for more on the screen; false after ten seconds, or when the program has ended.
+    bool readMore();
+
     int terminal_ = -1;
     pid_t program_ = -1;
     std::string unread_;
