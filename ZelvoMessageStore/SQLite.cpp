@@ -25,8 +25,8 @@ constexpr std::int64_t anyBytes = 1 << 20;
 /// A text is up to half as long again in UTF-8 as in the file, when that has UTF-16.
 constexpr std::int64_t bytesPerByte = 2;
 
-/// A scan takes less than two for each byte: some ten for the entry of an index.
-constexpr std::int64_t stepsPerByte = 16;
+/// A list takes some thirty for each message, which has a hundred bytes or more.
+constexpr std::int64_t stepsPerByte = 4;
 
 /// Throws what went wrong in a call that may have used files. `errno` was 0 before it.
 [[noreturn]] void fail(sqlite3* database, int code) {
@@ -37,13 +37,14 @@ constexpr std::int64_t stepsPerByte = 16;
     const int extendedCode = sqlite3_extended_errcode(database);
     std::string message = sqlite3_errmsg(database);
     int systemError = 0;
-    if (const int primaryCode = extendedCode & 0xFF; primaryCode == SQLITE_CANTOPEN) {
-        systemError = sqlite3_system_errno(database);
-    } else if (primaryCode == SQLITE_IOERR) {
-        // SQLite notes an error for the file it happened to, and has closed the journal by now. The last
-        // error may come from the rollback.
+    const int primaryCode = extendedCode & 0xFF;
+    if (primaryCode == SQLITE_IOERR) {
+        // SQLite notes an error for the file it happened to. The last error may come from the rollback.
         sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &systemError);
-        systemError = systemError != 0 ? systemError : lastError;
+    }
+    // The journal, which may be the one, has been closed by now.
+    if (systemError == 0 && (primaryCode == SQLITE_IOERR || primaryCode == SQLITE_CANTOPEN)) {
+        systemError = lastError;
     }
     if (systemError != 0) {
         message += ": " + std::generic_category().message(systemError);
@@ -192,6 +193,7 @@ std::string Statement::columnName(int column) {
 Database::Database(const std::string& path) {
     const int flags = SQLITE_OPEN_READWRITE | (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
     sqlite3* database = nullptr;
+    errno = 0;
     const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
     database_.reset(database);
     if (code != SQLITE_OK) {
@@ -238,7 +240,7 @@ std::int64_t Database::fileSize() const noexcept {
 void Database::limitStatements() noexcept {
     const std::int64_t size = fileSize();
     mostBytes_ = anyBytes + bytesPerByte * size;
-    // What is above the greatest `int` allows files of some gigabytes.
+    // The greatest `int` is enough to list tens of millions of messages.
     const auto steps =
         std::min<std::int64_t>(anyBytes + stepsPerByte * size, std::numeric_limits<int>::max());
     sqlite3_progress_handler(database_.get(), static_cast<int>(steps), interrupt, nullptr);

@@ -103,7 +103,7 @@ int errorOf(FailingDisk::Calls call, sqlite3_file* file = nullptr, Change change
         plan.number = 0;
         [[fallthrough]];
     case Effect::error:
-        if (plan.error == SQLITE_IOERR) {
+        if (plan.error == SQLITE_IOERR || plan.error == SQLITE_CANTOPEN) {
             errno = EIO;
             if (file != nullptr) {
                 ours(file).systemError = EIO;
@@ -232,7 +232,7 @@ sqlite3_io_methods methods() {
 int openFile(sqlite3_vfs* /*disk*/, const char* path, sqlite3_file* file, int flags, int* flagsUsed) {
     static const sqlite3_io_methods ourMethods = methods();
     file->pMethods = nullptr;
-    int result = errorOf(FailingDisk::others);
+    int result = errorOf(FailingDisk::opens);
     if (result == SQLITE_OK) {
         auto* const real = reinterpret_cast<sqlite3_file*>(&ours(file) + 1);
         result = realDisk()->xOpen(realDisk(), path, real, flags, flagsUsed);

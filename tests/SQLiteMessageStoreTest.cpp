@@ -402,7 +402,7 @@ TEST_F(SQLiteMessageStoreTest, ReadsItsSettings) {
 TEST_F(SQLiteMessageStoreTest, TakesLongListsOfIdentifiers) {
     makeStore();
     SQLiteMessageStore store(file);
-    std::vector<UUID> recordUUIDs(100000);
+    std::vector<UUID> recordUUIDs(200000);
     recordUUIDs.push_back(all()[1].recordUUID);
     EXPECT_EQ(wait(store.messages(recordUUIDs)).size(), 1U);
     wait(store.deleteMessages(recordUUIDs));

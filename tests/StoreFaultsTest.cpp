@@ -283,6 +283,9 @@ TEST_F(StoreFaultsTest, ReportsEveryFaultAndGoesOn) {
         unsigned calls;
         std::string_view cause;
     } faults[] = {{SQLITE_IOERR, FailingDisk::everyCall, "disk I/O error: Input/output error"},
+                  {SQLITE_CANTOPEN, FailingDisk::opens,
+                   "the file or the journal beside it cannot be opened "
+                   "\\(unable to open database file: Input/output error\\)"},
                   {SQLITE_FULL, FailingDisk::changes, "the disk is full; make room and try again"},
                   {SQLITE_IOERR_NOMEM, FailingDisk::everyCall, "out of memory"},
                   {SQLITE_IOERR_SHORT_READ, FailingDisk::reads, "none: what is missing is read next"}};
