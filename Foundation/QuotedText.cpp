@@ -12,8 +12,17 @@ namespace {
 
 enum class Delimiters { escaped, leftAlone };
 
+/// Whether each byte is an ASCII character that is shown as it is, inside quotes too.
+constexpr auto plainBytes = [] {
+    std::array<bool, 256> isPlain{};
+    for (std::size_t byte = 0x20; byte < 0x7F; ++byte) {
+        isPlain[byte] = byte != '"' && byte != '\\';
+    }
+    return isPlain;
+}();
+
 bool isPlainASCII(char c) {
-    return c >= 0x20 && c < 0x7F && c != '"' && c != '\\';
+    return plainBytes[static_cast<unsigned char>(c)];
 }
 
 /// Whether a terminal or an editor might obey the character instead of showing it.

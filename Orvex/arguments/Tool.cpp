@@ -8,6 +8,7 @@
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -45,6 +46,14 @@ void openStandardStreams() {
     }
     if (descriptor >= 0) {
         close(descriptor);
+    }
+}
+
+/// Prints in large pieces, except where somebody may be watching each line.
+void bufferStandardOutput() {
+    static std::array<char, std::size_t{1} << 16U> buffer;
+    if (isatty(STDOUT_FILENO) == 0) {
+        std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
     }
 }
 
@@ -219,6 +228,7 @@ class ToolInvocation {
 
 ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
     openStandardStreams();
+    bufferStandardOutput();
     std::signal(SIGPIPE, SIG_DFL);
     try {
         return ToolInvocation(tool, words).run();
