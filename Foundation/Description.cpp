@@ -10,11 +10,11 @@ Description::Description(std::string& out, std::string_view heading) : out_(out)
 }
 
 void Description::beginLine(std::string_view name) {
-    if (hasLine_) {
-        out_ += '\n';
-    }
+    // Deeper than this, nothing is indented.
+    constexpr std::string_view newLineAndSpaces = "\n                ";
+    out_ +=
+        hasLine_ ? newLineAndSpaces.substr(0, 1 + indentation_) : newLineAndSpaces.substr(1, indentation_);
     hasLine_ = true;
-    out_.append(indentation_, ' ');
     out_ += name;
     out_ += ": ";
 }

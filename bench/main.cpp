@@ -194,7 +194,7 @@ class Bench {
         if (option == "types") {
             return {"get-all-messages", "-prov", "0", "-mt", "0"};
         }
-        std::vector<std::string> words = {"get-all-messages", "-recordUUIDs"};
+        std::vector<std::string> words = {"get-all-messages", "--recordUUIDs"};
         for (std::uint64_t number = 0; number < 10; ++number) {
             words.push_back(recordUUIDText(number * 97));
         }
@@ -247,10 +247,10 @@ class Bench {
     void strip() {
         const Command peer{.words = {self_, "strip", coloredList()}};
         printRow("`get-all-messages -nc`; peer: bare loop with ICU",
-                 compare(rounds(5), orvex(store(largest_), {"get-all-messages", "-nc"}), peer), 1.25);
+                 compare(rounds(3), orvex(store(largest_), {"get-all-messages", "-nc"}), peer), 1.25);
     }
 
-    /// Two fresh copies of a store, on the disk and in memory.
+    /// Two fresh copies of a store, on the disk.
     void copyStore(std::uint64_t count) const {
         for (const char* const name : {"ours", "peers"}) {
             fs::copy_file(store(count), path(name), fs::copy_options::overwrite_existing);

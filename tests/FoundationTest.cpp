@@ -6,6 +6,9 @@
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularExpression.h"
 #include "Foundation/UUID.h"
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -139,6 +142,23 @@ TEST(QuotedText, CannotBeObeyedByATerminal) {
     EXPECT_EQ(bracketed(std::vector<std::string>(), inQuotes), "[]");
     const std::string elements[] = {"", "a, \"b\""};
     EXPECT_EQ(bracketed(elements, inQuotes), R"(["", "a, \"b\""])");
+}
+
+TEST(ShortestText, IsThatOfTheStandardLibrary) {
+    const auto expectSame = [](double number) {
+        std::array<char, 32> digits{};
+        char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        EXPECT_EQ(shortestText(number), std::string(digits.data(), end));
+    };
+    for (const double number :
+         {0.0, -0.0, -0.5, 1e-300, 0.0005, 99999.999, 99999.9995, 1e5, 1e300, 0.1 + 0.2}) {
+        expectSame(number);
+        expectSame(std::nextafter(number, 1e6));
+    }
+    for (unsigned thousandths = 0; thousandths < 20'000'000; thousandths += 499) {
+        expectSame(thousandths / 1000.0);
+        expectSame(thousandths / 999.0);
+    }
 }
 
 TEST(Description, ShowsEachKindOfValueOnALine) {
