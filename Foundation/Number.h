@@ -40,7 +40,7 @@ requires std::integral<T> || std::floating_point<T>
     std::array<char, 32> digits{};
     // Few decimals, as most numbers have, are found in a tenth of the time that any others take.
     if (number < 100000 && !std::signbit(number)) {
-        const auto thousandths = static_cast<unsigned>(number * 1000 + 0.5);
+        const auto thousandths = static_cast<unsigned>(std::lround(number * 1000));
         if (thousandths / 1000.0 == number) {
             char* end = std::to_chars(digits.data(), digits.data() + digits.size(), thousandths / 1000).ptr;
             if (unsigned rest = thousandths % 1000; rest != 0) {

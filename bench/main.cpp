@@ -150,7 +150,7 @@ class Bench {
     /// Has another process make something, unless a run before has made it: what this one has in memory
     /// would be counted as its children's.
     fs::path made(const std::string& name, const std::string& how, std::uint64_t size) const {
-        const fs::path file = path(name);
+        fs::path file = path(name);
         if (!fs::exists(file)) {
             const fs::path unfinished = path("unfinished");
             Orvex::Bench::run({.words = {self_, how, unfinished, std::to_string(size)}});
@@ -192,7 +192,7 @@ class Bench {
             return {"get-all-messages", "-handles", rareSender};
         }
         if (option == "types") {
-            return {"get-all-messages", "-prov", "0", "-mt", "0"};
+            return {"get-all-messages", "-p", "0", "-mt", "0"};
         }
         std::vector<std::string> words = {"get-all-messages", "--recordUUIDs"};
         for (std::uint64_t number = 0; number < 10; ++number) {
@@ -271,7 +271,7 @@ class Bench {
             sql += inBatch == 0 ? "COMMIT;\n" : "";
         }
         const Command ours =
-            into("yes", "y\n", orvex(path("ours"), {"delete-message", "-a", "-prov", "1", "-mt", "0"}));
+            into("yes", "y\n", orvex(path("ours"), {"delete-message", "-a", "-p", "1", "-mt", "0"}));
         const Command peer = into("deletions", sql, {.words = {"sqlite3", "-batch", path("peers")}});
         return compare(times, ours, peer, [&] { copyStore(count); });
     }
