@@ -130,14 +130,14 @@ std::optional<PropertyListObject> KeyedObject::value(std::string_view key) const
 }
 
 std::optional<std::string> KeyedObject::string(std::string_view key) const {
-    const std::optional<PropertyListObject> found = value(key);
+    std::optional<PropertyListObject> found = value(key);
     if (!found) {
         return std::nullopt;
     }
     if (found->kind != Kind::string) {
         throw ArchiveError(typeFault(key, *found, "a string"));
     }
-    return found->text;
+    return std::move(found->text);
 }
 
 std::optional<double> KeyedObject::real(std::string_view key) const {

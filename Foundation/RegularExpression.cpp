@@ -1,6 +1,8 @@
 #include "Foundation/RegularExpression.h"
 
 #include "Foundation/UTF8.h"
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <new>
 #include <stdexcept>
@@ -42,6 +44,10 @@ class TextView {
 
 /// The byte offset at which the first `length` UTF-16 code units of `text` end.
 std::size_t byteOffset(std::string_view text, std::size_t length) {
+    if (length >= text.size()) {
+        // No byte is more than one code unit.
+        return text.size();
+    }
     std::size_t offset = 0;
     for (std::size_t units = 0; units < length && offset < text.size();) {
         const std::size_t start = offset;
@@ -90,7 +96,14 @@ std::string RegularExpression::removingMatches(std::string_view text, std::size_
     return kept;
 }
 
-std::size_t characterCount(std::string_view text) {
+namespace {
+
+bool isASCII(char c) {
+    return static_cast<unsigned char>(c) < 0x80;
+}
+
+/// The same by ICU's rules, whatever the text.
+std::size_t characterCountByRules(std::string_view text) {
     // Loading the rules costs far more than applying them.
     thread_local const auto characters = [] {
         UErrorCode status = U_ZERO_ERROR;
@@ -106,6 +119,34 @@ std::size_t characterCount(std::string_view text) {
     std::size_t count = 0;
     while (characters->next() != icu::BreakIterator::DONE) {
         ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+std::size_t characterCount(std::string_view text) {
+    // Between two ASCII characters there is always a boundary, but for CR LF, and so no rule looks across.
+    // ICU is asked about the stretches with anything else, together with the ASCII characters that enclose
+    // them.
+    std::size_t count = 0;
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const auto first = text.begin() + static_cast<std::ptrdiff_t>(position);
+        const auto other = static_cast<std::size_t>(
+            std::find_if(first, text.end(), [](char c) { return !isASCII(c) || c == '\r'; }) - text.begin());
+        if (other == text.size()) {
+            return count + other - position;
+        }
+        const std::size_t start = other > position ? other - 1 : other;
+        count += start - position;
+        std::size_t end = other + 1;
+        while (end < text.size() &&
+               !(isASCII(text[end - 1]) && isASCII(text[end]) && text[end - 1] != '\r')) {
+            ++end;
+        }
+        count += characterCountByRules(text.substr(start, end - start));
+        position = end;
     }
     return count;
 }

@@ -134,12 +134,14 @@ double Statement::real(int column) {
 }
 
 std::string_view Statement::text(int column) {
-    const bool hasText = !isNull(column);
     const void* const text = sqlite3_column_text(statement_.get(), column);
-    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
-    if (hasText && text == nullptr) {
-        throw std::bad_alloc();
+    if (text == nullptr) {
+        if (!isNull(column)) {
+            throw std::bad_alloc();
+        }
+        return {};
     }
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
     return {static_cast<const char*>(text), size};
 }
 
@@ -154,7 +156,9 @@ std::string Statement::columnName(int column) {
 }
 
 Database::Database(const std::string& path) {
-    const int flags = SQLITE_OPEN_READWRITE | (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
+    // Used by one thread at a time, as everything here: SQLite's own locking would cost a tenth of a list.
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
+                      (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
     sqlite3* database = nullptr;
     const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
     database_.reset(database);

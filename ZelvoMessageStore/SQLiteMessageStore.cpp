@@ -37,10 +37,15 @@ std::int32_t takeNextVoicemailID(Database& database) {
     return identifier;
 }
 
-std::vector<StoredMessage> allRows(Statement query) {
+std::int64_t countMessages(Database& database) {
+    return database.queryInteger("SELECT count(*) FROM messages");
+}
+
+std::vector<StoredMessage> allRows(Statement query, std::size_t likelyCount = 0) {
     std::vector<StoredMessage> messages;
+    messages.reserve(likelyCount);
     while (query.step()) {
-        messages.push_back(messageFromRow(query));
+        appendMessageFromRow(messages, query);
     }
     return messages;
 }
@@ -96,7 +101,7 @@ std::vector<StoredMessage> messagesInRows(Database& database, std::span<const st
     for (const std::int64_t row : rows) {
         query.bind(1, row);
         if (query.step()) {
-            messages.push_back(messageFromRow(query));
+            appendMessageFromRow(messages, query);
         }
         query.reset();
     }
@@ -188,9 +193,8 @@ Async<bool> SQLiteMessageStore::isTranscriptionEnabled() {
 }
 
 Async<std::int64_t> SQLiteMessageStore::messageCount() {
-    co_return connection_->read("count the messages", [](Database& database) {
-        return database.queryInteger("SELECT count(*) FROM messages");
-    });
+    co_return connection_->read("count the messages",
+                                [](Database& database) { return countMessages(database); });
 }
 
 Async<AccountStatus> SQLiteMessageStore::accountStatus() {
@@ -251,7 +255,9 @@ Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(MessageQuery matc
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::allMessages() {
     co_return connection_->read("list all messages", [](Database& database) {
-        return allRows(database.prepare(selectMessages("ORDER BY id")));
+        // Counting costs less than a list that moves each time it has grown.
+        const auto count = static_cast<std::size_t>(countMessages(database));
+        return allRows(database.prepare(selectMessages("ORDER BY id")), count);
     });
 }
 
