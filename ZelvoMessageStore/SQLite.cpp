@@ -1,6 +1,7 @@
 #include "ZelvoMessageStore/SQLite.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <new>
 #include <random>
@@ -183,6 +184,27 @@ std::int64_t Database::queryInteger(std::string_view sql) {
 
 std::int64_t Database::changedRows() const noexcept {
     return sqlite3_changes64(database_.get());
+}
+
+std::optional<std::uint32_t> Database::changeNumber() const noexcept {
+    // https://www.sqlite.org/fileformat.html, section 1.3
+    constexpr int writeVersionOffset = 18;
+    constexpr unsigned char rollbackJournal = 1;
+    constexpr int changeCounterOffset = 24;
+    std::array<unsigned char, changeCounterOffset + 4 - writeVersionOffset> header{};
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    if (file == nullptr || file->pMethods == nullptr ||
+        file->pMethods->xRead(file, header.data(), static_cast<int>(header.size()), writeVersionOffset) !=
+            SQLITE_OK ||
+        header.front() != rollbackJournal) {
+        return std::nullopt;
+    }
+    std::uint32_t number = 0;
+    for (const unsigned char byte : std::span(header).last<4>()) {
+        number = number << 8 | byte;
+    }
+    return number;
 }
 
 Transaction::Transaction(Database& database, Kind kind) : database_(&database) {

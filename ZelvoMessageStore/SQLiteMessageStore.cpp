@@ -1,5 +1,6 @@
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 
+#include "ZelvoMessageStore/MessageCount.h"
 #include "ZelvoMessageStore/MessageRow.h"
 #include "ZelvoMessageStore/Schema.h"
 #include "ZelvoMessageStore/StoreConnection.h"
@@ -188,9 +189,8 @@ Async<bool> SQLiteMessageStore::isTranscriptionEnabled() {
 }
 
 Async<std::int64_t> SQLiteMessageStore::messageCount() {
-    co_return connection_->read("count the messages", [](Database& database) {
-        return database.queryInteger("SELECT count(*) FROM messages");
-    });
+    co_return connection_->read("count the messages",
+                                [](Database& database) { return MessageCount(database).value(); });
 }
 
 Async<AccountStatus> SQLiteMessageStore::accountStatus() {
@@ -271,6 +271,7 @@ Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
             throw StoreFault("it holds a message with the record UUID " + message.recordUUID.text() +
                              " already; choose another");
         }
+        MessageCount count(database);
         StoredMessage saved = message;
         const bool isVoicemail =
             saved.provider == MessageProvider::Telephony && saved.type == MessageType::audio;
@@ -281,14 +282,19 @@ Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
         saved.transcription = TranscriptionStatus::notAvailable;
         saved.created = currentTime();
         insert(database, saved);
+        count.note(1);
         return saved;
     });
 }
 
 Async<void> SQLiteMessageStore::updateMessage(std::vector<MessageUpdate> updates) {
     connection_->write("update messages", [&](Database& database) {
+        MessageCount count(database);
         for (const MessageUpdate& update : updates) {
             apply(database, update);
+        }
+        if (!updates.empty()) {
+            count.note(0);
         }
     });
     co_return;
@@ -296,11 +302,17 @@ Async<void> SQLiteMessageStore::updateMessage(std::vector<MessageUpdate> updates
 
 Async<void> SQLiteMessageStore::deleteMessages(std::vector<UUID> recordUUIDs) {
     connection_->write("delete messages", [&](Database& database) {
+        MessageCount count(database);
+        std::int64_t deleted = 0;
         Statement statement = database.prepare("DELETE FROM messages WHERE record_uuid = ?");
         for (const UUID& recordUUID : recordUUIDs) {
             bindAll(statement, recordUUID);
             statement.run();
+            deleted += database.changedRows();
             statement.reset();
+        }
+        if (deleted > 0) {
+            count.note(-deleted);
         }
     });
     co_return;

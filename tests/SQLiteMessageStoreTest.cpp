@@ -322,6 +322,45 @@ TEST_F(SQLiteMessageStoreTest, ReadsItsSettings) {
     EXPECT_EQ(wait(store.accountStatus()), AccountStatus::noAccount);
 }
 
+TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
+    const auto count = [this] { return wait(SQLiteMessageStore(file).messageCount()); };
+    for (const char* const change :
+         {"DELETE FROM messages WHERE id = 1", "DELETE FROM settings",
+          "UPDATE settings SET value = 7 WHERE name = 'messageCount'",
+          "UPDATE settings SET value = value + (name = 'messageCountChange') - 3 * (name = 'messageCount')",
+          "UPDATE settings SET value = CASE name WHEN 'messageCount' THEN 9223372036854775807 ELSE value + 1 "
+          "END",
+          "PRAGMA journal_mode = WAL; DELETE FROM messages WHERE id = 1",
+          "DELETE FROM messages WHERE id = 1; VACUUM"}) {
+        std::filesystem::remove(file);
+        makeStore();
+        execute(file, change);
+        const auto messages = static_cast<std::int64_t>(all().size());
+        EXPECT_EQ(count(), messages) << change;
+        EXPECT_EQ(errorOfWriting(file), "");
+        EXPECT_EQ(count(), messages + 1) << change;
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, CountsOnceAndKeepsTheCount) {
+    makeStore();
+    const UUID recordUUID = all()[1].recordUUID;
+    // A count that only somebody who did not count the messages can believe.
+    execute(file, "UPDATE settings SET value = CASE name WHEN 'messageCount' THEN 1000 ELSE value + 1 END "
+                  "WHERE name LIKE 'messageCount%'");
+    SQLiteMessageStore store(file);
+    EXPECT_EQ(wait(store.messageCount()), 1000);
+    wait(store.saveMessage(newMessage()));
+    EXPECT_EQ(wait(store.messageCount()), 1001);
+    wait(store.updateMessage({{.recordUUID = recordUUID, .read = true}}));
+    EXPECT_EQ(wait(store.messageCount()), 1001);
+    wait(store.deleteMessages({recordUUID, UUID::random()}));
+    EXPECT_EQ(wait(store.messageCount()), 1000);
+    wait(store.deleteMessages({recordUUID}));
+    wait(store.updateMessage({}));
+    EXPECT_EQ(wait(store.messageCount()), 1000);
+}
+
 TEST_F(SQLiteMessageStoreTest, TakesLongListsOfIdentifiers) {
     makeStore();
     const std::vector<StoredMessage> saved = all();
