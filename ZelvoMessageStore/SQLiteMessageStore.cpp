@@ -6,7 +6,7 @@
 #include "ZelvoMessageStore/StoreConnection.h"
 #include <algorithm>
 #include <limits>
-#include <span>
+#include <numeric>
 #include <utility>
 
 namespace Orvex {
@@ -58,29 +58,44 @@ std::vector<T> distinct(std::vector<T> values) {
     return values;
 }
 
-using RowIDs = std::vector<std::int64_t>;
-
-/// Adds the rows that meet `condition`, whose parameters are the values.
-class RowFinder {
+/// Gathers the messages that meet `condition`, whose parameters are the values. What is found for one list of
+/// values must not be found for another.
+class MessageFinder {
   public:
-    RowFinder(Database& database, std::string_view condition)
-        : query_(database.prepare("SELECT id FROM messages WHERE " + std::string(condition))) {}
+    MessageFinder(Database& database, std::string_view condition)
+        : query_(database.prepare(selectMessages("WHERE " + std::string(condition) + " ORDER BY id"))) {}
 
     template <class... Values>
     void find(const Values&... values) {
         bindAll(query_, values...);
         while (query_.step()) {
-            found_.push_back(query_.integer(0));
+            rows_.push_back(query_.integer(0));
+            found_.push_back(messageFromRow(query_));
         }
         query_.reset();
     }
 
-    /// The rows found, each once, in the order in which they were saved.
-    RowIDs rows() && { return distinct(std::move(found_)); }
+    /// The messages found, in the order in which they were saved.
+    std::vector<StoredMessage> messages() && {
+        if (std::is_sorted(rows_.begin(), rows_.end())) {
+            return std::move(found_);
+        }
+        std::vector<std::size_t> order(rows_.size());
+        std::iota(order.begin(), order.end(), std::size_t{0});
+        std::sort(order.begin(), order.end(),
+                  [&](std::size_t left, std::size_t right) { return rows_[left] < rows_[right]; });
+        std::vector<StoredMessage> sorted;
+        sorted.reserve(order.size());
+        for (const std::size_t position : order) {
+            sorted.push_back(std::move(found_[position]));
+        }
+        return sorted;
+    }
 
   private:
     Statement query_;
-    RowIDs found_;
+    std::vector<std::int64_t> rows_;
+    std::vector<StoredMessage> found_;
 };
 
 template <class... Values>
@@ -88,20 +103,6 @@ bool hasRow(Database& database, std::string_view condition, const Values&... val
     Statement query = database.prepare("SELECT 1 FROM messages WHERE " + std::string(condition));
     bindAll(query, values...);
     return query.step();
-}
-
-std::vector<StoredMessage> messagesInRows(Database& database, std::span<const std::int64_t> rows) {
-    std::vector<StoredMessage> messages;
-    messages.reserve(rows.size());
-    Statement query = database.prepare(selectMessages("WHERE id = ?"));
-    for (const std::int64_t row : rows) {
-        query.bind(1, row);
-        if (query.step()) {
-            messages.push_back(messageFromRow(query));
-        }
-        query.reset();
-    }
-    return messages;
 }
 
 void insert(Database& database, const StoredMessage& message) {
@@ -202,50 +203,51 @@ Async<AccountStatus> SQLiteMessageStore::accountStatus() {
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(std::vector<UUID> recordUUIDs) {
     co_return connection_->read("find messages by record UUID", [&](Database& database) {
-        RowFinder finder(database, "record_uuid = ?");
-        for (const UUID& recordUUID : recordUUIDs) {
+        MessageFinder finder(database, "record_uuid = ?");
+        for (const UUID& recordUUID : distinct(recordUUIDs)) {
             finder.find(recordUUID);
         }
-        return messagesInRows(database, std::move(finder).rows());
+        return std::move(finder).messages();
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(std::vector<std::string> handles) {
     co_return connection_->read("find messages by handle", [&](Database& database) {
-        RowFinder finder(database, "sender = ?");
+        MessageFinder finder(database, "sender = ?");
         for (const std::string& handle : distinct(handles)) {
             finder.find(handle);
         }
-        return messagesInRows(database, std::move(finder).rows());
+        return std::move(finder).messages();
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(std::vector<MessageProvider> providers,
                                                                std::vector<MessageType> types) {
     co_return connection_->read("find messages by provider and type", [&](Database& database) {
-        RowFinder finder(database, "provider = ? AND type = ?");
+        MessageFinder finder(database, "provider = ? AND type = ?");
         for (const MessageProvider provider : distinct(providers)) {
             for (const MessageType type : distinct(types)) {
                 finder.find(provider, type);
             }
         }
-        return messagesInRows(database, std::move(finder).rows());
+        return std::move(finder).messages();
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(MessageQuery matching, std::int64_t limit,
                                                                std::int64_t offset) {
     co_return connection_->read("find messages by voicemail identifier", [&](Database& database) {
-        RowFinder finder(database, "voicemail_id = ?");
-        for (const std::int32_t voicemailID : matching.voicemailIDs) {
+        MessageFinder finder(database, "voicemail_id = ?");
+        for (const std::int32_t voicemailID : distinct(matching.voicemailIDs)) {
             finder.find(voicemailID);
         }
-        const RowIDs rows = std::move(finder).rows();
-        const auto count = static_cast<std::int64_t>(rows.size());
+        std::vector<StoredMessage> found = std::move(finder).messages();
+        const auto count = static_cast<std::int64_t>(found.size());
         const std::int64_t first = std::clamp<std::int64_t>(offset, 0, count);
         const std::int64_t size = std::clamp<std::int64_t>(limit, 0, count - first);
-        return messagesInRows(database, std::span(rows).subspan(static_cast<std::size_t>(first),
-                                                                static_cast<std::size_t>(size)));
+        found.erase(found.begin() + first + size, found.end());
+        found.erase(found.begin(), found.begin() + first);
+        return found;
     });
 }
 
