@@ -152,7 +152,8 @@ std::string Statement::columnName(int column) {
 }
 
 Database::Database(const std::string& path) {
-    const int flags = SQLITE_OPEN_READWRITE | (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
+                      (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
     sqlite3* database = nullptr;
     const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
     database_.reset(database);

@@ -67,7 +67,8 @@ class Statement {
 
 /// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
 /// the schema are run, and SQLite's own tables cannot be written. A lock of another connection is waited for,
-/// with growing, jittered pauses, for up to 30 seconds.
+/// with growing, jittered pauses, for up to 30 seconds. Only one thread at a time may use it, and what
+/// belongs to it.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
