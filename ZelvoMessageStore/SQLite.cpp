@@ -24,8 +24,11 @@ constexpr int longestValue = 16 << 20;
     }
     const int extendedCode = sqlite3_extended_errcode(database);
     std::string message = sqlite3_errmsg(database);
-    int systemError = sqlite3_system_errno(database);
-    if (systemError == 0 && (extendedCode & 0xFF) == SQLITE_IOERR) {
+    int systemError = 0;
+    if (const int primaryCode = extendedCode & 0xFF; primaryCode == SQLITE_CANTOPEN) {
+        systemError = sqlite3_system_errno(database);
+    } else if (primaryCode == SQLITE_IOERR) {
+        // What SQLite noted for the file; the process's last error may come from the rollback.
         sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &systemError);
     }
     if (systemError != 0) {

@@ -2,6 +2,7 @@
 
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -84,12 +85,14 @@ std::int64_t headerField(std::string_view header, std::size_t offset) {
     return value;
 }
 
+/// `beginning` has at most eight bytes.
 bool isJournal(std::string_view beginning) {
     constexpr std::string_view rollbackMagic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
     constexpr std::string_view writeAheadMagic = "\x37\x7f\x06";
-    constexpr std::string_view unwritten("\0\0\0\0\0\0\0\0", 8);
-    return beginning == rollbackMagic || beginning.starts_with(writeAheadMagic) ||
-           unwritten.starts_with(beginning);
+    // The rollback magic is written over zeros, when the rest is on the disk; a crash can leave a part of it.
+    return beginning.starts_with(writeAheadMagic) ||
+           std::equal(beginning.begin(), beginning.end(), rollbackMagic.begin(),
+                      [](char found, char magic) { return found == magic || found == '\0'; });
 }
 
 /// Whether there is a journal with something in it. SQLite deletes what has a journal's name: anything else

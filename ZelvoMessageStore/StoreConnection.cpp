@@ -96,8 +96,8 @@ void StoreConnection::createFile() const {
     }
     makePrivateFolders(std::filesystem::path(path_).parent_path());
     constexpr mode_t mode = S_IRUSR | S_IWUSR;
-    const FileDescriptor file(
-        open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    // O_EXCL: not through a symbolic link either.
+    const FileDescriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (file.get() >= 0) {
         // Whatever the umask is.
         if (fchmod(file.get(), mode) != 0) {

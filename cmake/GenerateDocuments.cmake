@@ -1,4 +1,4 @@
-# Has the built program write its manual pages and completion scripts:
+# Has a tool write its manual pages and completion scripts, as they lie under share/:
 #   cmake -D PROGRAM=<path> -D FOLDER=<path> -D ZSH_FOLDER=<path in there> -P GenerateDocuments.cmake
 
 cmake_path(GET PROGRAM FILENAME tool)

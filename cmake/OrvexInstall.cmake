@@ -4,7 +4,7 @@
 include(CMakePackageConfigHelpers)
 set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Orvex)
 write_basic_package_version_file(OrvexConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES cmake/OrvexConfig.cmake ${PROJECT_BINARY_DIR}/OrvexConfigVersion.cmake
+install(FILES cmake/OrvexConfig.cmake cmake/GenerateDocuments.cmake ${PROJECT_BINARY_DIR}/OrvexConfigVersion.cmake
   DESTINATION ${cmake_folder} COMPONENT development)
 install(EXPORT OrvexTargets NAMESPACE Orvex:: DESTINATION ${cmake_folder} COMPONENT development)
 

@@ -42,10 +42,10 @@ struct SendURL {
 
     static constexpr ManualText manual{
         .summary = "send a URL",
-        .description = R"(Sends it with {tool}. It's \sent.
-.Sh is no request here.
+        .description = R"(Sends it with {tool}. It's \sent
+(ie. gone).
 
-'Twas the second paragraph.)",
+.Sh is no request here.)",
         .exitStatus = "Always 1.",
         .examples = R"(Send:
 
@@ -78,6 +78,7 @@ TEST(Names, AreDerivedFromProperties) {
         {"inputRecordUUID", "input-record-uuid"},
         {"GetTotalCount", "get-total-count"},
         {"URLValue", "url-value"},
+        {"ANumber", "a-number"},
         {"isRTT", "is-rtt"},
         {"a", "a"},
         {"", ""},
@@ -131,9 +132,22 @@ TEST(FileURLArgument, IsAPathOrAFileURL) {
 TEST(Wording, FindsTheNearestSpelling) {
     const std::string candidates[] = {"-nc", "--no-color", "--recordUUIDs"};
     const std::pair<std::string_view, std::size_t> cases[] = {
-        {"--nc", 0},          {"-n", 0},         {"-cn", 0}, {"-no-color", 1}, {"--no-colo", 1},
-        {"--no_colour", 1},   {"--onc-olor", 1}, {"--x", 3}, {"-xyz", 3},      {"--recorduuids", 2},
-        {"--no-colour-s", 3}, {"", 3},           {"x", 3},   {"-", 3},
+        {"--nc", 0},
+        {"-n", 0},
+        {"-cn", 0},
+        {"-no-color", 1},
+        {"--no-colo", 1},
+        {"--no_colour", 1},
+        {"--onc-olor", 1},
+        {"--x", 3},
+        {"--nocolo", 1},
+        {"--recorduuids", 2},
+        {"--no-colour-s", 3},
+        {"", 3},
+        {"x", 3},
+        {"-", 3},
+        {"--", 3},
+        {"-x", 3},
     };
     for (const auto& [word, index] : cases) {
         EXPECT_EQ(nearest(word, candidates), index) << word;
@@ -160,7 +174,6 @@ Tool testTool(std::string& order) {
             .subcommands = subcommandTypes<PaintWall, SendURL>(),
             .options = {},
             .prepare = [&order] { order += "prepared"; },
-            .manual = {.summary = "test"},
             .released = "May 1, 2026"};
 }
 
@@ -212,6 +225,9 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
         {{"-dr=true"}, R"(unexpected value "true" for -dr: a flag takes none)"},
         {{"--dry-run", "true"}, R"(unexpected argument "true": expected an option)"},
         {{"--hel"}, R"(unknown option "--hel": did you mean --help?)"},
+        {{"--versoin"},
+         R"(unknown option "--versoin": did you mean --version, given in front of the command?)"},
+        {{"-q"}, R"(unknown option "-q": expected one that --help lists)"},
         {{"--version"}, R"(misplaced option --version: it is given in front of the command)"},
         {{"--", "-dr"}, R"(unexpected argument "-dr": expected an option)"},
         {{"-h", "a", "b"}, R"(unexpected argument "b": expected an option)"},
@@ -248,7 +264,9 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
     }
     const Case sendErrors[] = {
         {{"--handles", "a"},
-         R"(missing option --target-url: expected a path (begin it with "./" if its name has a ":"), or a URL such as file:///tmp/my%20video.mov)"},
+         "missing option --target-url: expected a path (begin it with \"./\" if its name has a \":\"), or a "
+         "URL such "
+         "as file:///tmp/my%20video.mov"},
         {{"--target-url", "/x"}, "missing option --handles: expected a text"},
     };
     for (Case each : sendErrors) {
@@ -261,10 +279,13 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
     const Case toolErrors[] = {
         {{"paint-wal"}, R"(unknown command "paint-wal": did you mean paint-wall?)"},
         {{"draw"}, R"(unknown command "draw": expected paint-wall or send-url)"},
+        {{"--dri-run"}, R"(unknown option "--dri-run": did you mean --dry-run, given after the command?)"},
+        {{"help", "--wrong"}, R"(unexpected argument "--wrong": expected one command)"},
         {{"hlep"}, R"(unknown command "hlep": did you mean help?)"},
-        {{"-dr", "paint-wall"}, R"(misplaced option -dr: the options of a command are given after it)"},
+        {{"-dr", "paint-wall"}, R"(misplaced option -dr: it is given after the command)"},
         {{"--generate-completion-script", "zhs"},
-         R"(invalid value "zhs" for --generate-completion-script: expected bash, zsh or fish; did you mean zsh?)"},
+         "invalid value \"zhs\" for --generate-completion-script: expected bash, zsh or fish; did you mean "
+         "zsh?"},
         {{"--versoin"}, R"(unknown option "--versoin": did you mean --version?)"},
         {{"help", "draw"}, R"(unknown command "draw": expected paint-wall or send-url)"},
         {{"help", "send-url", "x"}, R"(unexpected argument "x": expected one command)"},
@@ -347,18 +368,15 @@ TEST(Tool, PrintsManualPages) {
 .Op Fl h
 .Sh DESCRIPTION
 Sends it with tool.
-It\(aqs \esent.
-\&.Sh is no request here.
+It\(aqs \esent (ie.\& gone).
 .Pp
-\(aqTwas the second paragraph.
+\&.Sh is no request here.
 .Sh OPTIONS
 .Bl -tag -width Ds
 .It Fl \-target\-url Ar path
-Where to.
-(required)
+Where to.\& (required)
 .It Fl \-handles Ar text ...
-Who.
-(required)
+Who.\& (required)
 .It Fl h , Fl \-help
 Show this help.
 .El
@@ -381,7 +399,7 @@ Or not.
     EXPECT_THAT(runTool({"--generate-manual-page", "send-url"}).output,
                 testing::AllOf(testing::StartsWith(page), testing::EndsWith(pageEnd)));
     EXPECT_THAT(runTool({"--generate-manual-page"}).output,
-                testing::AllOf(testing::HasSubstr(".Nm tool\n.Nd test\n"),
+                testing::AllOf(testing::HasSubstr(".Nm tool\n.Nd Tests.\n"),
                                testing::HasSubstr(".It Cm send\\-url\nsend a URL\n"),
                                testing::EndsWith(".Xr tool-paint-wall 1 ,\n.Xr tool-send-url 1\n")));
     EXPECT_EQ(runTool({"--generate-manual-page", "snd-url"}).status, 64);

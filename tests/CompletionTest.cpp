@@ -13,7 +13,9 @@ Texts split(std::string_view text, std::string_view separator) {
     Texts parts;
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = std::min(text.find(separator, start), text.size());
-        parts.emplace_back(text.substr(start, end - start));
+        if (end > start) {
+            parts.emplace_back(text.substr(start, end - start));
+        }
         start = end + separator.size();
     }
     return parts;
@@ -32,10 +34,11 @@ class CompletionTest : public testing::Test {
         writeFile(folder / "completions" / name, runOrvex({"--generate-completion-script", shell}).output);
     }
 
-    /// `candidates` tells what the shell offers for the last word of a line in the folder with the files.
+    /// `candidates` tells what the shell offers between two parts of a line, in the folder with the files.
     /// What is expected has descriptions behind a tabulator.
-    static void expectCandidates(bool withDescriptions,
-                                 const std::function<Texts(const std::string&)>& candidates) {
+    static void
+    expectCandidates(bool withDescriptions,
+                     const std::function<Texts(const std::string&, const std::string&)>& candidates) {
         const Texts messageTypes = {"0\tscreened", "1\taudio", "2\tvideo"};
         const std::string shellHelp = "Print a script that completes command lines in a shell.";
         const std::pair<std::string, Texts> cases[] = {
@@ -60,6 +63,10 @@ class CompletionTest : public testing::Test {
             {"orvex delete-message -mt ", messageTypes},
             {"orvex delete-message -a --types 1 0 ", messageTypes},
             {"orvex delete-message -mt 1 -ri", {"-rids\tA list of recordUUIDs to delete."}},
+            {"orvex delete-message -mt=1 ", messageTypes},
+            {"orvex delete-message -mt 1 |  -handles ann", messageTypes},
+            {"orvex --store a:b=c get-t", {"get-total-count\tcount the messages"}},
+            {"orvex --store=a=b:c get-t", {"get-total-count\tcount the messages"}},
             {"orvex send-video-message --video-url ", {"my video.mov", "voice.m4a"}},
         };
         for (const auto& [line, described] : cases) {
@@ -67,7 +74,11 @@ class CompletionTest : public testing::Test {
             for (const std::string& each : described) {
                 expected.push_back(withDescriptions ? each : each.substr(0, each.find('\t')));
             }
-            EXPECT_THAT(candidates(line), testing::UnorderedElementsAreArray(expected)) << line;
+            const std::size_t cursor = std::min(line.find('|'), line.size());
+            const std::string behind = cursor < line.size() ? line.substr(cursor + 1) : "";
+            EXPECT_THAT(candidates(line.substr(0, cursor), behind),
+                        testing::UnorderedElementsAreArray(expected))
+                << line;
         }
     }
 
@@ -76,29 +87,37 @@ class CompletionTest : public testing::Test {
         shell.type("cd " + (folder / "files").native() + "; " + setUp + "\n");
         shell.type("orvex() { printf '<%s>' \"$@\"; echo .; }; echo rea''dy\n");
         ASSERT_TRUE(shell.shows("ready\r\n"));
-        expectCandidates(false, [&](const std::string& line) {
-            shell.type(line + "\t\n");
+        expectCandidates(false, [&](const std::string& before, const std::string& behind) {
+            constexpr char backward = '\x02';
+            shell.type(before + behind + std::string(behind.size(), backward) + "\t\n");
             EXPECT_TRUE(shell.shows("\n<"));
             Texts words = split(shell.shownUpTo(">.\r\n").value_or(""), "><");
-            const auto wordsBefore = std::count(line.begin(), line.end(), ' ') - 1;
+            const std::size_t wordsBehind = split(behind, " ").size();
+            words.resize(words.size() - std::min(wordsBehind, words.size()));
+            // The last word in front of the cursor, which may be empty, is the one completed.
+            const auto wordsBefore = std::count(before.begin(), before.end(), ' ') - 1;
             words.erase(words.begin(), words.begin() + std::min(wordsBefore, std::ssize(words)));
             return words;
         });
     }
+
+    /// The user's own settings do not count.
+    [[nodiscard]] std::string home() const { return "HOME=" + (folder / "").native(); }
 
     TemporaryFolder folder;
 };
 
 TEST_F(CompletionTest, InBash) {
     writeScript("bash", "orvex");
-    TerminalSession bash({"env", "TERM=dumb", "bash", "--norc", "--noprofile", "-i"});
+    TerminalSession bash(
+        {"env", home(), "INPUTRC=/dev/null", "TERM=dumb", "bash", "--norc", "--noprofile", "-i"});
     expectCandidatesIn(bash, "BASH_COMPLETION_USER_DIR=..; . /usr/share/bash-completion/bash_completion; "
                              R"(bind '"\t": insert-completions')");
 }
 
 TEST_F(CompletionTest, InZsh) {
     writeScript("zsh", "_orvex");
-    TerminalSession zsh({"env", "TERM=dumb", "zsh", "-f", "-i"});
+    TerminalSession zsh({"env", home(), "TERM=dumb", "zsh", "-f", "-i"});
     zsh.type("fpath=(" + (folder / "completions").native() +
              " $fpath); autoload -U compinit; compinit -D -u\n");
     zsh.type("unsetopt list_beep; orvex update-message -mailbox \t");
@@ -114,8 +133,8 @@ TEST_F(CompletionTest, InFish) {
     writeScript("fish", "orvex.fish");
     const std::string script =
         "cd " + (folder / "files").native() + "; source ../completions/orvex.fish; complete -C ";
-    expectCandidates(true, [&](const std::string& line) {
-        const ProgramRun run = runProgram({"fish", "-N", "-c", script + "'" + line + "'"});
+    expectCandidates(true, [&](const std::string& before, const std::string&) {
+        const ProgramRun run = runProgram({"env", home(), "fish", "-N", "-c", script + "'" + before + "'"});
         EXPECT_EQ(run.errors, "");
         return split(run.output, "\n");
     });

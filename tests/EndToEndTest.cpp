@@ -224,24 +224,36 @@ TEST_F(EndToEndTest, ShowsTheHelpThatUsersKnow) {
     }
 }
 
-TEST_F(EndToEndTest, FitsHelpToTheTerminal) {
-    const auto wordsOf = [](std::istream&& text) {
-        return std::vector<std::string>(std::istream_iterator<std::string>(text), {});
+TEST_F(EndToEndTest, FitsHelpAndErrorsToTheTerminal) {
+    const auto wordsOf = [](const std::string& text) {
+        std::istringstream stream(text);
+        return std::vector<std::string>(std::istream_iterator<std::string>(stream), {});
     };
+    std::vector<std::string> lines = {"send-video-message", "get-all-messages -mt 7", "no-such-command"};
     for (const std::string& topic : helpTopics()) {
-        const auto words = wordsOf(std::ifstream(ORVEX_TEST_DATA "/help/" + topic + ".txt"));
-        for (const std::size_t width : {60U, 200U}) {
-            TerminalSession session({"sh", "-c",
-                                     "stty cols " + std::to_string(width) + "; " ORVEX_PROGRAM " help " +
-                                         (topic == "orvex" ? "" : topic) + "; echo ---"});
-            const std::string screen = session.shownUpTo("---\r\n").value_or("");
-            EXPECT_EQ(wordsOf(std::istringstream(screen)), words) << topic;
+        lines.push_back(topic == "orvex" ? "" : "help " + topic);
+    }
+    for (const std::string& line : lines) {
+        const ProgramRun plain = runProgram({"sh", "-c", ORVEX_PROGRAM " " + line});
+        std::size_t narrowLines = 0;
+        for (const std::size_t width : {60U, 80U, 200U}) {
+            const std::string setUp = "stty -onlcr cols " + std::to_string(width) + "; ";
+            TerminalSession session({"sh", "-c", setUp + ORVEX_PROGRAM " " + line + "; echo ---"});
+            const std::string screen = session.shownUpTo("---\n").value_or("");
+            EXPECT_EQ(wordsOf(screen), wordsOf(plain.output + plain.errors)) << line;
             std::size_t longest = 0;
-            for (std::size_t start = 0, end = 0; (end = screen.find("\r\n", start)) != std::string::npos;
-                 start = end + 2) {
+            std::size_t count = 0;
+            for (std::size_t start = 0, end = 0; (end = screen.find('\n', start)) != std::string::npos;
+                 start = end + 1) {
                 longest = std::max(longest, end - start);
+                ++count;
             }
-            EXPECT_LE(longest, width) << topic;
+            EXPECT_LE(longest, width) << line;
+            if (width == 60) {
+                narrowLines = count;
+            } else if (width == 200) {
+                EXPECT_LT(count, narrowLines) << line;
+            }
         }
     }
 }
@@ -299,16 +311,17 @@ TEST_F(EndToEndTest, AnInterruptedDeletionLeavesWholeBatches) {
         return std::ifstream(file, std::ios::binary).seekg(lastByteOfCounter).get();
     };
     const int before = transactions();
-    TerminalSession session({"sh", "-c",
-                             "echo y | " ORVEX_PROGRAM " --store '" + file + "' delete-message -a >'" +
-                                 std::string(folder / "list") + "'"});
+    TerminalSession session({"bash", "-c",
+                             "trap : INT; echo y | " ORVEX_PROGRAM " --store '" + file +
+                                 "' delete-message -a >'" + std::string(folder / "list") +
+                                 "'; exit ${PIPESTATUS[1]}"});
     constexpr int enough = 3;
     for (const auto start = currentTime();
          (transactions() - before + 256) % 256 < enough && currentTime() - start < Seconds(60);) {
         usleep(100);
     }
     session.type("\x03");
-    EXPECT_EQ(session.status(), -SIGINT);
+    EXPECT_EQ(session.status(), 130);
     const std::int64_t remaining = store.queryInteger("SELECT count(*) FROM messages");
     EXPECT_LT(remaining, count);
     EXPECT_GT(remaining, 0);

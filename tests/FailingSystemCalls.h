@@ -1,7 +1,6 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include <functional>
 
 namespace Orvex::Testing {
 
@@ -9,13 +8,22 @@ namespace Orvex::Testing {
 /// tests/CMakeLists.txt lists which calls these are.
 class FailingSystemCalls {
   public:
-    enum class Effect { error, processEnds };
+    enum class Effect {
+        error,
+        /// The process ends with status 0 before the call.
+        processEnds,
+        /// The same after half of a write.
+        processEndsHalfway,
+        /// The same as `processEnds`, and `losePower`.
+        powerFails,
+        /// Before the call, another one has its turn.
+        interruption,
+    };
 
-    /// From now on, call `number` fails with this error, or ends the process with status 0 before it is made.
-    FailingSystemCalls(int number, Effect effect, int error);
-    /// From now on, calls are noted.
-    FailingSystemCalls();
-    /// From now on, every `copy_file_range` fails with this error.
+    /// From now on, call `number` fails in this way, with this error, or after `interruption`.
+    FailingSystemCalls(int number, Effect effect, int error = 0, std::function<void()> interruption = {});
+    /// From now on, every `copy_file_range` fails with this error, or copies nothing if it is negative; and
+    /// every `write` writes half of what it is given.
     explicit FailingSystemCalls(int copyError);
     ~FailingSystemCalls();
     FailingSystemCalls(const FailingSystemCalls&) = delete;
@@ -24,8 +32,9 @@ class FailingSystemCalls {
     /// Whether the call came.
     [[nodiscard]] static bool happened();
 
-    /// The names of what was synced, and "rename", in the order of the calls since this object was made.
-    [[nodiscard]] static const std::vector<std::string>& steps();
+    /// Takes what was not synced off the disk: names that were made in a folder, and half of what was written
+    /// into a file.
+    static void losePower();
 };
 
 } // namespace Orvex::Testing

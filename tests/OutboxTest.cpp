@@ -1,7 +1,7 @@
 #include "FailingSystemCalls.h"
+#include "Foundation/FileDescriptor.h"
 #include "SendingService/OutboxSendingService.h"
 #include "Support.h"
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Orvex::Testing {
@@ -109,6 +108,7 @@ TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
     const std::pair<std::string, std::string> handles[] = {
         {"", "is empty"},
         {"a\nb", R"("a\nb" has a control character, or bytes that are no UTF-8)"},
+        {"\x7f", R"("\u{7F}" has a control character, or bytes that are no UTF-8)"},
         {"\u0085", R"("\u{85}" has a control character, or bytes that are no UTF-8)"},
         {"\xff", R"("\xFF" has a control character, or bytes that are no UTF-8)"},
     };
@@ -142,7 +142,7 @@ TEST_F(OutboxTest, CopiesThroughMemoryWhereTheKernelCannot) {
         large += static_cast<char>(i * 31 % 251);
     }
     writeFile(video, large);
-    for (const int error : {EXDEV, EINVAL, ENOSYS, EOPNOTSUPP}) {
+    for (const int error : {EXDEV, EINVAL, ENOSYS, EOPNOTSUPP, EPERM, -1}) {
         const FailingSystemCalls failing(error);
         EXPECT_EQ(errorOfSending(), "");
     }
@@ -178,65 +178,78 @@ TEST_F(OutboxTest, LeavesNothingWhicheverStepFails) {
     EXPECT_GT(number, 15);
 }
 
-TEST_F(OutboxTest, IsWholeWheneverTheProcessDies) {
-    int number = 0;
-    std::size_t whole = 0;
-    while (whole == 0) {
-        outbox = folder / ("outbox" + std::to_string(number));
-        const pid_t child = fork();
-        if (child == 0) {
-            const FailingSystemCalls failing(number, FailingSystemCalls::Effect::processEnds, 0);
-            _exit(errorOfSending().empty() ? 2 : 1);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        ASSERT_NE(WEXITSTATUS(status), 1);
-        whole = WEXITSTATUS(status) == 2 ? 1 : 0;
-        const std::size_t left = entries(outbox / "new").size();
-        EXPECT_LE(left, 1U);
+TEST_F(OutboxTest, IsWholeWheneverTheProcessDiesOrPowerFails) {
+    using Effect = FailingSystemCalls::Effect;
+    for (const Effect effect : {Effect::processEnds, Effect::processEndsHalfway, Effect::powerFails}) {
+        int number = 0;
+        for (bool isSent = false; !isSent; ++number) {
+            outbox = folder / ("outbox" + std::to_string(number));
+            std::filesystem::remove_all(outbox);
+            constexpr int sent = 2;
+            const int status = runInProcesses(1, [&](int) {
+                const FailingSystemCalls failing(number, effect);
+                wait(OutboxSendingService(outbox).sendVideoMessage(request()));
+                FailingSystemCalls::losePower();
+                _exit(sent);
+            })[0];
+            isSent = status == sent;
+            ASSERT_TRUE(isSent || status == 0);
+            const std::size_t left = entries(outbox / "new").size();
+            EXPECT_TRUE(left == 1 || (left == 0 && !isSent)) << number;
 
-        ASSERT_EQ(errorOfSending(), "");
-        EXPECT_THAT(entries(outbox / "tmp"), IsEmpty()) << number;
-        EXPECT_EQ(entries(outbox / "new").size(), left + 1);
-        for (const path& entry : entries(outbox / "new")) {
-            expectWhole(entry);
+            ASSERT_EQ(errorOfSending(), "");
+            EXPECT_THAT(entries(outbox / "tmp"), IsEmpty()) << number;
+            EXPECT_EQ(entries(outbox / "new").size(), left + 1);
+            for (const path& entry : entries(outbox / "new")) {
+                expectWhole(entry);
+            }
         }
-        ++number;
+        EXPECT_GT(number, 15);
     }
-    EXPECT_GT(number, 15);
 }
 
-TEST_F(OutboxTest, SyncsEverythingBeforeAnEntryIsPublished) {
+TEST_F(OutboxTest, TakesAnotherMessageAtEveryStepOfOne) {
     ASSERT_EQ(errorOfSending(), "");
-    const VideoMessageRequest message = request();
-    const FailingSystemCalls noting;
-    ASSERT_EQ(errorOfSending(message), "");
-    EXPECT_THAT(
-        FailingSystemCalls::steps(),
-        testing::ElementsAre("video.MOV", "request.json", message.recordUUID.text(), "rename", "new"));
-}
-
-TEST_F(OutboxTest, TakesMessagesFromManyProcessesAtOnce) {
-    constexpr int processes = 8;
-    const auto exits = runInProcesses(processes, [&] {
-        for (int i = 0; i < 10; ++i) {
-            wait(OutboxSendingService(outbox).sendVideoMessage(request()));
+    std::size_t sent = 1;
+    const auto sendAnother = [&] {
+        const FileDescriptor tmp(open((outbox / "tmp").c_str(), O_RDONLY | O_DIRECTORY));
+        if (flock(tmp.get(), LOCK_EX | LOCK_NB) == 0) {
+            flock(tmp.get(), LOCK_UN);
+            EXPECT_EQ(errorOfSending(), "");
+            ++sent;
         }
-    });
-    EXPECT_THAT(exits, testing::Each(0));
-    EXPECT_EQ(entries(outbox / "new").size(), std::size_t{processes * 10});
+    };
+    bool happened = true;
+    for (int number = 0; happened; ++number, ++sent) {
+        const FailingSystemCalls failing(number, FailingSystemCalls::Effect::interruption, 0, sendAnother);
+        EXPECT_EQ(errorOfSending(), "") << number;
+        happened = FailingSystemCalls::happened();
+    }
+    EXPECT_GT(sent, 20U);
+    EXPECT_EQ(entries(outbox / "new").size(), sent);
+    EXPECT_THAT(entries(outbox / "tmp"), IsEmpty());
 }
 
-TEST_F(OutboxTest, ClearsAwayNoEntryThatIsBeingWritten) {
-    ASSERT_EQ(errorOfSending(), "");
-    create_directory(outbox / "tmp/dead");
-    create_directory(outbox / "tmp/alive");
-    writeFile(outbox / "tmp/alive/video", "half of");
-    const int alive = open((outbox / "tmp/alive").c_str(), O_RDONLY | O_DIRECTORY);
-    flock(alive, LOCK_EX);
-    ASSERT_EQ(errorOfSending(), "");
-    close(alive);
-    EXPECT_THAT(entries(outbox / "tmp"), testing::ElementsAre(outbox / "tmp/alive"));
+TEST_F(OutboxTest, SendsNoVideoThatChangesMeanwhile) {
+    for (const std::string_view changed : {"moving pictures and more", "moving"}) {
+        int errors = 0;
+        bool happened = true;
+        for (int number = 0; happened; ++number) {
+            writeFile(video, "moving pictures");
+            outbox = folder / (std::to_string(changed.size()) + "-" + std::to_string(number));
+            const FailingSystemCalls failing(number, FailingSystemCalls::Effect::interruption, 0,
+                                             [&] { writeFile(video, changed); });
+            const std::string error = errorOfSending();
+            happened = FailingSystemCalls::happened();
+            if (error.empty()) {
+                EXPECT_EQ(readFile(entries(outbox / "new").at(0) / "video.MOV"), "moving pictures");
+            } else {
+                EXPECT_THAT(error, HasSubstr("the video changed while it was copied"));
+                ++errors;
+            }
+        }
+        EXPECT_GT(errors, 0);
+    }
 }
 
 } // namespace

@@ -37,7 +37,7 @@ TEST_F(PrivacyTest, WhatIsMadeIsForItsOwnerAloneWhateverTheUmask) {
     std::filesystem::permissions(folder / "", perms::all);
     for (const mode_t mask : {0U, 0277U, 0777U}) {
         EXPECT_THAT(runInProcesses(1,
-                                   [&] {
+                                   [&](int) {
                                        // What root may do does not depend on modes: be somebody else.
                                        if (geteuid() == 0 && setuid(65534) != 0) {
                                            throw std::runtime_error("still root");

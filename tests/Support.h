@@ -83,7 +83,8 @@ std::string commandOutput(const std::vector<std::string_view>& words, std::strin
     return outputOf([&] { runToCompletion(command.run()); });
 }
 
-/// Runs `action` in so many processes at once; returns their exit statuses, 1 for one that an exception left.
+/// Runs `action` in so many processes at once, given a number from 0 each; returns their exit statuses, 255
+/// for one that an exception left.
 template <class Action>
 std::vector<int> runInProcesses(int count, Action action) {
     std::vector<pid_t> processes;
@@ -91,11 +92,11 @@ std::vector<int> runInProcesses(int count, Action action) {
         processes.push_back(fork());
         if (processes.back() == 0) {
             try {
-                action();
+                action(i);
                 _exit(0);
             } catch (const std::exception& error) {
                 std::fprintf(stderr, "%s\n", error.what());
-                _exit(1);
+                _exit(255);
             }
         }
     }

@@ -2,8 +2,8 @@
 
 #include "Orvex/arguments/Help.h"
 #include "Orvex/arguments/Invocation.h"
+#include "Orvex/arguments/Parser.h"
 #include "Orvex/arguments/Wording.h"
-#include <algorithm>
 #include <vector>
 
 namespace Orvex {
@@ -46,16 +46,6 @@ std::string filledIn(std::string_view text, const Tool& tool) {
     return replacing(replacing(text, "{tool}", tool.name), "{id}", replacing(tool.name, "-", "_"));
 }
 
-std::vector<std::string> allSpellings(Options options) {
-    std::vector<std::string> all;
-    for (const BoundProperty& bound : options) {
-        for (std::string& spelling : bound.spellings()) {
-            all.push_back(std::move(spelling));
-        }
-    }
-    return all;
-}
-
 // In bash a function is told the words so far and answers with candidates. It shows no descriptions.
 
 constexpr std::string_view bashStart =
@@ -79,46 +69,53 @@ constexpr std::string_view bashEnd = R"(    esac
 }
 
 _{id}() {
-    local word current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local command= takes=0 values= path= given= attached= options= commands= candidates=
-    # "--name=value" arrives as three words.
-    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    local -a words=()
+    local piece word rest=$COMP_LINE current=$2 prefix=$2
+    local command= takes=0 values= path= given= options= commands= candidates=
+    # Readline breaks words at "=" and ":" too. Here they are whole again, the last one up to the cursor.
+    if [[ ${COMP_WORDS[COMP_CWORD]} == [=:] ]]; then
+        current=${COMP_WORDS[COMP_CWORD]} prefix=
+    fi
+    for piece in "${COMP_WORDS[@]:0:COMP_CWORD}" "$current"; do
+        if [[ ${#words[@]} == 0 || $rest == [[:blank:]]* ]]; then
+            words+=("$piece")
+        else
+            words[-1]+=$piece
+        fi
+        rest=${rest#"${rest%%[![:blank:]]*}"}
+        rest=${rest#"$piece"}
+    done
+    current=${words[-1]}
+
+    for word in "${words[@]:1:${#words[@]}-2}"; do
         if [[ $word == -* ]]; then
-            _{id}_option "$command" "$word"
-            given=
-        elif [[ $word == = ]]; then
-            :
-        elif [[ $takes == 1 ]]; then
-            takes=0
-        elif [[ $takes == '*' ]]; then
+            _{id}_option "$command" "${word%%=*}"
+            [[ $word == *=* ]] && given=yes || given=
+        elif [[ $takes == 0 || ( $takes == 1 && -n $given ) ]]; then
+            command=${command:+$command }$word
+        else
             given=yes
-        elif [[ -z $command ]]; then
-            command=$word
         fi
     done
-    if [[ $current == = ]]; then
-        current= attached=yes
-    elif [[ $previous == = ]]; then
-        attached=yes
+    if [[ $current == -*=* ]]; then
+        _{id}_option "$command" "${current%%=*}"
+        given=
+    elif [[ $current == -* || ( $takes == 1 && -n $given ) ]]; then
+        takes=0
     fi
 
     COMPREPLY=()
-    if [[ $takes != 0 && ( $current != -* || -n $attached ) ]]; then
-        if [[ -n $path ]]; then
-            compopt -o default
-            return
-        fi
+    if [[ ${words[-2]} == *[\<\>] || $current == *[\<\>]* || ( $takes != 0 && -n $path ) ]]; then
+        compopt -o default
+        return
+    fi
+    if [[ $takes == 0 || ( -n $given && -z $values ) ]]; then
+        _{id}_words "$command"
+        [[ -n $commands && $current != -* ]] && candidates=$commands || candidates=$options
+    else
         candidates=$values
     fi
-    if [[ -z $candidates && -z $attached && ( $takes == 0 || -n $given || $current == -* ) ]]; then
-        _{id}_words "$command"
-        if [[ -n $commands && $current != -* ]]; then
-            candidates=$commands
-        else
-            candidates=$options
-        fi
-    fi
-    mapfile -t COMPREPLY < <(compgen -W "$candidates" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "$candidates" -- "$prefix")
 }
 
 complete -F _{id} {tool}
@@ -142,7 +139,9 @@ std::string bashScript(const Tool& tool, Options toolOptions) {
                 const ValueSyntax syntax = bound.property->syntax();
                 optionCases +=
                     "    " + joined(patterns, " | ") + ") takes=" + (takesList(bound) ? "'*'" : "1") +
-                    (syntax.isPath ? " path=yes" : " values='" + joined(syntax.values, " ") + "'") + " ;;\n";
+                    (syntax.isPath ? " path=yes"
+                                   : " values=" + quoted(joined(syntax.values, " "), Shell::bash)) +
+                    " ;;\n";
             }
         }
     });
@@ -176,7 +175,7 @@ constexpr std::string_view zshMiddle = R"(    )
         ;;
     arguments)
         case $words[1] in
-        help) _describe command commands ;;
+        help) ((CURRENT == 2)) && _describe command commands ;;
 )";
 
 constexpr std::string_view zshEnd = R"(        esac
@@ -238,10 +237,13 @@ std::string zshCommand(const std::string& command, Options options) {
                      quoted(values, Shell::zsh) + " ;;\n";
         }
     }
+    const std::string more = lists.empty() ? "" : "                '*: :->more' \\\n";
     return "        " + command + ")\n            _arguments -C \\\n" +
-           zshOptions(options, std::string(16, ' ')) +
-           "                '*: :->more' && return\n            case ${words[(R)-*]} in\n" + lists +
-           "            esac\n            ;;\n";
+           zshOptions(options, std::string(16, ' ')) + more + "                && return\n" +
+           (lists.empty() ? ""
+                          : "            case ${${${words[1,CURRENT-1]}[(R)-*]}%%=*} in\n" + lists +
+                                "            esac\n") +
+           "            ;;\n";
 }
 
 std::string zshScript(const Tool& tool, Options toolOptions) {
@@ -288,9 +290,9 @@ end
 # Whether the words in front of the cursor end with a value of one of these options.
 function __{id}_lists
     set -l words (commandline -opc)
-    string match -q -- '-*' $words[-1]
+    string match -q -r -- '^-[^=]*$' $words[-1]
     and return 1
-    contains -- (string match -- '-*' $words)[-1] $argv
+    contains -- (string replace -r '=.*' '' -- (string match -- '-*' $words)[-1]) $argv
 end
 
 complete -c {tool} -f
@@ -309,7 +311,7 @@ std::string fishCandidates(const ValueSyntax& syntax) {
             values += "\\t" + syntax.meanings[i];
         }
     }
-    return values.empty() ? " -f" : " -f -a '" + values + "'";
+    return values.empty() ? " -f" : " -f -a " + quoted(values, Shell::fish);
 }
 
 /// `start` is the declaration up to its condition.

@@ -1,5 +1,6 @@
 #include "Orvex/arguments/Help.h"
 
+#include "Orvex/arguments/Parser.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
 #include <sys/ioctl.h>
@@ -21,6 +22,14 @@ std::string placeholder(const Property& property) {
 }
 
 } // namespace
+
+Flag helpFlag(std::span<const BoundProperty> others) {
+    const Name shortName = singleDash("h");
+    const Name longName = customLong("help");
+    const std::vector<std::string> taken = allSpellings(others);
+    const bool isTaken = std::find(taken.begin(), taken.end(), shortName.spelling("")) != taken.end();
+    return {isTaken ? Names{longName} : Names{shortName, longName}, "Show this help."};
+}
 
 std::string helpWithRemarks(const Property& property) {
     const ValueSyntax syntax = property.syntax();

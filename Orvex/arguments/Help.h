@@ -10,7 +10,9 @@ namespace Orvex {
 
 /// Shows help when it stands in the place of a command.
 inline constexpr std::string_view helpCommand = "help";
-inline constexpr std::string_view helpFlagText = "Show this help.";
+
+/// The flag that shows help, beside options one of which may have "-h" for itself.
+[[nodiscard]] Flag helpFlag(std::span<const BoundProperty> others);
 
 /// "Usage: ", the words that call the command, every option that has to be given, and "[options]" if there
 /// are others. Without a newline.

@@ -1,7 +1,6 @@
 #include "Orvex/arguments/Invocation.h"
 
 #include "Orvex/arguments/Help.h"
-#include <algorithm>
 
 namespace Orvex {
 
@@ -9,9 +8,7 @@ Invocation::Invocation(const Tool& tool, const SubcommandType& type)
     : words_(tool.name + " " + type.name),
       subcommand_(type.make()),
       options_(subcommand_->properties()),
-      help_(isSpelling("-h", options_) ? Names{customLong("help")}
-                                       : Names{singleDash("h"), customLong("help")},
-            helpFlagText) {
+      help_(helpFlag(options_)) {
     options_.push_back({.name = "help", .property = &help_});
 }
 

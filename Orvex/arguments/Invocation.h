@@ -25,7 +25,7 @@ class Invocation {
 
     [[nodiscard]] std::string usage() const;
     [[nodiscard]] bool asksForHelp(Words words) const { return isGiven(options_.back(), words); }
-    void parse(Words words) { parseArguments(options_, words); }
+    void parse(Words words, const OptionsElsewhere& elsewhere) { parseArguments(options_, words, elsewhere); }
     Async<void> run() { return subcommand_->run(); }
 
   private:

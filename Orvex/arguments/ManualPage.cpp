@@ -1,5 +1,6 @@
 #include "Orvex/arguments/ManualPage.h"
 
+#include "Foundation/LetterCase.h"
 #include "Orvex/arguments/Help.h"
 #include "Orvex/arguments/Invocation.h"
 #include "Orvex/arguments/Wording.h"
@@ -47,15 +48,28 @@ std::string escaped(std::string_view text) {
     return input;
 }
 
-/// A paragraph as lines of input, each sentence on a line of its own, as roff wants it.
+/// The size of the sentence that the text begins with, up to its full stop.
+std::size_t sentenceSize(std::string_view text) {
+    constexpr std::string_view stop = ". ";
+    std::size_t found = text.find(stop);
+    while (found != std::string_view::npos &&
+           !(found + stop.size() < text.size() && isUpperCase(text[found + stop.size()]))) {
+        found = text.find(stop, found + 1);
+    }
+    return found == std::string_view::npos ? text.size() : found + 1;
+}
+
+/// A paragraph as lines of input, each sentence on a line of its own, as roff wants it. A full stop within
+/// one is an abbreviation's, and kept from looking like an end.
 std::string filled(std::string_view paragraph) {
     constexpr std::size_t longestLine = 79;
     std::string lines;
     while (!paragraph.empty()) {
-        const std::size_t end = std::min(paragraph.find(". "), paragraph.size() - 1) + 1;
-        appendWrapped(lines, escaped(paragraph.substr(0, end)), 0, 0, longestLine);
+        const std::size_t size = sentenceSize(paragraph);
+        const std::string sentence = escaped(paragraph.substr(0, size));
+        appendWrapped(lines, replacing(sentence, ". ", ".\\& "), 0, 0, longestLine);
         lines += '\n';
-        paragraph.remove_prefix(std::min(end + 1, paragraph.size()));
+        paragraph.remove_prefix(std::min(size + 1, paragraph.size()));
     }
     return lines;
 }
@@ -87,21 +101,19 @@ std::string start(const Tool& tool, const std::string& page, std::string_view su
     std::string title = page;
     std::transform(title.begin(), title.end(), title.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return ".Dd " + tool.released + "\n.Dt " + title + " 1\n.Os\n" +
+    const std::string released = tool.released.empty() ? "$Mdocdate$" : tool.released;
+    return ".Dd " + released + "\n.Dt " + title + " 1\n.Os\n" +
            section("NAME", ".Nm " + page + "\n.Nd " + escaped(summary) + "\n");
 }
 
 /// " Ar name ..." for the value of an option, nothing for a flag.
 std::string argument(const Property& property) {
-    const std::string placeholder = property.syntax().placeholder;
-    switch (property.valueCount()) {
-    case ValueCount::none:
+    if (property.valueCount() == ValueCount::none) {
         return "";
-    case ValueCount::upToNextOption:
-        return " Ar " + escaped(placeholder.substr(1, placeholder.size() - 2)) + " ...";
-    default:
-        return " Ar " + escaped(placeholder.substr(1, placeholder.size() - 2));
     }
+    const std::string name = replacing(replacing(property.syntax().placeholder, "<", ""), ">", "");
+    const bool isList = property.valueCount() == ValueCount::upToNextOption;
+    return " Ar " + escaped(name) + (isList ? " ..." : "");
 }
 
 std::string flag(std::string_view spelling) {
@@ -151,6 +163,14 @@ Nobody reads the output any more.
 .El
 )";
 
+std::string_view given(std::string_view text, std::string_view otherwise) {
+    return text.empty() ? otherwise : text;
+}
+
+std::string summaryOf(const Tool& tool, const SubcommandType& type) {
+    return type.manual.summary.empty() ? "a command of " + tool.name : std::string(type.manual.summary);
+}
+
 std::string reference(const std::string& page) {
     return ".Xr " + page + " 1";
 }
@@ -161,13 +181,15 @@ std::string toolManualPage(const Tool& tool, std::span<const BoundProperty> opti
     std::string commands = ".Bl -tag -width Ds\n";
     std::vector<std::string> pages;
     for (const SubcommandType& type : tool.subcommands) {
-        commands += ".It Cm " + escaped(type.name) + "\n" + filled(type.manual.summary);
+        commands += ".It Cm " + escaped(type.name) + "\n" + filled(summaryOf(tool, type));
         pages.push_back(reference(tool.name + "-" + type.name));
     }
+    commands += ".It Cm " + std::string(helpCommand) + " Op Ar command\nshow the help of a command, or of " +
+                escaped(tool.name) + "\n";
     std::sort(pages.begin(), pages.end());
-    return start(tool, tool.name, tool.manual.summary) +
+    return start(tool, tool.name, given(tool.manual.summary, tool.summary)) +
            section("SYNOPSIS", ".Nm\n.Op Ar options\n.Ar command\n.Op Ar options of the command\n") +
-           section("DESCRIPTION", body(tool, tool.manual.description)) +
+           section("DESCRIPTION", body(tool, given(tool.manual.description, tool.summary))) +
            section("COMMANDS", commands + ".El\n") +
            section("OPTIONS", "These are given in front of the command.\n" + optionList(options)) +
            section("EXIT STATUS", std::string(exitStatuses)) +
@@ -177,7 +199,7 @@ std::string toolManualPage(const Tool& tool, std::span<const BoundProperty> opti
 
 std::string commandManualPage(const Tool& tool, const SubcommandType& type) {
     const Invocation invocation(tool, type);
-    return start(tool, tool.name + "-" + type.name, type.manual.summary) +
+    return start(tool, tool.name + "-" + type.name, summaryOf(tool, type)) +
            section("SYNOPSIS", ".Nm " + escaped(tool.name) + " " + escaped(type.name) + "\n" +
                                    synopsis(invocation.options())) +
            section("DESCRIPTION", body(tool, type.manual.description)) +

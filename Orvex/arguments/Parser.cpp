@@ -3,6 +3,7 @@
 #include "Foundation/QuotedText.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
@@ -20,12 +21,10 @@ bool looksLikeOption(std::string_view word) {
 
 class Parser {
   public:
-    Parser(std::span<const BoundProperty> properties, Words words) : words_(words) {
+    Parser(std::span<const BoundProperty> properties, Words words, const OptionsElsewhere& elsewhere)
+        : words_(words), elsewhere_(elsewhere), spellings_(allSpellings(properties)) {
         for (const BoundProperty& bound : properties) {
-            for (std::string& spelling : bound.spellings()) {
-                spellings_.push_back(std::move(spelling));
-                properties_.push_back(bound.property);
-            }
+            properties_.insert(properties_.end(), bound.property->names().size(), bound.property);
         }
     }
 
@@ -70,11 +69,24 @@ class Parser {
         if (found != spellings_.end()) {
             return *properties_[static_cast<std::size_t>(found - spellings_.begin())];
         }
-        const std::size_t near = nearest(name, spellings_);
-        throw UsageError("unknown option " + inQuotes(name) +
-                             (near < spellings_.size() ? ": did you mean " + spellings_[near] + "?"
-                                                       : ": expected one that --help lists"),
-                         name);
+        refuse(name);
+    }
+
+    [[noreturn]] void refuse(std::string_view name) const {
+        const std::string place = ", given " + std::string(elsewhere_.place);
+        const std::vector<std::string> others =
+            elsewhere_.spellings ? elsewhere_.spellings() : std::vector<std::string>();
+        if (std::find(others.begin(), others.end(), name) != others.end()) {
+            throw UsageError("misplaced option " + std::string(name) + ": it is" + place.substr(1));
+        }
+        const std::string unknown = "unknown option " + inQuotes(name) + ": ";
+        if (const std::size_t near = nearest(name, spellings_); near < spellings_.size()) {
+            throw UsageError(unknown + "did you mean " + spellings_[near] + "?");
+        }
+        if (const std::size_t near = nearest(name, others); near < others.size()) {
+            throw UsageError(unknown + "did you mean " + others[near] + place + "?");
+        }
+        throw UsageError(unknown + "expected one that --help lists");
     }
 
     std::string_view nextValue(const Property& property, std::string_view name) {
@@ -110,6 +122,7 @@ class Parser {
     }
 
     Words words_;
+    const OptionsElsewhere& elsewhere_;
     std::size_t position_ = 0;
     std::vector<std::string> spellings_;
     std::vector<Property*> properties_;
@@ -117,12 +130,24 @@ class Parser {
 
 } // namespace
 
-std::size_t parseOptions(std::span<const BoundProperty> properties, Words words) {
-    return Parser(properties, words).parse();
+std::vector<std::string> allSpellings(std::span<const BoundProperty> properties) {
+    std::vector<std::string> all;
+    for (const BoundProperty& bound : properties) {
+        std::vector<std::string> spellings = bound.spellings();
+        all.insert(all.end(), std::make_move_iterator(spellings.begin()),
+                   std::make_move_iterator(spellings.end()));
+    }
+    return all;
 }
 
-void parseArguments(std::span<const BoundProperty> properties, Words words) {
-    const std::size_t parsed = parseOptions(properties, words);
+std::size_t parseOptions(std::span<const BoundProperty> properties, Words words,
+                         const OptionsElsewhere& elsewhere) {
+    return Parser(properties, words, elsewhere).parse();
+}
+
+void parseArguments(std::span<const BoundProperty> properties, Words words,
+                    const OptionsElsewhere& elsewhere) {
+    const std::size_t parsed = parseOptions(properties, words, elsewhere);
     if (parsed < words.size()) {
         throw UsageError("unexpected argument " + inQuotes(words[parsed]) + ": expected an option");
     }
@@ -134,18 +159,10 @@ void parseArguments(std::span<const BoundProperty> properties, Words words) {
     }
 }
 
-bool isSpelling(std::string_view name, std::span<const BoundProperty> properties) {
-    return std::any_of(properties.begin(), properties.end(), [&](const BoundProperty& bound) {
-        const std::vector<std::string> spellings = bound.spellings();
-        return std::find(spellings.begin(), spellings.end(), name) != spellings.end();
-    });
-}
-
 bool isGiven(const BoundProperty& property, Words words) {
+    const std::vector<std::string> spellings = property.spellings();
     const auto end = std::find(words.begin(), words.end(), optionsEnd);
-    return std::any_of(words.begin(), end, [&](std::string_view word) {
-        return isSpelling(word, {&property, 1});
-    });
+    return std::find_first_of(words.begin(), end, spellings.begin(), spellings.end()) != end;
 }
 
 } // namespace Orvex

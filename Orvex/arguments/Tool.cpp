@@ -20,7 +20,7 @@ namespace Orvex {
 namespace {
 
 struct ToolFlags {
-    Flag help{{singleDash("h"), customLong("help")}, helpFlagText};
+    Flag help = helpFlag({});
     Flag version{{customLong("version")}, "Show the version."};
     Option<std::optional<Shell>> generateCompletionScript{
         std::nullopt, {derivedLong}, "Print a script that completes command lines in a shell."};
@@ -46,6 +46,15 @@ void openStandardStreams() {
     if (descriptor >= 0) {
         close(descriptor);
     }
+}
+
+/// Undoes what a parent may have done to the signal that tells of a reader that has left.
+void endWhenReaderLeaves() {
+    sigset_t readerLeft;
+    sigemptyset(&readerLeft);
+    sigaddset(&readerLeft, SIGPIPE);
+    sigprocmask(SIG_UNBLOCK, &readerLeft, nullptr);
+    std::signal(SIGPIPE, SIG_DFL);
 }
 
 std::string toolUsage(const Tool& tool) {
@@ -91,12 +100,16 @@ const SubcommandType& subcommandNamed(const Tool& tool, std::string_view name) {
                      (near < names.size() ? ": did you mean " + names[near] + "?" : ": expected " + choice));
 }
 
-/// One line for the fault, then the usage and where help is.
-ExitStatus reportUsageError(const Tool& tool, std::string_view fault, const std::string& usage,
+/// The fault, the usage and where help is. In a file each is one line, to be looked for.
+ExitStatus reportUsageError(const Tool& tool, const std::string& fault, const std::string& usage,
                             const std::string& whereHelpIs) {
-    std::string text = tool.name + ": " + std::string(fault) + "\n";
-    appendWrapped(text, usage, 0, 4, terminalWidth(STDERR_FILENO));
-    print(stderr, text + "\n" + whereHelpIs + "\n");
+    const std::size_t width = isatty(STDERR_FILENO) != 0 ? terminalWidth(STDERR_FILENO) : std::string::npos;
+    std::string text;
+    for (const std::string& line : {tool.name + ": " + fault, usage, whereHelpIs}) {
+        appendWrapped(text, line, 0, 4, width);
+        text += '\n';
+    }
+    print(stderr, text);
     return ExitStatus::usage;
 }
 
@@ -104,6 +117,7 @@ ExitStatus reportUsageError(const Tool& tool, std::string_view fault, const std:
 class ToolInvocation {
   public:
     ToolInvocation(const Tool& tool, Words words) : tool_(tool), words_(words), options_(tool.options) {
+        flags_.help = helpFlag(tool.options);
         for (const BoundProperty& bound : boundProperties(flags_)) {
             options_.push_back(bound);
         }
@@ -143,25 +157,28 @@ class ToolInvocation {
     }
 
     std::size_t parse() {
+        const OptionsElsewhere ofCommands{
+            .spellings = [this] { return spellingsOfCommands(); },
+            .place = "after the command",
+        };
         try {
-            return parseOptions(options_, words_);
-        } catch (const UsageError& error) {
-            if (asksForHelp(words_)) {
-                flags_.help = true;
-                return words_.size();
+            return parseOptions(options_, words_, ofCommands);
+        } catch (const UsageError&) {
+            if (!asksForHelp(words_)) {
+                throw;
             }
-            if (isOptionOfACommand(error.unknownOption())) {
-                throw UsageError("misplaced option " + error.unknownOption() +
-                                 ": the options of a command are given after it");
-            }
-            throw;
+            flags_.help = true;
+            return words_.size();
         }
     }
 
-    [[nodiscard]] bool isOptionOfACommand(std::string_view name) const {
-        return std::any_of(
-            tool_.subcommands.begin(), tool_.subcommands.end(),
-            [&](const SubcommandType& type) { return isSpelling(name, type.make()->properties()); });
+    [[nodiscard]] std::vector<std::string> spellingsOfCommands() const {
+        std::vector<std::string> all;
+        for (const SubcommandType& type : tool_.subcommands) {
+            const std::vector<std::string> spellings = allSpellings(type.make()->properties());
+            all.insert(all.end(), spellings.begin(), spellings.end());
+        }
+        return all;
     }
 
     /// The one command that is to be described; absent for the tool itself.
@@ -169,8 +186,8 @@ class ToolInvocation {
         if (topics.empty() || topics.front() == helpCommand || asksForHelp(topics)) {
             return nullptr;
         }
-        if (topics.size() > 1) {
-            throw UsageError("unexpected argument " + inQuotes(topics[1]) + ": expected one command");
+        if (topics.size() > 1 || topics.front().starts_with('-')) {
+            throw UsageError("unexpected argument " + inQuotes(topics.back()) + ": expected one command");
         }
         return &subcommandNamed(tool_, topics.front());
     }
@@ -193,14 +210,14 @@ class ToolInvocation {
             return show(commandHelp(invocation, terminalWidth(STDOUT_FILENO)));
         }
         const std::string whereHelpIs = "'" + invocation.words() + " --help' shows all options.";
+        const OptionsElsewhere ofTool{
+            .spellings = [this] { return allSpellings(options_); },
+            .place = "in front of the command",
+        };
         try {
-            invocation.parse(words);
+            invocation.parse(words, ofTool);
         } catch (const UsageError& error) {
-            const std::string fault =
-                isSpelling(error.unknownOption(), options_)
-                    ? "misplaced option " + error.unknownOption() + ": it is given in front of the command"
-                    : error.what();
-            return reportUsageError(tool_, fault, invocation.usage(), whereHelpIs);
+            return reportUsageError(tool_, error.what(), invocation.usage(), whereHelpIs);
         }
         if (tool_.prepare) {
             tool_.prepare();
@@ -219,7 +236,7 @@ class ToolInvocation {
 
 ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
     openStandardStreams();
-    std::signal(SIGPIPE, SIG_DFL);
+    endWhenReaderLeaves();
     try {
         return ToolInvocation(tool, words).run();
     } catch (const UsageError& error) {

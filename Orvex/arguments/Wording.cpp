@@ -34,6 +34,18 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
     return current[to.size()];
 }
 
+std::string_view withoutDashes(std::string_view word) {
+    word.remove_prefix(std::min(word.find_first_not_of('-'), word.size()));
+    return word;
+}
+
+/// Whether the words keep a character of each other, dashes aside.
+bool haveSomethingInCommon(std::string_view first, std::string_view second) {
+    const std::string_view one = withoutDashes(first);
+    const std::string_view other = withoutDashes(second);
+    return editDistance(one, other) < std::max(one.size(), other.size());
+}
+
 } // namespace
 
 std::string joined(std::span<const std::string> texts, std::string_view separator) {
@@ -76,9 +88,9 @@ std::size_t nearest(std::string_view word, std::span<const std::string> candidat
     std::size_t fewest = word.size() < 8 ? 2 : 3;
     std::size_t found = candidates.size();
     for (std::size_t i = 0; i < candidates.size(); ++i) {
-        const std::size_t distance = editDistance(lower, lowerCased(candidates[i]));
-        const bool hasSomethingInCommon = distance < std::max(word.size(), candidates[i].size());
-        if (distance < fewest && hasSomethingInCommon) {
+        const std::string candidate = lowerCased(candidates[i]);
+        const std::size_t distance = editDistance(lower, candidate);
+        if (distance < fewest && haveSomethingInCommon(lower, candidate)) {
             fewest = distance;
             found = i;
         }

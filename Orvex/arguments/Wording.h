@@ -19,7 +19,7 @@ namespace Orvex {
 /// The index of the candidate that `word` is probably a misspelling of: the first of those the fewest edits
 /// away (a character inserted, removed or replaced, or two neighbours swapped; a change of letter case is
 /// free), as long as that is one edit, or two for a word of eight characters or more, and leaves a character
-/// as it was. `candidates.size()` when none is near.
+/// other than a dash as it was. `candidates.size()` when none is near.
 [[nodiscard]] std::size_t nearest(std::string_view word, std::span<const std::string> candidates);
 
 /// Breaks `text` at blanks into lines of at most `width` characters and appends them, each but the first

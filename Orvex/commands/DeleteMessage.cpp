@@ -63,19 +63,19 @@ Async<void> DeleteMessage::run() {
 
 const ManualText DeleteMessage::manual{
     .summary = "delete messages",
-    .description =
-        R"(Lists the messages that a filter selects, or all of them, asks for the numbers of those to delete, shows these again, and
-deletes them after a confirmation. With -a or record UUIDs it does not ask for numbers: everything selected is to be
-deleted.
+    .description = R"(Lists the messages that a filter selects, or all of them, asks for the numbers of those
+to delete, shows these again, and deletes them after a confirmation. With -a or record
+UUIDs it does not ask for numbers: everything selected is to be deleted.
 
-Numbers are separated by commas. What is no number is skipped. A number that is not in the list ends the command at once,
-before anything is deleted. The confirmation is asked for again until the answer is yes or no.
+Numbers are separated by commas. What is no number is skipped. A number that is not in the list ends the
+command at once, before anything is deleted. The confirmation is asked for again until the answer is yes
+or no.
 
-One filter counts, the first of these that is given: record UUIDs, handles of senders, providers together with types.
-It counts with -a too.
+One filter counts, the first of these that is given: record UUIDs, handles of senders, providers
+together with types. It counts with -a too.
 
-Messages are deleted in batches of 100, each of them wholly or not at all. When the command is interrupted, the batches
-that are done stay done, and all other messages are as they were.)",
+Messages are deleted in batches of 100, each of them wholly or not at all. When the command is
+interrupted, the batches that are done stay done, and all other messages are as they were.)",
     .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
     .examples = R"(Choose among the messages of one sender:
 

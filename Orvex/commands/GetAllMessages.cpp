@@ -13,13 +13,12 @@ Async<void> GetAllMessages::run() {
 
 const ManualText GetAllMessages::manual{
     .summary = "list messages",
-    .description =
-        R"(Prints the messages that a filter selects, or all of them, in the order in which they were saved, each under its number
-in the list.
+    .description = R"(Prints the messages that a filter selects, or all of them, in the order in which they
+were saved, each under its number in the list.
 
-One filter counts, the first of these that is given: record UUIDs, handles of senders, providers together with types,
-voicemail identifiers. Providers without types, or types without providers, select nothing: all messages are listed.
-What is no UUID or no identifier is skipped.)",
+One filter counts, the first of these that is given: record UUIDs, handles of senders, providers
+together with types, voicemail identifiers. Providers without types, or types without providers, select
+nothing: all messages are listed. What is no UUID or no identifier is skipped.)",
     .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
     .examples = R"(List what two people have sent:
 

@@ -26,10 +26,9 @@ Async<void> SendVideoMessage::run() {
 
 const ManualText SendVideoMessage::manual{
     .summary = "send a video file as a message",
-    .description =
-        R"(Hands a copy of the video to the sending service, together with the sender and all destinations. A handle is a
-telephone number or an e-mail address. Each time, the message gets a record UUID of its own. It is not added to the
-store.)",
+    .description = R"(Hands a copy of the video to the sending service, together with the sender and all
+destinations. Handles are telephone numbers or e-mail addresses, and are handed on as
+they are. Each message gets a record UUID of its own. It is not added to the store.)",
     .exitStatus = "When the message could not be sent, the exit status is 1, and standard error says why.",
     .examples = R"(Send a video to two people:
 

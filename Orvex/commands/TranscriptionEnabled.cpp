@@ -19,8 +19,8 @@ Async<void> TranscriptionEnabled::run() {
 
 const ManualText TranscriptionEnabled::manual{
     .summary = "print whether messages are transcribed",
-    .description =
-        R"(Prints "isTranscriptionEnabled: true" or "isTranscriptionEnabled: false", as the store's settings say.)",
+    .description = R"(Prints "isTranscriptionEnabled: true" or "isTranscriptionEnabled: false", as the store's
+settings say.)",
     .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
     .examples = R"(Ask without colours:
 

@@ -74,17 +74,17 @@ Async<void> UpdateMessage::run() {
 
 const ManualText UpdateMessage::manual{
     .summary = "change a message",
-    .description =
-        R"(Lists the messages that a filter selects, or all of them, asks for the number of the one to change where there are
-several, shows what it is about to change, does so after a confirmation, and prints the message as it is then. Fields
-that are not given stay as they are.
+    .description = R"(Lists the messages that a filter selects, or all of them, asks for the number of the one
+to change where there are several, shows what it is about to change, does so after a
+confirmation, and prints the message as it is then. Fields that are not given stay as
+they are.
 
-Of several numbers the first counts, and without any the first message is taken. A number that is not in the list ends
-the command at once, before anything is changed. The confirmation is asked for again until the answer is yes or no. A
-value that begins with "-" is given with "=", as in --updatedDuration=-1.
+Of several numbers the first counts, and without any the first message is taken. A number that is not in
+the list ends the command at once, before anything is changed. The confirmation is asked for again until
+the answer is yes or no. A value that begins with "-" is given with "=", as in --updatedDuration=-1.
 
-One filter counts, the first of these that is given: a record UUID, handles of senders, providers together with
-types.)",
+One filter counts, the first of these that is given: a record UUID, handles of senders, providers
+together with types.)",
     .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
     .examples = R"(Mark a message as read:
 

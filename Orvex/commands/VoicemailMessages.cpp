@@ -39,9 +39,9 @@ Async<void> VoicemailMessages::run() {
 
 const ManualText VoicemailMessages::manual{
     .summary = "list the voicemails with their transcripts",
-    .description =
-        R"(Prints every voicemail, an audio message of the telephone, and behind each its transcript, read from the file that the
-message refers to. A transcript that cannot be read is reported in its place; the others follow.
+    .description = R"(Prints every voicemail, an audio message of the telephone, and behind each its
+transcript, read from the file that the message refers to. A transcript that cannot be
+read is reported in its place; the others follow.
 
 Handles are accepted but select nothing: all voicemails are listed.)",
     .exitStatus = "An error of the store ends the command with status 1; one of a transcript does not.",

@@ -1,15 +1,6 @@
 #include "Foundation/FileURL.h"
 #include "Orvex/arguments/Tool.h"
-#include "Orvex/commands/DeleteMessage.h"
-#include "Orvex/commands/GetAccountStatus.h"
-#include "Orvex/commands/GetAllMessages.h"
-#include "Orvex/commands/GetAllVoicemailMessages.h"
-#include "Orvex/commands/GetTotalCount.h"
-#include "Orvex/commands/SaveMessage.h"
-#include "Orvex/commands/SendVideoMessage.h"
-#include "Orvex/commands/TranscriptionEnabled.h"
-#include "Orvex/commands/UpdateMessage.h"
-#include "Orvex/commands/VoicemailMessages.h"
+#include "Orvex/commands/AllCommands.h"
 #include "Orvex/store/MessageStoreClient.h"
 #include "Orvex/store/SendingService.h"
 #include "SendingService/OutboxSendingService.h"
@@ -40,15 +31,18 @@ static_assert(ParsableArguments<HostOptions>);
 constexpr ManualText manual{
     .summary = "look into a device's message store, and change it",
     .description =
-        R"(A message store holds recorded video and audio messages and voicemails, with their senders, recipients,
-mailboxes, transcripts and read state. {tool} lists, counts, adds, changes and deletes them, sends video messages, and
-asks about transcription and the cloud account.
+        R"(A message store holds recorded video and audio messages and voicemails, with their
+senders, recipients, mailboxes, transcripts and read state. {tool} lists, counts,
+adds, changes and deletes them, sends video messages, and asks about transcription and
+the cloud account.
 
-The store is one file, by default orvex/messages.db in the folder that XDG_DATA_HOME names, or else in ~/.local/share.
-The first change makes it. Video messages that are sent go into the folder "outbox" beside it.
+The store is one file, by default orvex/messages.db in the folder that XDG_DATA_HOME names, or else in
+~/.local/share. The first change makes it. Video messages that are sent go into the folder "outbox" beside
+it.
 
-An option that takes a list takes all words up to the next option, and may be repeated. A value that begins with "-" is
-joined to its option by "=". Types, providers, mailboxes and the state of a transcription are given as numbers.)",
+An option that takes a list takes all words up to the next option, and may be repeated. A value that
+begins with "-" is joined to its option by "=". Types, providers, mailboxes and the state of a
+transcription are given as numbers.)",
     .examples = R"(Add a test message to a store of its own, and list it:
 
     {tool} --store test.db save-message -frm ann@example.com
@@ -90,9 +84,7 @@ int main(int argc, char* argv[]) {
         .name = "orvex",
         .version = ORVEX_VERSION,
         .summary = "Looks into a device's message store, and changes it.",
-        .subcommands = subcommandTypes<TranscriptionEnabled, SendVideoMessage, GetAllVoicemailMessages,
-                                       VoicemailMessages, SaveMessage, GetTotalCount, GetAllMessages,
-                                       DeleteMessage, UpdateMessage, GetAccountStatus>(),
+        .subcommands = allCommands(),
         .options = boundProperties(options),
         .prepare = [&options] { chooseStoreAndService(options); },
         .manual = manual,

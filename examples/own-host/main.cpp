@@ -6,16 +6,7 @@
 #include "MemoryStore.h"
 #include "Orvex/TerminalTools.h"
 #include "Orvex/arguments/Tool.h"
-#include "Orvex/commands/DeleteMessage.h"
-#include "Orvex/commands/GetAccountStatus.h"
-#include "Orvex/commands/GetAllMessages.h"
-#include "Orvex/commands/GetAllVoicemailMessages.h"
-#include "Orvex/commands/GetTotalCount.h"
-#include "Orvex/commands/SaveMessage.h"
-#include "Orvex/commands/SendVideoMessage.h"
-#include "Orvex/commands/TranscriptionEnabled.h"
-#include "Orvex/commands/UpdateMessage.h"
-#include "Orvex/commands/VoicemailMessages.h"
+#include "Orvex/commands/AllCommands.h"
 #include "Orvex/store/MessageStoreClient.h"
 #include "Orvex/store/SendingService.h"
 #include <algorithm>
@@ -54,12 +45,8 @@ int main(int argc, char* argv[]) {
         .name = "mytool",
         .version = "1.0",
         .summary = "Tries the commands out on a message store in memory.",
-        // A command of your own, declared like these, may stand beside them.
-        .subcommands = subcommandTypes<TranscriptionEnabled, SendVideoMessage, GetAllVoicemailMessages,
-                                       VoicemailMessages, SaveMessage, GetTotalCount, GetAllMessages,
-                                       DeleteMessage, UpdateMessage, GetAccountStatus>(),
-        .options = {},
-        .prepare = {},
+        // Commands of your own, declared like these, may stand beside them: see subcommandTypes().
+        .subcommands = allCommands(),
     };
 
     const std::vector<std::string_view> words(argv + (argc > 0 ? 1 : 0), argv + argc);

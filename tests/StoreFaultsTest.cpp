@@ -1,0 +1,385 @@
+#include "FailingDisk.h"
+#include "Support.h"
+#include "ZelvoMessageStore/SQLite.h"
+#include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include <chrono>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <set>
+#include <sqlite3.h>
+
+namespace Orvex::Testing {
+namespace {
+
+using std::filesystem::path;
+
+/// The files of a folder, by name.
+using Files = std::map<std::string, std::string>;
+
+/// What a store holds, as text.
+using Content = std::vector<std::string>;
+
+/// Changes made one after another, or a list, as far as the store succeeds.
+struct Operation {
+    std::string name;
+    Files before;
+    std::vector<std::function<void(MessageStore&)>> steps;
+};
+
+Content contentOf(std::vector<StoredMessage> messages) {
+    Content content;
+    for (StoredMessage& message : messages) {
+        message.created.reset();
+        content.push_back(message.description());
+    }
+    return content;
+}
+
+/// So many messages, a few of which fill a page of the store.
+std::vector<StoredMessage> newMessages(std::size_t count) {
+    constexpr std::size_t longHandle = 400;
+    std::vector<StoredMessage> messages;
+    for (std::size_t i = 0; i < count; ++i) {
+        messages.push_back(i % 2 == 0 ? newMessage(MessageType::audio, MessageProvider::Telephony)
+                                      : newMessage());
+        messages.back().from = std::to_string(i) + std::string(longHandle, 'x');
+    }
+    return messages;
+}
+
+std::function<void(MessageStore&)> saving(const StoredMessage& message) {
+    return [=](MessageStore& store) { wait(store.saveMessage(message)); };
+}
+
+/// Whether this is what a store may hold after so many changes, perhaps with the next one.
+bool isStateAfter(const Content& found, const std::vector<Content>& states, std::size_t changes) {
+    return found == states[changes] || (changes + 1 < states.size() && found == states[changes + 1]);
+}
+
+/// The store on a disk that fails.
+class StoreFaultsTest : public testing::Test {
+  protected:
+    [[nodiscard]] Content content() const { return contentOf(wait(SQLiteMessageStore(file).allMessages())); }
+
+    void put(const Files& files) const {
+        std::filesystem::remove_all(home);
+        create_directory(home);
+        for (const auto& [name, bytes] : files) {
+            writeFile(home / name, bytes);
+        }
+    }
+    [[nodiscard]] Files files() const {
+        Files files;
+        for (const auto& each : std::filesystem::directory_iterator(home)) {
+            files[each.path().filename()] = readFile(each);
+        }
+        return files;
+    }
+
+    /// Runs an operation in a process that ends when power fails, at the latest when it is done; returns how
+    /// many of its steps were acknowledged.
+    [[nodiscard]] int runUntilPowerFails(const Operation& operation, const FailingDisk::Plan& plan) const {
+        put(operation.before);
+        return runInProcesses(1,
+                              [&](int) {
+                                  FailingDisk::plan(home.c_str(), plan);
+                                  SQLiteMessageStore store(file);
+                                  for (const auto& step : operation.steps) {
+                                      step(store);
+                                      FailingDisk::acknowledge();
+                                  }
+                                  FailingDisk::losePower();
+                              })
+            .at(0);
+    }
+
+    /// What the store holds before an operation and after each of its steps.
+    [[nodiscard]] std::vector<Content> statesOf(const Operation& operation) const {
+        put(operation.before);
+        SQLiteMessageStore store(file);
+        std::vector<Content> states = {content()};
+        for (const auto& step : operation.steps) {
+            step(store);
+            states.push_back(content());
+        }
+        return states;
+    }
+
+    /// What an operation leaves when its process dies as soon as it has written into the store.
+    [[nodiscard]] Files filesWhenInterrupted(Operation operation) const {
+        std::string& before = operation.before["messages.db"];
+        int number = 0;
+        do {
+            EXPECT_EQ(runUntilPowerFails(operation, {.number = number++,
+                                                     .effect = FailingDisk::Effect::powerFailureHalfway,
+                                                     .calls = FailingDisk::changes,
+                                                     .fate = FailingDisk::allKept}),
+                      0);
+        } while (readFile(file) == before);
+        return files();
+    }
+
+    /// Every way to change a store with so many messages, and to read one.
+    [[nodiscard]] std::vector<Operation> operations(std::size_t count) const {
+        const std::vector<StoredMessage> messages = newMessages(count + 2);
+        const auto remove = [messages](std::size_t first, std::size_t last) {
+            std::vector<UUID> chosen;
+            for (std::size_t i = first; i < last; ++i) {
+                chosen.push_back(messages[i].recordUUID);
+            }
+            return [=](MessageStore& store) { wait(store.deleteMessages(chosen)); };
+        };
+        const auto update = [messages](MessageStore& store) {
+            wait(store.updateMessage({{.recordUUID = messages[0].recordUUID, .from = std::string(3000, 'x')},
+                                      {.recordUUID = messages[1].recordUUID,
+                                       .provider = MessageProvider::Telephony,
+                                       .read = true}}));
+        };
+        put({});
+        for (std::size_t i = 0; i < count; ++i) {
+            SQLiteMessageStore store(file);
+            saving(messages[i])(store);
+        }
+        const Files full = files();
+        const Operation deletion{
+            "deletion", full, {remove(0, count / 2), remove(count / 2, count / 2 + 1), remove(3, count)}};
+        const Files interrupted = filesWhenInterrupted(deletion);
+        const Content listed = content();
+        return {{"creation", {}, {saving(messages[count]), saving(messages[count + 1])}},
+                {"creation in an empty file", {{"messages.db", ""}}, {saving(messages[count])}},
+                {"save", full, {saving(messages[count]), saving(messages[count + 1])}},
+                {"update", full, {update}},
+                deletion,
+                {"recovery", interrupted, {[listed](MessageStore& store) {
+                     EXPECT_EQ(contentOf(wait(store.allMessages())), listed);
+                     EXPECT_EQ(wait(store.messageCount()), listed.size());
+                 }}}};
+    }
+
+    TemporaryFolder folder;
+    path home = folder / "store";
+    path file = home / "messages.db";
+    FailingDisk disk;
+};
+
+TEST_F(StoreFaultsTest, KeepsWholeChangesAndAllAcknowledgedOnesWheneverPowerFails) {
+    using Effect = FailingDisk::Effect;
+    const std::pair<Effect, unsigned> ways[] = {{Effect::powerFailure, FailingDisk::allLost},
+                                                {Effect::powerFailure, FailingDisk::firstChoice},
+                                                {Effect::powerFailureHalfway, FailingDisk::allKept},
+                                                {Effect::powerFailureHalfway, FailingDisk::firstChoice + 1}};
+    const StoredMessage later = newMessage();
+    int points = 0;
+    for (const Operation& operation : operations(24)) {
+        const std::vector<Content> states = statesOf(operation);
+        for (const auto& [effect, fate] : ways) {
+            std::size_t acknowledged = 0;
+            for (int number = 0; acknowledged + 1 < states.size(); ++number, ++points) {
+                const unsigned seed = fate < FailingDisk::firstChoice ? fate : fate + 2 * number;
+                SCOPED_TRACE(operation.name + ", change " + std::to_string(number) + ", seed " +
+                             std::to_string(seed));
+                acknowledged = static_cast<std::size_t>(runUntilPowerFails(
+                    operation,
+                    {.number = number, .effect = effect, .calls = FailingDisk::changes, .fate = seed}));
+                ASSERT_LT(acknowledged, states.size());
+                const Content found = content();
+                ASSERT_TRUE(isStateAfter(found, states, acknowledged));
+                SQLiteMessageStore store(file);
+                wait(store.saveMessage(later));
+                EXPECT_EQ(wait(store.messageCount()), found.size() + 1);
+                EXPECT_EQ(SQLite::Database(file).queryInteger(
+                              "SELECT count(*) FROM pragma_integrity_check WHERE integrity_check <> 'ok'"),
+                          0);
+            }
+        }
+    }
+    EXPECT_GE(points, 1000);
+}
+
+TEST_F(StoreFaultsTest, ReportsEveryFaultAndGoesOn) {
+    const struct {
+        int error;
+        unsigned calls;
+        std::string_view cause;
+    } faults[] = {{SQLITE_IOERR, FailingDisk::everyCall, "disk I/O error(: Input/output error)?"},
+                  {SQLITE_FULL, FailingDisk::changes, "the disk is full; make room and try again"},
+                  {SQLITE_IOERR_NOMEM, FailingDisk::everyCall, "out of memory"},
+                  {SQLITE_IOERR_SHORT_READ, FailingDisk::reads, "which is none"}};
+    const StoredMessage later = newMessage();
+    int causesOfTheSystem = 0;
+    for (const Operation& operation : operations(8)) {
+        const std::vector<Content> states = statesOf(operation);
+        for (const auto& [code, calls, cause] : faults) {
+            for (const auto effect : {FailingDisk::Effect::error, FailingDisk::Effect::errors}) {
+                for (int number = 0;; ++number) {
+                    SCOPED_TRACE(operation.name + ", call " + std::to_string(number) + ", error " +
+                                 std::to_string(code));
+                    put(operation.before);
+                    SQLiteMessageStore store(file);
+                    FailingDisk::plan(home.c_str(),
+                                      {.number = number, .effect = effect, .calls = calls, .error = code});
+                    std::size_t done = 0;
+                    std::string error;
+                    try {
+                        for (const auto& step : operation.steps) {
+                            step(store);
+                            ++done;
+                        }
+                    } catch (const MessageStoreError& thrown) {
+                        error = thrown.what();
+                    }
+                    const bool happened = FailingDisk::end();
+                    if (done < operation.steps.size()) {
+                        EXPECT_THAT(error,
+                                    testing::MatchesRegex("cannot [a-z ]+ in the message store \"" +
+                                                          file.native() + "\": " + std::string(cause)));
+                    }
+                    causesOfTheSystem += error.ends_with("Input/output error") ? 1 : 0;
+                    const Content found = content();
+                    EXPECT_TRUE(isStateAfter(found, states, done));
+                    EXPECT_EQ(contentOf(wait(store.allMessages())), found);
+                    wait(store.saveMessage(later));
+                    EXPECT_EQ(wait(store.messageCount()), found.size() + 1);
+                    if (!happened) {
+                        break;
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_GT(causesOfTheSystem, 500);
+}
+
+TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
+    const std::vector<StoredMessage> messages = newMessages(2);
+    const Operation creation{"", {{"messages.db", ""}}, {saving(messages[0])}};
+    const Content created = statesOf(creation).back();
+    const Files made = files();
+    const auto rename = [&](MessageStore& store) {
+        wait(store.updateMessage({{.recordUUID = messages[0].recordUUID, .from = "renamed"}}));
+    };
+    const Content renamed = statesOf({"", made, {rename}}).back();
+    const Files changed = files();
+    const struct {
+        Content contentBefore, contentAfter;
+        Files before, after;
+    } cases[] = {{{}, created, filesWhenInterrupted(creation), made}, {created, renamed, made, changed}};
+    for (const auto& [contentBefore, contentAfter, before, after] : cases) {
+        bool happened = true;
+        int changes = 0;
+        for (int number = 0; happened; ++number) {
+            put(before);
+            Content expected = contentBefore;
+            const auto change = [&, &before = before, &after = after, &contentAfter = contentAfter] {
+                if (readFile(file).empty() || readFile(file) == before.at("messages.db")) {
+                    std::filesystem::remove(home / "messages.db-journal");
+                    writeFile(file, after.at("messages.db"));
+                    expected = contentAfter;
+                    ++changes;
+                }
+            };
+            FailingDisk::plan(
+                home.c_str(),
+                {.number = number, .effect = FailingDisk::Effect::interruption, .interruption = change});
+            SQLiteMessageStore store(file);
+            for (const StoredMessage& found : wait(store.messages(std::vector{messages[0].from}))) {
+                EXPECT_EQ(found.from, messages[0].from) << number;
+            }
+            wait(store.saveMessage(messages[1]));
+            happened = FailingDisk::end();
+            expected.resize(expected.size() + 1);
+            Content found = content();
+            found.back().clear();
+            EXPECT_EQ(found, expected) << number;
+        }
+        EXPECT_GT(changes, 5);
+    }
+}
+
+TEST_F(StoreFaultsTest, OpensStoresOfEveryVersionOrLeavesThemAsTheyWere) {
+    for (const std::string name : {"store-version-1"}) {
+        const path data = path(ORVEX_TEST_DATA) / name;
+        const Files before = {{"messages.db", readFile(data.native() + ".db")}};
+        bool failed = true;
+        for (int number = 0; failed; ++number) {
+            put(before);
+            FailingDisk::plan(home.c_str(), {.number = number, .error = SQLITE_IOERR});
+            try {
+                wait(SQLiteMessageStore(file).allMessages());
+                failed = FailingDisk::end();
+            } catch (const MessageStoreError&) {
+                EXPECT_EQ(files(), before) << number;
+            }
+        }
+        EXPECT_EQ(runOrvex({"--store", file, "get-all-messages", "-nc"}).output,
+                  readFile(data.native() + ".txt"));
+    }
+}
+
+TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
+    constexpr int writers = 16;
+    constexpr int readers = 2;
+    constexpr int rounds = 50;
+    constexpr std::size_t voicemails = std::size_t{writers} * rounds;
+    create_directory(home);
+    const auto write = [&](int writer) {
+        SQLiteMessageStore store(file);
+        for (int round = 0; round < rounds; ++round) {
+            const StoredMessage voicemail =
+                wait(store.saveMessage(newMessage(MessageType::audio, MessageProvider::Telephony)));
+            const StoredMessage video = wait(store.saveMessage(newMessage()));
+            wait(store.updateMessage({{.recordUUID = voicemail.recordUUID,
+                                       .read = true,
+                                       .recipient = std::to_string(writer * rounds + round)}}));
+            wait(store.deleteMessages({video.recordUUID}));
+        }
+    };
+    const auto read = [&] {
+        SQLiteMessageStore store(file);
+        for (std::size_t number = 0, before = 0; number < 2 * rounds; ++number) {
+            std::size_t updated = 0;
+            for (const StoredMessage& message : wait(store.allMessages())) {
+                updated += message.read ? 1 : 0;
+                if (message.read != message.recipient.has_value()) {
+                    throw std::logic_error("half an update");
+                }
+            }
+            if (updated < std::exchange(before, updated)) {
+                throw std::logic_error("an update is gone");
+            }
+        }
+    };
+    EXPECT_THAT(
+        runInProcesses(writers + readers, [&](int number) { number < writers ? write(number) : read(); }),
+        testing::Each(0));
+    std::set<std::string> recipients;
+    std::set<std::int32_t> identifiers;
+    const std::vector<StoredMessage> left = wait(SQLiteMessageStore(file).allMessages());
+    for (const StoredMessage& message : left) {
+        recipients.insert(message.recipient.value_or(""));
+        identifiers.insert(message.voicemailID.value_or(0));
+    }
+    EXPECT_EQ(left.size(), voicemails);
+    EXPECT_EQ(recipients.size(), voicemails);
+    EXPECT_EQ(identifiers.size(), voicemails);
+    EXPECT_EQ(*identifiers.rbegin(), voicemails);
+}
+
+TEST_F(StoreFaultsTest, AListThatNobodyReadsOnKeepsNoWriterWaiting) {
+    create_directory(home);
+    SQLiteMessageStore store(file);
+    for (StoredMessage message : newMessages(10)) {
+        // More than the program and the terminal take in advance.
+        message.simID = std::string(100000, 'x');
+        wait(store.saveMessage(message));
+    }
+    TerminalSession pager({ORVEX_PROGRAM, "--store", file, "get-all-messages"});
+    ASSERT_TRUE(pager.shows("Message #1:"));
+    const auto start = std::chrono::steady_clock::now();
+    wait(store.saveMessage(newMessage()));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+} // namespace
+} // namespace Orvex::Testing
