@@ -1,19 +1,23 @@
 #include "ZelvoMessageStore/MessageCount.h"
 
+#include <string_view>
+
 namespace Orvex {
 
 MessageCount::MessageCount(SQLite::Database& database) : database_(database) {
-    // More than any file has room for; a greater count is nobody's.
-    constexpr std::int64_t most = std::int64_t{1} << 48;
-    SQLite::Statement query =
-        database.prepare("SELECT count.value, change.value FROM settings AS count, settings AS change "
-                         "WHERE count.name = 'messageCount' AND change.name = 'messageCountChange' AND "
-                         "count.value BETWEEN 0 AND ?");
-    query.bind(1, most);
-    const bool isNoted = query.step();
+    SQLite::Statement query = database.prepare("SELECT value FROM settings WHERE name = ?");
+    const auto setting = [&](std::string_view name) {
+        query.reset();
+        query.bind(1, name);
+        return query.step() ? std::optional(query.integer(0)) : std::nullopt;
+    };
+    const std::optional<std::int64_t> count = setting("messageCount");
+    const std::optional<std::int64_t> change = setting("messageCountChange");
     changeNumber_ = database.changeNumber();
-    value_ = isNoted && query.integer(1) == changeNumber_
-                 ? query.integer(0)
+    // No file has room for more.
+    constexpr std::int64_t most = std::int64_t{1} << 48;
+    value_ = change && change == changeNumber_ && count >= 0 && count <= most
+                 ? *count
                  : database.queryInteger("SELECT count(*) FROM messages");
 }
 

@@ -98,29 +98,28 @@ class MessageFinder {
     std::vector<StoredMessage> found_;
 };
 
-template <class... Values>
-bool hasRow(Database& database, std::string_view condition, const Values&... values) {
-    Statement query = database.prepare("SELECT 1 FROM messages WHERE " + std::string(condition));
-    bindAll(query, values...);
-    return query.step();
-}
-
-void insert(Database& database, const StoredMessage& message) {
+/// False when there is a message with this record UUID.
+[[nodiscard]] bool insert(Database& database, const StoredMessage& message) {
     Statement statement = database.prepare("INSERT INTO messages (" + std::string(messageColumns) +
-                                           ") VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+                                           ") VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?) "
+                                           "ON CONFLICT (record_uuid) DO NOTHING");
     bindAll(statement, message.conversationID, message.messageFile, message.thumbnail, message.type,
             message.transcriptURL, message.from, message.provider, message.duration, message.sensitive,
             message.recipient, message.isRTT, message.simID, message.quality, message.recordUUID,
             message.voicemailID, message.callUUID, message.mailbox, message.read, message.transcription,
             message.created);
     statement.run();
+    return database.changedRows() > 0;
 }
 
 bool becomesVoicemail(Database& database, const MessageUpdate& update) {
     if (update.provider != MessageProvider::Telephony) {
         return false;
     }
-    return hasRow(database, "record_uuid = ? AND type = 1 AND voicemail_id IS NULL", update.recordUUID);
+    Statement query = database.prepare(
+        "SELECT 1 FROM messages WHERE record_uuid = ? AND type = 1 AND voicemail_id IS NULL");
+    bindAll(query, update.recordUUID);
+    return query.step();
 }
 
 void apply(Database& database, const MessageUpdate& update) {
@@ -269,10 +268,6 @@ Async<std::vector<StoredMessage>> SQLiteMessageStore::voicemailMessages(MessageP
 
 Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
     co_return connection_->write("save a message", [&](Database& database) {
-        if (hasRow(database, "record_uuid = ?", message.recordUUID)) {
-            throw StoreFault("it holds a message with the record UUID " + message.recordUUID.text() +
-                             " already; choose another");
-        }
         MessageCount count(database);
         StoredMessage saved = message;
         const bool isVoicemail =
@@ -283,7 +278,10 @@ Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
         saved.read = false;
         saved.transcription = TranscriptionStatus::notAvailable;
         saved.created = currentTime();
-        insert(database, saved);
+        if (!insert(database, saved)) {
+            throw StoreFault("it holds a message with the record UUID " + saved.recordUUID.text() +
+                             " already; choose another");
+        }
         count.note(1);
         return saved;
     });
