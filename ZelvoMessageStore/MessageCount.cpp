@@ -14,9 +14,10 @@ MessageCount::MessageCount(SQLite::Database& database) : database_(database) {
     const std::optional<std::int64_t> count = setting("messageCount");
     const std::optional<std::int64_t> change = setting("messageCountChange");
     changeNumber_ = database.changeNumber();
+    const bool isCurrent = change && changeNumber_ && static_cast<std::uint64_t>(*change) == *changeNumber_;
     // No file has room for more.
     constexpr std::int64_t most = std::int64_t{1} << 48;
-    value_ = change && change == changeNumber_ && count >= 0 && count <= most
+    value_ = isCurrent && count >= 0 && count <= most
                  ? *count
                  : database.queryInteger("SELECT count(*) FROM messages");
 }
@@ -28,7 +29,7 @@ void MessageCount::note(std::int64_t added) {
     SQLite::Statement statement = database_.prepare("INSERT OR REPLACE INTO settings (name, value) "
                                                     "VALUES ('messageCount', ?), ('messageCountChange', ?)");
     statement.bind(1, value_ + added);
-    statement.bind(2, std::int64_t{*changeNumber_ + 1});
+    statement.bind(2, static_cast<std::int64_t>(*changeNumber_ + 1));
     statement.run();
 }
 

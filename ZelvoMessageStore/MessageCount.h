@@ -23,7 +23,7 @@ class MessageCount {
 
   private:
     SQLite::Database& database_;
-    std::optional<std::uint32_t> changeNumber_;
+    std::optional<std::uint64_t> changeNumber_;
     std::int64_t value_ = 0;
 };
 

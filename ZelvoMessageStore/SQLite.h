@@ -86,10 +86,11 @@ class Database {
     /// How many rows the last statement changed.
     [[nodiscard]] std::int64_t changedRows() const noexcept;
 
-    /// The number of the file's last change, which every transaction that changes something, of whatever
-    /// program, makes one greater; to be asked for within a transaction that has read something. No value
-    /// where changes are not counted, in memory or with a write-ahead log, or when the number cannot be read.
-    [[nodiscard]] std::optional<std::uint32_t> changeNumber() const noexcept;
+    /// The number of the file's last change, to be asked for within a transaction that has read something. A
+    /// transaction that changes something, of whatever program, makes it one greater, unless it changes the
+    /// schema. No value where changes are not counted, in memory or with a write-ahead log, or when the
+    /// number cannot be read.
+    [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
 
   private:
     struct Closer {

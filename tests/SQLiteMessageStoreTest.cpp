@@ -308,6 +308,30 @@ TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
     }
 }
 
+TEST_F(SQLiteMessageStoreTest, CountsInACopyThatOthersHaveChangedAsOften) {
+    makeStore();
+    const path vacuumed = folder / "vacuumed.db";
+    execute(file, ("VACUUM INTO '" + vacuumed.native() + "'").c_str());
+    const path backup = folder / "backup.db";
+    sqlite3* from = nullptr;
+    sqlite3* to = nullptr;
+    sqlite3_open(file.c_str(), &from);
+    sqlite3_open(backup.c_str(), &to);
+    sqlite3_backup* const copying = sqlite3_backup_init(to, "main", from, "main");
+    EXPECT_EQ(sqlite3_backup_step(copying, -1), SQLITE_DONE);
+    sqlite3_backup_finish(copying);
+    sqlite3_close(from);
+    sqlite3_close(to);
+    for (const path& copy : {vacuumed, backup}) {
+        execute(copy, "DELETE FROM messages WHERE id = 1");
+        // A copy counts its changes anew: sooner or later it has as many as the store had.
+        for (int change = 0; change < 5; ++change) {
+            EXPECT_EQ(wait(SQLiteMessageStore(copy).messageCount()), 1) << copy << change;
+            execute(copy, "UPDATE settings SET value = 1 WHERE name = 'accountStatus'");
+        }
+    }
+}
+
 TEST_F(SQLiteMessageStoreTest, CountsOnceAndKeepsTheCount) {
     makeStore();
     const UUID recordUUID = all()[1].recordUUID;
