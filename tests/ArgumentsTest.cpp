@@ -399,7 +399,7 @@ Or not.
     EXPECT_THAT(runTool({"--generate-manual-page", "send-url"}).output,
                 testing::AllOf(testing::StartsWith(page), testing::EndsWith(pageEnd)));
     EXPECT_THAT(runTool({"--generate-manual-page"}).output,
-                testing::AllOf(testing::HasSubstr(".Nm tool\n.Nd Tests.\n"),
+                testing::AllOf(testing::HasSubstr(".Nm tool\n.Nd Tests\n"),
                                testing::HasSubstr(".It Cm send\\-url\nsend a URL\n"),
                                testing::EndsWith(".Xr tool-paint-wall 1 ,\n.Xr tool-send-url 1\n")));
     EXPECT_EQ(runTool({"--generate-manual-page", "snd-url"}).status, 64);

@@ -187,7 +187,9 @@ std::string toolManualPage(const Tool& tool, std::span<const BoundProperty> opti
     commands += ".It Cm " + std::string(helpCommand) + " Op Ar command\nshow the help of a command, or of " +
                 escaped(tool.name) + "\n";
     std::sort(pages.begin(), pages.end());
-    return start(tool, tool.name, given(tool.manual.summary, tool.summary)) +
+    std::string_view summary = given(tool.manual.summary, tool.summary);
+    summary.remove_suffix(summary.ends_with('.') ? 1 : 0);
+    return start(tool, tool.name, summary) +
            section("SYNOPSIS", ".Nm\n.Op Ar options\n.Ar command\n.Op Ar options of the command\n") +
            section("DESCRIPTION", body(tool, given(tool.manual.description, tool.summary))) +
            section("COMMANDS", commands + ".El\n") +
