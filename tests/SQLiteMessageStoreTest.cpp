@@ -294,8 +294,7 @@ TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
          {"DELETE FROM messages WHERE id = 1", "DELETE FROM settings",
           "UPDATE settings SET value = 7 WHERE name = 'messageCount'",
           "UPDATE settings SET value = value + (name = 'messageCountChange') - 3 * (name = 'messageCount')",
-          "UPDATE settings SET value = CASE name WHEN 'messageCount' THEN 9223372036854775807 ELSE value + 1 "
-          "END",
+          "UPDATE settings SET value = iif(name = 'messageCount', 1 << 62, value + 1)",
           "PRAGMA journal_mode = WAL; DELETE FROM messages WHERE id = 1",
           "DELETE FROM messages WHERE id = 1; VACUUM"}) {
         std::filesystem::remove(file);
