@@ -1,6 +1,7 @@
 #include "ZelvoMessageStore/SQLite.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <new>
 #include <random>
@@ -190,6 +191,31 @@ std::int64_t Database::queryInteger(std::string_view sql) {
 
 std::int64_t Database::changedRows() const noexcept {
     return sqlite3_changes64(database_.get());
+}
+
+std::optional<std::uint64_t> Database::changeNumber() const noexcept {
+    // https://www.sqlite.org/fileformat.html, section 1.3
+    constexpr std::size_t writeVersionOffset = 18;
+    constexpr std::size_t changeCounterOffset = 24;
+    constexpr std::size_t schemaCookieOffset = 40;
+    constexpr unsigned char rollbackJournal = 1;
+    std::array<unsigned char, schemaCookieOffset + 4> header{};
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    if (file == nullptr || file->pMethods == nullptr ||
+        file->pMethods->xRead(file, header.data(), static_cast<int>(header.size()), 0) != SQLITE_OK ||
+        header[writeVersionOffset] != rollbackJournal) {
+        return std::nullopt;
+    }
+    // A copy that SQLite makes counts its changes from 1, and could come by the same number; but it differs
+    // in the schema's.
+    std::uint64_t number = 0;
+    for (const std::size_t offset : {schemaCookieOffset, changeCounterOffset}) {
+        for (const unsigned char byte : std::span(header).subspan(offset, 4)) {
+            number = number << 8 | byte;
+        }
+    }
+    return number;
 }
 
 Transaction::Transaction(Database& database, Kind kind) : database_(&database) {

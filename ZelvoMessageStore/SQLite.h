@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -66,7 +67,8 @@ class Statement {
 
 /// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
 /// the schema are run, and SQLite's own tables cannot be written. A lock of another connection is waited for,
-/// with growing, jittered pauses, for up to 30 seconds.
+/// with growing, jittered pauses, for up to 30 seconds. Only one thread at a time may use it, and what
+/// belongs to it.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
@@ -83,6 +85,12 @@ class Database {
 
     /// How many rows the last statement changed.
     [[nodiscard]] std::int64_t changedRows() const noexcept;
+
+    /// The number of the file's last change, to be asked for within a transaction that has read something. A
+    /// transaction that changes something, of whatever program, makes it one greater, unless it changes the
+    /// schema. No value where changes are not counted, in memory or with a write-ahead log, or when the
+    /// number cannot be read.
+    [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
 
   private:
     struct Closer {
