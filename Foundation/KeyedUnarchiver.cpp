@@ -96,12 +96,12 @@ std::string KeyedUnarchiver::nameOfClass(const PropertyListObject& classObject) 
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit from " +
                            std::to_string(classes.size()) + " classes");
     }
-    std::vector<std::string> chain;
-    chain.reserve(classes.size());
-    for (const std::size_t index : classes) {
-        chain.push_back(list_->object(index).text);
-    }
-    if (chain.empty() || chain.front() != name || chain.back() != "NSObject") {
+    if (classes.empty() || !list_->isString(classes.front(), name) ||
+        !list_->isString(classes.back(), "NSObject")) {
+        std::vector<std::string> chain;
+        for (const std::size_t index : classes) {
+            chain.push_back(list_->object(index).text);
+        }
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit by way of " +
                            bracketed(chain, excerptInQuotes));
     }

@@ -15,8 +15,8 @@ namespace Orvex {
 
 namespace {
 
-/// What is used of ICU. Its libraries are loaded when a text is first looked into: most runs of a tool never do,
-/// and linking ICU in the ordinary way would make up half of such a run.
+/// What is used of ICU. Its libraries are loaded when a text is first looked into: most runs of a tool never
+/// do, and linking ICU in the ordinary way would make up half of such a run.
 class ICU {
   public:
     /// Throws `std::runtime_error` when ICU is not there in the version that this was compiled for.

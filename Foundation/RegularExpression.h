@@ -14,8 +14,8 @@ class RegularExpression {
   public:
     enum class CaseSensitivity { sensitive, insensitive };
 
-    /// Compiles `pattern`. Throws `std::invalid_argument` when it is malformed, `std::runtime_error` when ICU is not
-    /// installed.
+    /// Compiles `pattern`. Throws `std::invalid_argument` when it is malformed, `std::runtime_error` when ICU
+    /// is not installed.
     RegularExpression(std::string_view pattern, CaseSensitivity caseSensitivity);
     ~RegularExpression();
     RegularExpression(const RegularExpression&) = delete;

@@ -15,9 +15,10 @@ MessageCount::MessageCount(SQLite::Database& database) : database_(database) {
     const std::optional<std::int64_t> change = setting("messageCountChange");
     changeNumber_ = database.changeNumber();
     const bool isCurrent = change && changeNumber_ && static_cast<std::uint64_t>(*change) == *changeNumber_;
-    // No file has room for more.
-    constexpr std::int64_t most = std::int64_t{1} << 48;
-    value_ = isCurrent && count >= 0 && count <= most
+    // A forged count must not have more memory reserved than the file gives reason for. What a message takes
+    // at least: its own UUID, in the table and in an index, and that of its conversation.
+    constexpr std::int64_t leastSize = 48;
+    value_ = isCurrent && count >= 0 && count <= database.fileSize() / leastSize
                  ? *count
                  : database.queryInteger("SELECT count(*) FROM messages");
 }

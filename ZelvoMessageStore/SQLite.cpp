@@ -193,6 +193,18 @@ std::int64_t Database::changedRows() const noexcept {
     return sqlite3_changes64(database_.get());
 }
 
+sqlite3_file* Database::file() const noexcept {
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    return file != nullptr && file->pMethods != nullptr ? file : nullptr;
+}
+
+std::int64_t Database::fileSize() const noexcept {
+    sqlite3_int64 size = 0;
+    sqlite3_file* const opened = file();
+    return opened != nullptr && opened->pMethods->xFileSize(opened, &size) == SQLITE_OK ? size : 0;
+}
+
 std::optional<std::uint64_t> Database::changeNumber() const noexcept {
     // https://www.sqlite.org/fileformat.html, section 1.3
     constexpr std::size_t writeVersionOffset = 18;
@@ -200,10 +212,9 @@ std::optional<std::uint64_t> Database::changeNumber() const noexcept {
     constexpr std::size_t schemaCookieOffset = 40;
     constexpr unsigned char rollbackJournal = 1;
     std::array<unsigned char, schemaCookieOffset + 4> header{};
-    sqlite3_file* file = nullptr;
-    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    if (file == nullptr || file->pMethods == nullptr ||
-        file->pMethods->xRead(file, header.data(), static_cast<int>(header.size()), 0) != SQLITE_OK ||
+    sqlite3_file* const opened = file();
+    if (opened == nullptr ||
+        opened->pMethods->xRead(opened, header.data(), static_cast<int>(header.size()), 0) != SQLITE_OK ||
         header[writeVersionOffset] != rollbackJournal) {
         return std::nullopt;
     }

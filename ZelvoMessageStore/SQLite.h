@@ -9,6 +9,7 @@
 #include <string_view>
 
 struct sqlite3;
+struct sqlite3_file;
 struct sqlite3_stmt;
 
 /// A thin wall around the SQLite library: objects that clean up after themselves, errors as exceptions.
@@ -91,8 +92,13 @@ class Database {
     /// schema. No value where changes are not counted, in memory or with a write-ahead log, or when the
     /// number cannot be read.
     [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
+    /// In bytes; 0 in memory, or when the size cannot be read.
+    [[nodiscard]] std::int64_t fileSize() const noexcept;
 
   private:
+    /// Nothing in memory.
+    [[nodiscard]] sqlite3_file* file() const noexcept;
+
     struct Closer {
         void operator()(sqlite3* database) const noexcept;
     };

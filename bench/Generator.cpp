@@ -149,9 +149,8 @@ void insert(Insertion& row, std::uint64_t number, std::uint64_t count, std::int6
     row.endRow();
 }
 
-/// A store as the program makes it, without messages.
-void makeEmptyStore(const std::filesystem::path& file) {
-    std::filesystem::remove(file);
+/// Leaves a store as the program leaves it, with all that it notes for itself, and makes one that is missing.
+void change(const std::filesystem::path& file) {
     SQLiteMessageStore store(file);
     const StoredMessage message{
         .conversationID = uuid(0), .messageFile = FileURL::fromPath("/video"), .from = "", .simID = ""};
@@ -184,14 +183,18 @@ std::string recordUUIDText(std::uint64_t number) {
 }
 
 void makeStore(const std::filesystem::path& file, std::uint64_t count) {
-    makeEmptyStore(file);
-    Insertion row(file);
-    std::int64_t lastVoicemailID = 0;
-    for (std::uint64_t number = 0; number < count; ++number) {
-        insert(row, number, count, lastVoicemailID);
+    std::filesystem::remove(file);
+    change(file);
+    {
+        Insertion row(file);
+        std::int64_t lastVoicemailID = 0;
+        for (std::uint64_t number = 0; number < count; ++number) {
+            insert(row, number, count, lastVoicemailID);
+        }
+        row.execute("UPDATE settings SET value = " + std::to_string(lastVoicemailID) +
+                    " WHERE name = 'lastVoicemailID'; COMMIT");
     }
-    row.execute("UPDATE settings SET value = " + std::to_string(lastVoicemailID) +
-                " WHERE name = 'lastVoicemailID'; COMMIT");
+    change(file);
 }
 
 void makeVoicemails(const std::filesystem::path& file, const std::filesystem::path& folder,
