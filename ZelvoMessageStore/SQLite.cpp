@@ -66,6 +66,34 @@ void configure(sqlite3* database) {
 
 } // namespace
 
+bool Value::isNull() const {
+    return sqlite3_value_type(value_) == SQLITE_NULL;
+}
+
+std::int64_t Value::integer() const {
+    return sqlite3_value_int64(value_);
+}
+
+double Value::real() const {
+    return sqlite3_value_double(value_);
+}
+
+std::string_view Value::text() const {
+    const void* const text = sqlite3_value_text(value_);
+    if (text == nullptr) {
+        if (!isNull()) {
+            throw std::bad_alloc();
+        }
+        return {};
+    }
+    return {static_cast<const char*>(text), static_cast<std::size_t>(sqlite3_value_bytes(value_))};
+}
+
+Blob Value::blob() const {
+    const void* const bytes = sqlite3_value_blob(value_);
+    return {static_cast<const unsigned char*>(bytes), static_cast<std::size_t>(sqlite3_value_bytes(value_))};
+}
+
 Statement::Statement(sqlite3* database, std::string_view sql) : database_(database) {
     sqlite3_stmt* statement = nullptr;
     check(sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
@@ -122,34 +150,8 @@ void Statement::reset() {
     sqlite3_clear_bindings(statement_.get());
 }
 
-bool Statement::isNull(int column) {
-    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
-}
-
-std::int64_t Statement::integer(int column) {
-    return sqlite3_column_int64(statement_.get(), column);
-}
-
-double Statement::real(int column) {
-    return sqlite3_column_double(statement_.get(), column);
-}
-
-std::string_view Statement::text(int column) {
-    const void* const text = sqlite3_column_text(statement_.get(), column);
-    if (text == nullptr) {
-        if (!isNull(column)) {
-            throw std::bad_alloc();
-        }
-        return {};
-    }
-    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
-    return {static_cast<const char*>(text), size};
-}
-
-Blob Statement::blob(int column) {
-    const void* const bytes = sqlite3_column_blob(statement_.get(), column);
-    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
-    return {static_cast<const unsigned char*>(bytes), size};
+Value Statement::value(int column) {
+    return Value(sqlite3_column_value(statement_.get(), column));
 }
 
 std::string Statement::columnName(int column) {

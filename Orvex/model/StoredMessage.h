@@ -26,7 +26,6 @@ struct StoredMessage {
     bool sensitive = false;
     std::optional<SharedText> recipient{};
     bool isRTT = false;
-    /// The same in most messages of a device.
     SharedText simID;
     MessageQuality quality = MessageQuality::standard;
 
