@@ -375,7 +375,7 @@ TEST_F(SQLiteMessageStoreTest, TakesLongListsOfIdentifiers) {
     EXPECT_EQ(wait(store.messages(recordUUIDs)).size(), 1U);
     wait(store.deleteMessages(recordUUIDs));
     std::vector<std::string> handles(100000, "nobody");
-    handles.push_back(all()[0].from);
+    handles.emplace_back(all()[0].from);
     EXPECT_EQ(wait(store.messages(handles)).size(), 1U);
 }
 

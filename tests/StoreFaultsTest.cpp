@@ -283,7 +283,7 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
                 home.c_str(),
                 {.number = number, .effect = FailingDisk::Effect::interruption, .interruption = change});
             SQLiteMessageStore store(file);
-            for (const StoredMessage& found : wait(store.messages(std::vector{messages[0].from}))) {
+            for (const StoredMessage& found : wait(store.messages(std::vector{std::string(messages[0].from)}))) {
                 EXPECT_EQ(found.from, messages[0].from) << number;
             }
             wait(store.saveMessage(messages[1]));
@@ -354,7 +354,7 @@ TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
     std::set<std::int32_t> identifiers;
     const std::vector<StoredMessage> left = wait(SQLiteMessageStore(file).allMessages());
     for (const StoredMessage& message : left) {
-        recipients.insert(message.recipient.value_or(""));
+        recipients.emplace(message.recipient.value_or(""));
         identifiers.insert(message.voicemailID.value_or(0));
     }
     EXPECT_EQ(left.size(), voicemails);
