@@ -10,18 +10,14 @@ Description::Description(std::string& out, std::string_view heading) : out_(out)
 }
 
 void Description::beginLine(const FieldName& name) {
-    // Pieces of a fixed size are copied in place, without a call; what is too much is cut off again.
-    constexpr std::size_t piece = 16;
-    constexpr std::string_view newLineAndSpaces = "\n                ";
-    static_assert(newLineAndSpaces.size() == piece + 1);
-    const std::size_t skipped = hasLine_ ? 0 : 1;
+    if (hasLine_) {
+        out_ += '\n';
+    }
     hasLine_ = true;
-    // Deeper than this, nothing is indented.
-    const std::size_t size = std::min(1 + indentation_, piece) - skipped;
-    out_.append(newLineAndSpaces.data() + skipped, piece);
-    out_.resize(out_.size() - (piece - size));
-    out_.append(name.text().data(), name.text().size());
-    out_.resize(out_.size() - (name.text().size() - name.size()));
+    const std::string_view text = name.indented(indentation_);
+    // A copy of a fixed size needs no call; what is too much is cut off again.
+    out_.append(text.data(), FieldName::mostShown);
+    out_.resize(out_.size() - (FieldName::mostShown - text.size()));
 }
 
 void Description::line(const FieldName& name, std::string_view value) {

@@ -15,23 +15,28 @@
 
 namespace Orvex {
 
-/// The name of a field, a literal. It is kept in a fixed size, to be copied without a look at its length.
+/// The name of a field, a literal of up to 30 characters, between the spaces in front of it and the colon.
 class FieldName {
   public:
     template <std::size_t size>
-    consteval FieldName(const char (&name)[size]) : size_(size + 1) {
-        std::copy_n(name, size - 1, text_.begin());
-        text_[size - 1] = ':';
-        text_[size] = ' ';
+    requires(size <= 31) consteval FieldName(const char (&name)[size]) : size_(size + 1) {
+        text_.fill(' ');
+        std::copy_n(name, size - 1, text_.begin() + mostIndented);
+        text_[mostIndented + size - 1] = ':';
     }
 
-    using Text = std::array<char, 32>;
-    /// With what stands between it and the value, and behind that, zeros.
-    [[nodiscard]] const Text& text() const noexcept { return text_; }
-    [[nodiscard]] std::size_t size() const noexcept { return size_; }
+    /// Deeper than this, nothing is indented.
+    static constexpr std::size_t mostIndented = 16;
+    static constexpr std::size_t mostShown = mostIndented + 32;
+
+    /// `mostShown` characters can be read from its beginning.
+    [[nodiscard]] std::string_view indented(std::size_t indentation) const noexcept {
+        indentation = std::min(indentation, mostIndented);
+        return {text_.data() + mostIndented - indentation, indentation + size_};
+    }
 
   private:
-    Text text_{};
+    std::array<char, mostIndented + mostShown> text_{};
     std::size_t size_;
 };
 

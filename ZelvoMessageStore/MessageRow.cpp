@@ -66,8 +66,8 @@ class RowReader {
         using namespace std::chrono;
         constexpr Timestamp first = sys_days(year(0) / January / 1);
         constexpr Timestamp last = sys_days(year(10000) / January / 1) - milliseconds(1);
-        return Timestamp(
-            milliseconds(integerBetween(value, first.time_since_epoch().count(), last.time_since_epoch().count())));
+        return Timestamp(milliseconds(
+            integerBetween(value, first.time_since_epoch().count(), last.time_since_epoch().count())));
     }
 
     template <RawRepresentable E>

@@ -32,8 +32,8 @@ using Blob = std::span<const unsigned char>;
 /// blobs.
 class Value {
   public:
-    /// For any value of a `Statement` of our connections. They are opened without mutexes; there, "there is no
-    /// distinction between protected and unprotected sqlite3_value objects and they can be used
+    /// For any value of a `Statement` of our connections. They are opened without mutexes; there, "there is
+    /// no distinction between protected and unprotected sqlite3_value objects and they can be used
     /// interchangeably" (https://www.sqlite.org/c3ref/value.html).
     explicit Value(sqlite3_value* value) noexcept : value_(value) {}
 

@@ -42,7 +42,7 @@ auto storeValues(std::span<const Input> inputs) {
 }
 
 void appendMessage(std::string& out, const StoredMessage& message, std::size_t number) {
-    out += inGreen("\nMessage #" + std::to_string(number) + ":\n");
+    appendInGreen(out, {"\nMessage #", std::to_string(number), ":\n"});
     message.appendDescription(out);
 }
 
