@@ -324,6 +324,13 @@ TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
     }
 }
 
+TEST_F(SQLiteMessageStoreTest, ListsWhateverTheCountSays) {
+    makeStore();
+    const std::size_t messages = all().size();
+    execute(file, "UPDATE settings SET value = iif(name = 'messageCount', 1 << 47, value + 1)");
+    EXPECT_EQ(all().size(), messages);
+}
+
 TEST_F(SQLiteMessageStoreTest, CountsInACopyThatOthersHaveChangedAsOften) {
     makeStore();
     const path vacuumed = folder / "vacuumed.db";
