@@ -283,7 +283,8 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
                 home.c_str(),
                 {.number = number, .effect = FailingDisk::Effect::interruption, .interruption = change});
             SQLiteMessageStore store(file);
-            for (const StoredMessage& found : wait(store.messages(std::vector{std::string(messages[0].from)}))) {
+            for (const StoredMessage& found :
+                 wait(store.messages(std::vector{std::string(messages[0].from)}))) {
                 EXPECT_EQ(found.from, messages[0].from) << number;
             }
             wait(store.saveMessage(messages[1]));
