@@ -9,27 +9,28 @@ Description::Description(std::string& out, std::string_view heading) : out_(out)
     out_ += heading;
 }
 
-void Description::beginLine(std::string_view name) {
-    // Deeper than this, nothing is indented.
-    constexpr std::string_view newLineAndSpaces = "\n                ";
-    out_ +=
-        hasLine_ ? newLineAndSpaces.substr(0, 1 + indentation_) : newLineAndSpaces.substr(1, indentation_);
+void Description::beginLine(const FieldName& name) {
+    if (hasLine_) {
+        out_ += '\n';
+    }
     hasLine_ = true;
-    out_ += name;
-    out_ += ": ";
+    const std::string_view text = name.indented(indentation_);
+    // A copy of a fixed size needs no call; what is too much is cut off again.
+    out_.append(text.data(), FieldName::mostShown);
+    out_.resize(out_.size() - (FieldName::mostShown - text.size()));
 }
 
-void Description::line(std::string_view name, std::string_view value) {
+void Description::line(const FieldName& name, std::string_view value) {
     beginLine(name);
     out_ += value;
 }
 
-void Description::field(std::string_view name, std::string_view text) {
+void Description::field(const FieldName& name, std::string_view text) {
     beginLine(name);
     appendQuoted(out_, text);
 }
 
-void Description::field(std::string_view name, const FileURL& url) {
+void Description::field(const FieldName& name, const FileURL& url) {
     // Nothing in a URL needs an escape.
     beginLine(name);
     out_ += '"';
@@ -37,23 +38,23 @@ void Description::field(std::string_view name, const FileURL& url) {
     out_ += '"';
 }
 
-void Description::field(std::string_view name, const UUID& uuid) {
-    beginLine(name);
-    uuid.appendText(out_);
+void Description::field(const FieldName& name, const UUID& uuid) {
+    const auto text = uuid.characters();
+    line(name, {text.data(), text.size()});
 }
 
-void Description::field(std::string_view name, double number) {
+void Description::field(const FieldName& name, double number) {
     line(name, shortestText(number));
 }
 
-void Description::field(std::string_view name, Seconds duration) {
+void Description::field(const FieldName& name, Seconds duration) {
     field(name, duration.count());
     out_ += " s";
 }
 
-void Description::field(std::string_view name, Timestamp moment) {
-    beginLine(name);
-    appendTimestamp(out_, moment);
+void Description::field(const FieldName& name, Timestamp moment) {
+    const auto text = timestampCharacters(moment);
+    line(name, {text.data(), text.size()});
 }
 
 Description Description::nested(std::string_view heading) {

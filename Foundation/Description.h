@@ -4,6 +4,9 @@
 #include "Foundation/FileURL.h"
 #include "Foundation/Time.h"
 #include "Foundation/UUID.h"
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,6 +14,31 @@
 #include <utility>
 
 namespace Orvex {
+
+/// The name of a field, a literal of up to 30 characters, between the spaces in front of it and the colon.
+class FieldName {
+  public:
+    template <std::size_t size>
+    requires(size <= 31) consteval FieldName(const char (&name)[size]) : size_(size + 1) {
+        text_.fill(' ');
+        std::copy_n(name, size - 1, text_.begin() + mostIndented);
+        text_[mostIndented + size - 1] = ':';
+    }
+
+    /// Deeper than this, nothing is indented.
+    static constexpr std::size_t mostIndented = 16;
+    static constexpr std::size_t mostShown = mostIndented + 32;
+
+    /// `mostShown` characters can be read from its beginning.
+    [[nodiscard]] std::string_view indented(std::size_t indentation) const noexcept {
+        indentation = std::min(indentation, mostIndented);
+        return {text_.data() + mostIndented - indentation, indentation + size_};
+    }
+
+  private:
+    std::array<char, mostIndented + mostShown> text_{};
+    std::size_t size_;
+};
 
 /// Adds the text that shows a record to a person: one field a line, indented, `name: value`, in the order of
 /// the calls, without a newline after the last one. A field without a value is left out. No text that a field
@@ -22,21 +50,21 @@ class Description {
     /// Begins with a line of its own.
     Description(std::string& out, std::string_view heading);
 
-    void field(std::string_view name, std::string_view text);
-    void field(std::string_view name, const char* text) { field(name, std::string_view(text)); }
-    void field(std::string_view name, const FileURL& url);
-    void field(std::string_view name, const UUID& uuid);
-    void field(std::string_view name, bool value) { line(name, value ? "true" : "false"); }
-    void field(std::string_view name, std::int32_t number) { line(name, std::to_string(number)); }
-    void field(std::string_view name, double number);
-    void field(std::string_view name, Seconds duration);
-    void field(std::string_view name, Timestamp moment);
+    void field(const FieldName& name, std::string_view text);
+    void field(const FieldName& name, const char* text) { field(name, std::string_view(text)); }
+    void field(const FieldName& name, const FileURL& url);
+    void field(const FieldName& name, const UUID& uuid);
+    void field(const FieldName& name, bool value) { line(name, value ? "true" : "false"); }
+    void field(const FieldName& name, std::int32_t number) { line(name, std::to_string(number)); }
+    void field(const FieldName& name, double number);
+    void field(const FieldName& name, Seconds duration);
+    void field(const FieldName& name, Timestamp moment);
     template <CaseIterable E>
-    void field(std::string_view name, E value) {
+    void field(const FieldName& name, E value) {
         line(name, caseName(value));
     }
     template <class T>
-    void field(std::string_view name, const std::optional<T>& value) {
+    void field(const FieldName& name, const std::optional<T>& value) {
         if (value) {
             field(name, *value);
         }
@@ -46,8 +74,8 @@ class Description {
     [[nodiscard]] Description nested(std::string_view heading);
 
   private:
-    void beginLine(std::string_view name);
-    void line(std::string_view name, std::string_view value);
+    void beginLine(const FieldName& name);
+    void line(const FieldName& name, std::string_view value);
 
     std::string& out_;
     std::size_t indentation_ = 2;

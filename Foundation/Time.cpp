@@ -1,16 +1,13 @@
 #include "Foundation/Time.h"
 
-#include <array>
-
 namespace Orvex {
 
 std::string timestampText(Timestamp moment) {
-    std::string text;
-    appendTimestamp(text, moment);
-    return text;
+    const auto text = timestampCharacters(moment);
+    return {text.begin(), text.end()};
 }
 
-void appendTimestamp(std::string& out, Timestamp moment) {
+std::array<char, 24> timestampCharacters(Timestamp moment) {
     const auto day = std::chrono::floor<std::chrono::days>(moment);
     const std::chrono::year_month_day date(day);
     const std::chrono::hh_mm_ss time(moment - day);
@@ -29,7 +26,7 @@ void appendTimestamp(std::string& out, Timestamp moment) {
     put(14, 2, time.minutes().count());
     put(17, 2, time.seconds().count());
     put(20, 3, time.subseconds().count());
-    out.append(text.data(), text.size());
+    return text;
 }
 
 } // namespace Orvex

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <string>
 
@@ -17,6 +18,6 @@ using Timestamp = std::chrono::sys_time<std::chrono::milliseconds>;
 
 /// ISO 8601 in UTC, as in "2026-11-21T09:30:00.125Z"; for the years 0 to 9999.
 [[nodiscard]] std::string timestampText(Timestamp moment);
-void appendTimestamp(std::string& out, Timestamp moment);
+[[nodiscard]] std::array<char, 24> timestampCharacters(Timestamp moment);
 
 } // namespace Orvex

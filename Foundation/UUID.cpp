@@ -1,5 +1,6 @@
 #include "Foundation/UUID.h"
 
+#include <cstring>
 #include <uuid/uuid.h>
 
 namespace Orvex {
@@ -19,23 +20,28 @@ std::optional<UUID> UUID::parse(std::string_view text) {
 }
 
 std::string UUID::text() const {
-    std::string text;
-    appendText(text);
-    return text;
+    const auto text = characters();
+    return {text.begin(), text.end()};
 }
 
-void UUID::appendText(std::string& out) const {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::array<char, UUID_STR_LEN - 1> text{};
-    auto next = text.begin();
+std::array<char, 36> UUID::characters() const noexcept {
+    std::array<char, 2 * std::tuple_size_v<Bytes>> digits{};
+    // Without branches: the compiler does many digits at once.
+    const auto digit = [](unsigned value) {
+        return static_cast<char>('0' + value + (value > 9) * ('A' - '9' - 1));
+    };
     for (std::size_t i = 0; i < bytes_.size(); ++i) {
-        if (i == 4 || i == 6 || i == 8 || i == 10) {
-            *next++ = '-';
-        }
-        *next++ = digits[bytes_[i] >> 4U];
-        *next++ = digits[bytes_[i] & 0xFU];
+        digits[2 * i] = digit(bytes_[i] >> 4U);
+        digits[2 * i + 1] = digit(bytes_[i] & 0xFU);
     }
-    out.append(text.data(), text.size());
+    std::array<char, 36> text{};
+    text[8] = text[13] = text[18] = text[23] = '-';
+    std::memcpy(text.data(), digits.data(), 8);
+    std::memcpy(text.data() + 9, digits.data() + 8, 4);
+    std::memcpy(text.data() + 14, digits.data() + 12, 4);
+    std::memcpy(text.data() + 19, digits.data() + 16, 4);
+    std::memcpy(text.data() + 24, digits.data() + 20, 12);
+    return text;
 }
 
 } // namespace Orvex

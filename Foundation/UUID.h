@@ -25,7 +25,7 @@ class UUID {
 
     /// The 36-character form in upper case.
     [[nodiscard]] std::string text() const;
-    void appendText(std::string& out) const;
+    [[nodiscard]] std::array<char, 36> characters() const noexcept;
 
     [[nodiscard]] constexpr const Bytes& bytes() const noexcept { return bytes_; }
 

@@ -44,6 +44,14 @@ std::string inGreen(std::string_view label) {
     return colored(green, label);
 }
 
+void appendInGreen(std::string& out, std::initializer_list<std::string_view> parts) {
+    out += green;
+    for (const std::string_view part : parts) {
+        out += part;
+    }
+    out += reset;
+}
+
 std::string inRed(std::string_view label) {
     return colored(red, label);
 }

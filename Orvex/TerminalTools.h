@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,6 +9,9 @@ namespace Orvex {
 
 /// `label` in green, then the default attributes again: the label of a result, or a heading.
 [[nodiscard]] std::string inGreen(std::string_view label);
+
+/// Adds the label that the parts make up, in green.
+void appendInGreen(std::string& out, std::initializer_list<std::string_view> parts);
 
 /// `label` in red: an error, or nothing found.
 [[nodiscard]] std::string inRed(std::string_view label);

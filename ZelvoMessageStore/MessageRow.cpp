@@ -14,19 +14,18 @@ namespace {
 /// Reads the columns of a row from left to right.
 class RowReader {
   public:
-    /// A shared text that is the same as `likely` shares its characters.
-    RowReader(SQLite::Statement& row, SharedText likely)
-        : row_(row), id_(row.integer(0)), likely_(std::move(likely)) {}
+    explicit RowReader(SQLite::Statement& row) : row_(row) {}
 
+    /// A text that is the same as the `likely` one shares its characters.
     template <class T>
-    T next() {
-        ++column_;
-        return read(static_cast<T*>(nullptr));
+    T next(const T* likely = nullptr) {
+        const SQLite::Value value = row_.value(++column_);
+        return read(value, likely);
     }
 
   private:
-    UUID read(const UUID*) {
-        const SQLite::Blob blob = row_.blob(column_);
+    UUID read(SQLite::Value value, const UUID*) {
+        const SQLite::Blob blob = value.blob();
         UUID::Bytes bytes{};
         if (blob.size() != bytes.size()) {
             fail("is no UUID of 16 bytes");
@@ -35,15 +34,13 @@ class RowReader {
         return UUID(bytes);
     }
 
-    std::string read(const std::string*) { return std::string(row_.text(column_)); }
-
-    SharedText read(const SharedText*) {
-        const std::string_view text = row_.text(column_);
-        return likely_ == text ? likely_ : SharedText(text);
+    SharedText read(SQLite::Value value, const SharedText* likely) {
+        const std::string_view text = value.text();
+        return likely != nullptr && *likely == text ? *likely : SharedText(text);
     }
 
-    FileURL read(const FileURL*) {
-        const std::string_view text = row_.text(column_);
+    FileURL read(SQLite::Value value, const FileURL*) {
+        const std::string_view text = value.text();
         std::optional<FileURL> url = FileURL::parse(text);
         if (!url) {
             fail("is " + inQuotes(text) + ", which is no file URL");
@@ -51,76 +48,78 @@ class RowReader {
         return *std::move(url);
     }
 
-    bool read(const bool*) { return integerBetween(0, 1) != 0; }
+    bool read(SQLite::Value value, const bool*) { return integerBetween(value, 0, 1) != 0; }
 
-    std::int32_t read(const std::int32_t*) {
-        return static_cast<std::int32_t>(integerBetween(1, std::numeric_limits<std::int32_t>::max()));
+    std::int32_t read(SQLite::Value value, const std::int32_t*) {
+        return static_cast<std::int32_t>(integerBetween(value, 1, std::numeric_limits<std::int32_t>::max()));
     }
 
-    Seconds read(const Seconds*) {
-        const double seconds = row_.real(column_);
+    Seconds read(SQLite::Value value, const Seconds*) {
+        const double seconds = value.real();
         if (!std::isfinite(seconds)) {
             fail("is no finite number");
         }
         return Seconds(seconds);
     }
 
-    Timestamp read(const Timestamp*) {
+    Timestamp read(SQLite::Value value, const Timestamp*) {
         using namespace std::chrono;
         constexpr Timestamp first = sys_days(year(0) / January / 1);
         constexpr Timestamp last = sys_days(year(10000) / January / 1) - milliseconds(1);
-        return Timestamp(
-            milliseconds(integerBetween(first.time_since_epoch().count(), last.time_since_epoch().count())));
+        return Timestamp(milliseconds(
+            integerBetween(value, first.time_since_epoch().count(), last.time_since_epoch().count())));
     }
 
     template <RawRepresentable E>
-    E read(const E*) {
+    E read(SQLite::Value value, const E*) {
         constexpr auto cases = allCases<E>();
-        return static_cast<E>(integerBetween(rawValue(cases.front()), rawValue(cases.back())));
+        return static_cast<E>(integerBetween(value, rawValue(cases.front()), rawValue(cases.back())));
     }
 
     template <class T>
-    std::optional<T> read(const std::optional<T>*) {
-        return row_.isNull(column_) ? std::nullopt : std::optional(read(static_cast<T*>(nullptr)));
+    std::optional<T> read(SQLite::Value value, const std::optional<T>* likely) {
+        if (value.isNull()) {
+            return std::nullopt;
+        }
+        return read(value, likely != nullptr && *likely ? &**likely : static_cast<const T*>(nullptr));
     }
 
-    std::int64_t integerBetween(std::int64_t lowest, std::int64_t highest) {
-        const std::int64_t value = row_.integer(column_);
-        if (value < lowest || value > highest) {
-            fail("is " + std::to_string(value) + ", not between " + std::to_string(lowest) + " and " +
+    std::int64_t integerBetween(SQLite::Value value, std::int64_t lowest, std::int64_t highest) {
+        const std::int64_t number = value.integer();
+        if (number < lowest || number > highest) {
+            fail("is " + std::to_string(number) + ", not between " + std::to_string(lowest) + " and " +
                  std::to_string(highest));
         }
-        return value;
+        return number;
     }
 
     [[noreturn]] void fail(const std::string& fault) {
-        throw StoreFault("the file is damaged: in message " + std::to_string(id_) + " " +
+        throw StoreFault("the file is damaged: in message " + std::to_string(row_.integer(0)) + " " +
                          row_.columnName(column_) + " " + fault);
     }
 
     SQLite::Statement& row_;
-    std::int64_t id_;
-    SharedText likely_;
     int column_ = 0;
 };
 
 } // namespace
 
 void appendMessageFromRow(std::vector<StoredMessage>& messages, SQLite::Statement& row) {
-    RowReader reader(row, messages.empty() ? SharedText() : messages.back().simID);
+    RowReader reader(row);
+    const StoredMessage* const last = messages.empty() ? nullptr : &messages.back();
     // The initialisers of a braced list are evaluated in order.
     messages.push_back({.conversationID = reader.next<UUID>(),
                         .messageFile = reader.next<FileURL>(),
                         .thumbnail = reader.next<std::optional<FileURL>>(),
                         .type = reader.next<MessageType>(),
                         .transcriptURL = reader.next<std::optional<FileURL>>(),
-                        .from = reader.next<std::string>(),
+                        .from = reader.next<SharedText>(),
                         .provider = reader.next<MessageProvider>(),
                         .duration = reader.next<Seconds>(),
                         .sensitive = reader.next<bool>(),
-                        .recipient = reader.next<std::optional<std::string>>(),
+                        .recipient = reader.next(last == nullptr ? nullptr : &last->recipient),
                         .isRTT = reader.next<bool>(),
-                        .simID = reader.next<SharedText>(),
+                        .simID = reader.next(last == nullptr ? nullptr : &last->simID),
                         .quality = reader.next<MessageQuality>(),
                         .recordUUID = reader.next<UUID>(),
                         .voicemailID = reader.next<std::optional<std::int32_t>>(),

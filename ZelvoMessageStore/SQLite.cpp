@@ -86,6 +86,43 @@ void configure(sqlite3* database) {
 
 } // namespace
 
+bool Value::isNull() const {
+    return sqlite3_value_type(value_) == SQLITE_NULL;
+}
+
+std::int64_t Value::integer() const {
+    return sqlite3_value_int64(value_);
+}
+
+double Value::real() const {
+    return sqlite3_value_double(value_);
+}
+
+std::string_view Value::text() const {
+    const void* const text = sqlite3_value_text(value_);
+    if (text == nullptr) {
+        if (!isNull()) {
+            throw std::bad_alloc();
+        }
+        return {};
+    }
+    return {static_cast<const char*>(text), size()};
+}
+
+Blob Value::blob() const {
+    const void* const bytes = sqlite3_value_blob(value_);
+    return {static_cast<const unsigned char*>(bytes), size()};
+}
+
+std::size_t Value::size() const {
+    const int size = sqlite3_value_bytes(value_);
+    bytesLeft_ -= size;
+    if (bytesLeft_ < 0) {
+        throw Error(SQLITE_CORRUPT, "more is read from it than it holds");
+    }
+    return static_cast<std::size_t>(size);
+}
+
 Statement::Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes)
     : database_(database), bytesLeft_(mostBytes) {
     sqlite3_stmt* statement = nullptr;
@@ -147,41 +184,8 @@ void Statement::reset() {
     sqlite3_stmt_status(statement_.get(), SQLITE_STMTSTATUS_VM_STEP, toZero);
 }
 
-bool Statement::isNull(int column) {
-    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
-}
-
-std::int64_t Statement::integer(int column) {
-    return sqlite3_column_int64(statement_.get(), column);
-}
-
-double Statement::real(int column) {
-    return sqlite3_column_double(statement_.get(), column);
-}
-
-std::size_t Statement::sizeOf(int column) {
-    const int size = sqlite3_column_bytes(statement_.get(), column);
-    bytesLeft_ -= size;
-    if (bytesLeft_ < 0) {
-        throw Error(SQLITE_CORRUPT, "more is read from it than it holds");
-    }
-    return static_cast<std::size_t>(size);
-}
-
-std::string_view Statement::text(int column) {
-    const void* const text = sqlite3_column_text(statement_.get(), column);
-    if (text == nullptr) {
-        if (!isNull(column)) {
-            throw std::bad_alloc();
-        }
-        return {};
-    }
-    return {static_cast<const char*>(text), sizeOf(column)};
-}
-
-Blob Statement::blob(int column) {
-    const void* const bytes = sqlite3_column_blob(statement_.get(), column);
-    return {static_cast<const unsigned char*>(bytes), sizeOf(column)};
+Value Statement::value(int column) {
+    return {sqlite3_column_value(statement_.get(), column), bytesLeft_};
 }
 
 std::string Statement::columnName(int column) {

@@ -11,6 +11,7 @@
 struct sqlite3;
 struct sqlite3_file;
 struct sqlite3_stmt;
+struct sqlite3_value;
 
 /// A thin wall around the SQLite library: objects that clean up after themselves, errors as exceptions.
 namespace Orvex::SQLite {
@@ -27,6 +28,29 @@ class Error : public std::runtime_error {
 };
 
 using Blob = std::span<const unsigned char>;
+
+/// What a row has in a column. It lives until the statement's next `step` or `reset`, and so do its texts and
+/// blobs.
+class Value {
+  public:
+    /// For any value of a `Statement` of our connections. They are opened without mutexes; there, "there is
+    /// no distinction between protected and unprotected sqlite3_value objects and they can be used
+    /// interchangeably" (https://www.sqlite.org/c3ref/value.html).
+    /// Its bytes are taken off `bytesLeft`.
+    Value(sqlite3_value* value, std::int64_t& bytesLeft) noexcept : value_(value), bytesLeft_(bytesLeft) {}
+
+    [[nodiscard]] bool isNull() const;
+    [[nodiscard]] std::int64_t integer() const;
+    [[nodiscard]] double real() const;
+    [[nodiscard]] std::string_view text() const;
+    [[nodiscard]] Blob blob() const;
+
+  private:
+    [[nodiscard]] std::size_t size() const;
+
+    sqlite3_value* value_;
+    std::int64_t& bytesLeft_;
+};
 
 /// A prepared statement. Parameters and columns are counted as SQLite does: parameters from 1, columns from
 /// 0. Every member may throw `Error`.
@@ -49,17 +73,12 @@ class Statement {
     /// Makes the statement ready to be run again, its parameters null.
     void reset();
 
-    // A text or blob lives until the next `step` or `reset`.
-    [[nodiscard]] bool isNull(int column);
-    [[nodiscard]] std::int64_t integer(int column);
-    [[nodiscard]] double real(int column);
-    [[nodiscard]] std::string_view text(int column);
-    [[nodiscard]] Blob blob(int column);
+    [[nodiscard]] Value value(int column);
+    [[nodiscard]] std::int64_t integer(int column) { return value(column).integer(); }
     [[nodiscard]] std::string columnName(int column);
 
   private:
     void check(int code);
-    std::size_t sizeOf(int column);
 
     struct Finalizer {
         void operator()(sqlite3_stmt* statement) const noexcept;

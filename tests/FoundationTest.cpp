@@ -4,6 +4,7 @@
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularExpression.h"
+#include "Foundation/SharedText.h"
 #include "Foundation/UUID.h"
 #include <array>
 #include <charconv>
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
+#include <thread>
 #include <unistd.h>
 
 namespace Orvex {
@@ -121,6 +123,56 @@ TEST(QuotedText, CannotBeObeyedByATerminal) {
     EXPECT_EQ(bracketed(std::vector<std::string>(), inQuotes), "[]");
     const std::string elements[] = {"", "a, \"b\""};
     EXPECT_EQ(bracketed(elements, inQuotes), R"(["", "a, \"b\""])");
+}
+
+TEST(QuotedText, SeesEachByteWhereverItStands) {
+    for (int byte = 0; byte <= 0xFF; ++byte) {
+        const std::string one(1, static_cast<char>(byte));
+        const std::string quoted = inQuotes(one);
+        for (std::size_t before = 0; before < 20; ++before) {
+            for (std::size_t behind = 0; behind < 10; ++behind) {
+                const std::string left(before, 'x');
+                const std::string right(behind, 'x');
+                ASSERT_EQ(inQuotes(left + one + right),
+                          '"' + left + quoted.substr(1, quoted.size() - 2) + right + '"');
+            }
+        }
+    }
+}
+
+TEST(SharedText, OutlivesItsMakerInAnyThread) {
+    // Of all sizes around those that end a block, and of those that have a block of their own.
+    const auto text = [](std::size_t number) {
+        return std::string(number * number % 9000, static_cast<char>('a' + number % 26));
+    };
+    constexpr std::size_t count = 3000;
+    std::vector<SharedText> texts(count);
+    const auto make = [&](std::size_t first) {
+        for (std::size_t i = first; i < count; i += 2) {
+            texts[i] = text(i);
+        }
+    };
+    const auto copyAndDrop = [&] {
+        std::vector<SharedText> copies;
+        for (std::size_t i = 0; i < count; ++i) {
+            copies.push_back(texts[i]);
+            copies[i / 2] = SharedText();
+        }
+    };
+    std::thread(make, 0).join();
+    std::thread(make, 1).join();
+    std::thread first(copyAndDrop);
+    std::thread second(copyAndDrop);
+    first.join();
+    second.join();
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i % 3 != 0) {
+            texts[i] = SharedText();
+        }
+    }
+    for (std::size_t i = 0; i < count; i += 3) {
+        ASSERT_EQ(texts[i], text(i)) << i;
+    }
 }
 
 TEST(ShortestText, IsThatOfTheStandardLibrary) {

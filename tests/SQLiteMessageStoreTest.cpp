@@ -406,7 +406,7 @@ TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
          {"DELETE FROM messages WHERE id = 1", "DELETE FROM settings",
           "UPDATE settings SET value = 7 WHERE name = 'messageCount'",
           "UPDATE settings SET value = value + (name = 'messageCountChange') - 3 * (name = 'messageCount')",
-          "UPDATE settings SET value = iif(name = 'messageCount', 1000000, value + 1)",
+          "UPDATE settings SET value = iif(name = 'messageCount', 1 << 47, value + 1)",
           "PRAGMA journal_mode = WAL; DELETE FROM messages WHERE id = 1",
           "DELETE FROM messages WHERE id = 1; VACUUM"}) {
         std::filesystem::remove(file);
@@ -470,7 +470,7 @@ TEST_F(SQLiteMessageStoreTest, TakesLongListsOfIdentifiers) {
     EXPECT_EQ(wait(store.messages(recordUUIDs)).size(), 1U);
     wait(store.deleteMessages(recordUUIDs));
     std::vector<std::string> handles(100000, "nobody");
-    handles.push_back(all()[0].from);
+    handles.emplace_back(all()[0].from);
     EXPECT_EQ(wait(store.messages(handles)).size(), 1U);
 }
 

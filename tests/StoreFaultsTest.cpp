@@ -374,7 +374,8 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
                 home.c_str(),
                 {.number = number, .effect = FailingDisk::Effect::interruption, .interruption = change});
             SQLiteMessageStore store(file);
-            for (const StoredMessage& found : wait(store.messages(std::vector{messages[0].from}))) {
+            for (const StoredMessage& found :
+                 wait(store.messages(std::vector{std::string(messages[0].from)}))) {
                 EXPECT_EQ(found.from, messages[0].from) << number;
             }
             wait(store.saveMessage(messages[1]));
@@ -430,7 +431,7 @@ TEST_F(StoreFaultsTest, MigratesAStoreAsAWholeOrLeavesItAsItWas) {
               "SELECT id || sender || sim_id FROM messages", "PRAGMA integrity_check"}) {
             SQLite::Statement rows = database.prepare(query);
             while (rows.step()) {
-                content.emplace_back(rows.text(0));
+                content.emplace_back(rows.value(0).text());
             }
         }
         return content;
@@ -582,7 +583,7 @@ TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
         std::set<std::int32_t> identifiers;
         const std::vector<StoredMessage> left = wait(SQLiteMessageStore(file).allMessages());
         for (const StoredMessage& message : left) {
-            recipients.insert(message.recipient.value_or(""));
+            recipients.emplace(message.recipient.value_or(""));
             identifiers.insert(message.voicemailID.value_or(0));
         }
         EXPECT_EQ(left.size(), voicemails);

@@ -41,6 +41,11 @@ auto storeValues(std::span<const Input> inputs) {
     return values;
 }
 
+void appendMessage(std::string& out, const StoredMessage& message, std::size_t number) {
+    appendInGreen(out, {"\nMessage #", std::to_string(number), ":\n"});
+    message.appendDescription(out);
+}
+
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view whiteSpace = " \t\r\v\f";
     text.remove_prefix(std::min(text.find_first_not_of(whiteSpace), text.size()));
@@ -86,18 +91,23 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
 }
 
 void printMessage(const StoredMessage& message, std::size_t number, bool noColor) {
-    constexpr std::size_t usualSize = 1000;
     std::string text;
-    text.reserve(usualSize);
-    text += inGreen("\nMessage #" + std::to_string(number) + ":\n");
-    message.appendDescription(text);
+    appendMessage(text, message, number);
     printLine(text, noColor);
 }
 
 void listMessages(std::span<const StoredMessage> messages, bool noColor) {
-    std::size_t number = 0;
-    for (const StoredMessage& message : messages) {
-        printMessage(message, ++number, noColor);
+    // Escapes are stripped from one message at a time; otherwise many are printed at once.
+    const std::size_t enough = noColor ? 1 : std::size_t{1} << 16U;
+    std::string text;
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        appendMessage(text, messages[i], i + 1);
+        if (text.size() >= enough || i + 1 == messages.size()) {
+            printLine(text, noColor);
+            text.clear();
+        } else {
+            text += '\n';
+        }
     }
 }
 

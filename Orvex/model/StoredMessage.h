@@ -20,13 +20,12 @@ struct StoredMessage {
     MessageType type = MessageType::video;
     /// Where the archive with the voicemail's transcript is.
     std::optional<FileURL> transcriptURL{};
-    std::string from;
+    SharedText from;
     MessageProvider provider = MessageProvider::Zelvo;
     Seconds duration{0};
     bool sensitive = false;
-    std::optional<std::string> recipient{};
+    std::optional<SharedText> recipient{};
     bool isRTT = false;
-    /// The same in most messages of a device.
     SharedText simID;
     MessageQuality quality = MessageQuality::standard;
 

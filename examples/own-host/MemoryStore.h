@@ -101,8 +101,8 @@ class MemoryStore : public MessageStore {
     std::vector<StoredMessage> messages_;
 
   private:
-    template <class T>
-    static bool isIn(const std::vector<T>& values, const T& value) {
+    template <class T, class U>
+    static bool isIn(const std::vector<T>& values, const U& value) {
         return std::ranges::find(values, value) != values.end();
     }
 
