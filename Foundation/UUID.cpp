@@ -1,20 +1,40 @@
 #include "Foundation/UUID.h"
 
+#include <cerrno>
+#include <charconv>
 #include <cstring>
-#include <uuid/uuid.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace Orvex {
 
 UUID UUID::random() {
-    Bytes bytes;
-    uuid_generate_random(bytes.data());
+    Bytes bytes{};
+    if (getentropy(bytes.data(), bytes.size()) != 0) {
+        throw std::system_error(errno, std::generic_category(), "the system has no random numbers");
+    }
+    // The version and the variant: RFC 9562, section 5.4.
+    bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0FU) | 0x40U);
+    bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3FU) | 0x80U);
     return UUID(bytes);
 }
 
 std::optional<UUID> UUID::parse(std::string_view text) {
-    Bytes bytes;
-    if (uuid_parse_range(text.data(), text.data() + text.size(), bytes.data()) != 0) {
+    constexpr std::size_t size = 36;
+    if (text.size() != size) {
         return std::nullopt;
+    }
+    Bytes bytes{};
+    const char* next = text.data();
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if ((i == 4 || i == 6 || i == 8 || i == 10) && *next++ != '-') {
+            return std::nullopt;
+        }
+        const char* const end = next + 2;
+        if (std::from_chars(next, end, bytes[i], 16).ptr != end) {
+            return std::nullopt;
+        }
+        next = end;
     }
     return UUID(bytes);
 }

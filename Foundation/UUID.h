@@ -17,7 +17,7 @@ class UUID {
     constexpr UUID() noexcept = default;
     explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
 
-    /// A new version 4 UUID from the system's random source.
+    /// A new version 4 UUID from the system's random source. Throws `std::system_error` when there is none.
     [[nodiscard]] static UUID random();
 
     /// Reads the 36-character form, in either letter case; anything else, white space included, is no UUID.

@@ -32,9 +32,25 @@ TEST(UUID, ReadsItsTextFormAndNothingElse) {
          {""sv, "0123ABCD-4567-89EF-FEDC-BA987654321"sv, "0123ABCD-4567-89EF-FEDC-BA98765432100"sv,
           " 0123ABCD-4567-89EF-FEDC-BA987654321"sv, "0123ABCD-4567-89EF-FEDC-BA98765432 0"sv,
           "0123ABCD456789EFFEDCBA98765432101234"sv, "G123ABCD-4567-89EF-FEDC-BA9876543210"sv,
+          "0123ABCD4-567-89EF-FEDC-BA9876543210"sv, "0x23ABCD-4567-89EF-FEDC-BA9876543210"sv,
+          "+123ABCD-4567-89EF-FEDC-BA9876543210"sv, "0123ABCD-4567-89EF-FEDC-BA98765432-0"sv,
           "0123ABCD-4567-89EF-FEDC-BA987654321\0"sv, "{123ABCD-4567-89EF-FEDC-BA987654321}"sv}) {
         EXPECT_FALSE(UUID::parse(text)) << text;
     }
+}
+
+TEST(UUID, RandomOnesDifferInAllBitsButThoseOfTheirVersion) {
+    UUID::Bytes ones{};
+    UUID::Bytes zeros{};
+    for (int i = 0; i < 100; ++i) {
+        const UUID uuid = UUID::random();
+        for (std::size_t byte = 0; byte < ones.size(); ++byte) {
+            ones[byte] |= uuid.bytes()[byte];
+            zeros[byte] |= static_cast<unsigned char>(~uuid.bytes()[byte]);
+        }
+    }
+    EXPECT_EQ(UUID(ones).text(), "FFFFFFFF-FFFF-4FFF-BFFF-FFFFFFFFFFFF");
+    EXPECT_EQ(UUID(zeros).text(), "FFFFFFFF-FFFF-BFFF-7FFF-FFFFFFFFFFFF");
 }
 
 TEST(FileURL, EncodesPaths) {
