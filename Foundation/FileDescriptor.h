@@ -22,6 +22,8 @@ class FileDescriptor {
     }
 
     [[nodiscard]] int get() const noexcept { return descriptor_; }
+    /// Gives up what it owns to whoever closes it from now on.
+    void release() noexcept { descriptor_ = -1; }
 
   private:
     int descriptor_ = -1;

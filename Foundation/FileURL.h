@@ -22,7 +22,8 @@ class FileURL {
     /// encoded NUL.
     [[nodiscard]] static std::optional<FileURL> parse(std::string_view text);
 
-    /// In printable ASCII, without quotes or backslashes. The view lives as long as any copy of the URL.
+    /// In printable ASCII, without double quotes or backslashes. The view lives as long as any copy of the
+    /// URL.
     [[nodiscard]] std::string_view text() const noexcept { return text_; }
 
     /// The absolute path, decoded: the bytes to hand to the file system.

@@ -14,12 +14,13 @@ namespace {
 
 /// Makes what was made in a folder survive a crash. One that may not be read cannot be synced either, nor can
 /// one of a file system that does not know how: that is no reason to give up.
-bool sync(const std::filesystem::path& folder) {
+/// Returns what went wrong, 0 for nothing.
+int sync(const std::filesystem::path& folder) {
     const FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.get() < 0) {
-        return errno == EACCES;
+        return errno == EACCES ? 0 : errno;
     }
-    return fsync(opened.get()) == 0 || errno == EINVAL || errno == EROFS;
+    return fsync(opened.get()) == 0 || errno == EINVAL || errno == EROFS ? 0 : errno;
 }
 
 } // namespace
@@ -30,9 +31,13 @@ void makePrivateFolders(const std::filesystem::path& path) {
         const std::filesystem::path above = folder;
         folder /= component;
         const bool isThere = mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST || errno == EISDIR;
-        // Also above one that was there: who made it may have died before it was synced.
-        if (!isThere || (!above.empty() && !sync(above))) {
-            throw std::system_error(errno, std::generic_category(),
+        int error = isThere ? 0 : errno;
+        if (error == 0 && !above.empty()) {
+            // Also above one that was there: who made it may have died before it was synced.
+            error = sync(above);
+        }
+        if (error != 0) {
+            throw std::system_error(error, std::generic_category(),
                                     "cannot make the folder " + inQuotes(folder.native()));
         }
     }

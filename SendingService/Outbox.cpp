@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -89,32 +90,29 @@ class Folder {
     FileDescriptor descriptor_;
 };
 
-/// What is in a folder, as far as that can be read.
-std::vector<std::string> namesIn(int folder) {
-    std::vector<std::string> names;
+struct Closer {
+    void operator()(DIR* list) const noexcept { closedir(list); }
+};
+
+/// Calls `visit` for each name in a folder, as far as they can be read.
+template <class Visit>
+void forEachName(int folder, Visit visit) {
     // A descriptor of its own, since the list takes it over.
-    const int listed = openat(folder, ".", openFolder);
-    DIR* const list = listed < 0 ? nullptr : fdopendir(listed);
-    if (list == nullptr) {
-        close(listed);
-        return names;
+    FileDescriptor listed(openat(folder, ".", openFolder));
+    const std::unique_ptr<DIR, Closer> names(listed.get() < 0 ? nullptr : fdopendir(listed.get()));
+    if (names == nullptr) {
+        return;
     }
-    while (const dirent* const entry = readdir(list)) {
-        const std::string_view name = &entry->d_name[0];
-        if (name != "." && name != "..") {
-            names.emplace_back(name);
-        }
+    listed.release();
+    while (const dirent* const entry = readdir(names.get())) {
+        visit(&entry->d_name[0]);
     }
-    closedir(list);
-    return names;
 }
 
 /// Removes an entry, open as `entry`, and the files in it, as far as that can be done: a folder in it is not
 /// ours, and stays.
-void removeEntry(const Folder& tmp, const std::string& name, int entry) {
-    for (const std::string& file : namesIn(entry)) {
-        unlinkat(entry, file.c_str(), 0);
-    }
+void removeEntry(const Folder& tmp, const std::string& name, int entry) noexcept {
+    forEachName(entry, [&](const char* file) { unlinkat(entry, file, 0); });
     unlinkat(tmp.get(), name.c_str(), AT_REMOVEDIR);
 }
 
@@ -128,17 +126,17 @@ bool isAt(const Folder& folder, const std::string& name, int file) {
 /// Removes the entries under `tmp/` that nobody is writing any more. What cannot be removed is left to the
 /// next message: it must not keep this one from being sent.
 void clearAbandonedEntries(const Folder& tmp) {
-    for (const std::string& name : namesIn(tmp.get())) {
+    forEachName(tmp.get(), [&](const char* name) {
         // Entries have record UUIDs for names. Whatever else is there is not ours to remove.
         if (!UUID::parse(name)) {
-            continue;
+            return;
         }
-        const FileDescriptor entry(openat(tmp.get(), name.c_str(), openFolder));
+        const FileDescriptor entry(openat(tmp.get(), name, openFolder));
         // A writer that is done has given up the lock, too, and what was opened here is under `new/`.
         if (entry.get() >= 0 && flock(entry.get(), LOCK_EX | LOCK_NB) == 0 && isAt(tmp, name, entry.get())) {
             removeEntry(tmp, name, entry.get());
         }
-    }
+    });
 }
 
 /// An entry being written under `tmp/`, locked as long as its writer lives, and gone unless it gets
@@ -162,17 +160,17 @@ class UnfinishedEntry {
         folder_.sync();
         checked(renameat(tmp_.get(), name_.c_str(), target.get(), name_.c_str()),
                 "cannot move the message to " + inQuotes(target.path()));
+        isPublished_ = true;
         try {
             target.sync();
-        } catch (const std::system_error& error) {
+        } catch (const std::exception& error) {
             if (renameat(target.get(), name_.c_str(), tmp_.get(), name_.c_str()) != 0) {
-                isPublished_ = true;
                 throw SendingServiceError(std::string(error.what()) +
                                           "; the message may be sent all the same");
             }
+            isPublished_ = false;
             throw;
         }
-        isPublished_ = true;
     }
 
   private:
@@ -258,7 +256,7 @@ std::uintmax_t copy(int source, int target, std::uintmax_t most, const std::stri
         if (isImpossible || (size == 0 && copied == 0)) {
             return copied + copyThroughMemory(source, target, most - copied, path);
         }
-        if (checked(size, "cannot write " + path) == 0) {
+        if (checked(size, "cannot copy the video to " + path) == 0) {
             return copied;
         }
         copied += static_cast<std::uintmax_t>(size);
@@ -294,9 +292,8 @@ void write(const UnfinishedEntry& entry, const VideoMessageRequest& request, con
     const Folder& folder = entry.folder();
     const std::string name = videoName(request.videoURL.path());
     const FileDescriptor copyOfVideo = folder.makeFile(name);
-    // One byte more than there should be shows that the video is still growing.
     const std::uintmax_t size =
-        copy(video.descriptor(), copyOfVideo.get(), video.size() + 1, folder.pathOf(name));
+        copy(video.descriptor(), copyOfVideo.get(), video.size(), folder.pathOf(name));
     if (size != video.size() || video.hasChanged()) {
         throw FileError("it changed while it was copied; send it again when it is complete");
     }
@@ -318,7 +315,7 @@ void putIntoOutbox(const std::filesystem::path& folder, const VideoMessageReques
     for (const std::string& handle : request.destinationHandles) {
         checkHandle(handle, "cannot send the video message: the destination handle");
     }
-    const std::string& videoPath = request.videoURL.path();
+    const std::string videoPath = request.videoURL.path();
     try {
         const RegularFile video(videoPath);
         if (video.size() == 0) {

@@ -9,8 +9,8 @@ namespace Orvex {
 /// How many messages a store holds, without counting them where that can be told.
 ///
 /// Two settings have the count, and the number of the file's change that it was noted with. Whatever else
-/// writes into the file, and does not know of them, makes a change of another number: then the messages are
-/// counted.
+/// writes into the file, and does not know of them, makes a change of another number, and copies have others:
+/// then the messages are counted.
 class MessageCount {
   public:
     /// Within a transaction that has not changed anything yet.

@@ -4,10 +4,12 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <fcntl.h>
 #include <limits>
 #include <new>
 #include <random>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <thread>
 
@@ -208,7 +210,7 @@ Database::Database(const std::string& path) {
         fail(database, code);
     }
     configure(database);
-    limitStatements();
+    limitStatements(0);
     execute("PRAGMA cell_size_check = ON; PRAGMA synchronous = FULL");
 }
 
@@ -252,28 +254,32 @@ std::optional<std::uint64_t> Database::changeNumber() const noexcept {
     // https://www.sqlite.org/fileformat.html, section 1.3
     constexpr std::size_t writeVersionOffset = 18;
     constexpr std::size_t changeCounterOffset = 24;
-    constexpr std::size_t schemaCookieOffset = 40;
     constexpr unsigned char rollbackJournal = 1;
-    std::array<unsigned char, schemaCookieOffset + 4> header{};
+    std::array<unsigned char, changeCounterOffset + 4> header{};
     sqlite3_file* const opened = file();
     if (opened == nullptr ||
         opened->pMethods->xRead(opened, header.data(), static_cast<int>(header.size()), 0) != SQLITE_OK ||
         header[writeVersionOffset] != rollbackJournal) {
         return std::nullopt;
     }
-    // A copy that SQLite makes counts its changes from 1, and could come by the same number; but it differs
-    // in the schema's.
-    std::uint64_t number = 0;
-    for (const std::size_t offset : {schemaCookieOffset, changeCounterOffset}) {
-        for (const unsigned char byte : std::span(header).subspan(offset, 4)) {
-            number = number << 8 | byte;
-        }
+    std::uint64_t counter = 0;
+    for (const unsigned char byte : std::span(header).subspan(changeCounterOffset)) {
+        counter = counter << 8 | byte;
     }
-    return number;
+    // A copy may count its changes anew, and come by the same number; but it is another file, or was made at
+    // another moment.
+    struct statx status {};
+    constexpr unsigned wanted = STATX_INO | STATX_BTIME;
+    const char* const path = sqlite3_db_filename(database_.get(), "main");
+    if (statx(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, wanted, &status) != 0 ||
+        (status.stx_mask & wanted) != wanted) {
+        return std::nullopt;
+    }
+    const auto born = static_cast<std::uint64_t>(status.stx_btime.tv_sec);
+    return counter + (status.stx_ino << 32U ^ born << 20U ^ status.stx_btime.tv_nsec);
 }
 
-void Database::limitStatements() noexcept {
-    const std::int64_t size = fileSize();
+void Database::limitStatements(std::int64_t size) {
     mostBytes_ = anyBytes + bytesPerByte * size;
     // The greatest `int` is enough to list tens of millions of messages.
     const auto steps =
@@ -281,18 +287,22 @@ void Database::limitStatements() noexcept {
     sqlite3_progress_handler(database_.get(), static_cast<int>(steps), interrupt, nullptr);
 }
 
-Transaction::Transaction(Database& database, Kind kind)
-    : rollback_(database.prepare("ROLLBACK")), database_(&database) {
-    database.limitStatements();
+Transaction::Transaction(Database& database)
+    : rollback_(database.prepare("ROLLBACK")), database_(&database) {}
+
+Transaction::Transaction(Database& database, Kind kind) : Transaction(database) {
     database.execute(kind == Kind::immediate ? "BEGIN IMMEDIATE" : "BEGIN");
+    // Not before: others may have made the database grow while their lock was waited for.
+    database.limitStatements(database.queryInteger("PRAGMA page_count") *
+                             database.queryInteger("PRAGMA page_size"));
 }
 
 Transaction::~Transaction() {
     if (database_ != nullptr) {
         try {
             rollback_.run();
-        } catch (
-            const Error&) { // NOLINT(bugprone-empty-catch): SQLite rolls back by itself after some errors
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): nothing was begun, or SQLite has
+                                          // rolled back by itself
         }
     }
 }

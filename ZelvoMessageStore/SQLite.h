@@ -111,14 +111,14 @@ class Database {
     [[nodiscard]] std::int64_t changedRows() const noexcept;
 
     /// The number of the file's last change, to be asked for within a transaction that has read something. A
-    /// transaction that changes something, of whatever program, makes it one greater, unless it changes the
-    /// schema. No value where changes are not counted, in memory or with a write-ahead log, or when the
-    /// number cannot be read.
+    /// transaction that changes something, of whatever program, makes it one greater; a copy of the file has
+    /// other numbers. No value where changes are not counted, in memory or with a write-ahead log, or when
+    /// the number cannot be told.
     [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
-    /// In bytes; 0 in memory, or when the size cannot be read.
+    /// In bytes, without a write-ahead log; 0 in memory, or when the size cannot be read.
     [[nodiscard]] std::int64_t fileSize() const noexcept;
-    /// Lets statements run on as befits the size that the file has now.
-    void limitStatements() noexcept;
+    /// Lets statements run on as befits so many bytes of a database.
+    void limitStatements(std::int64_t size);
 
   private:
     /// Nothing in memory.
@@ -145,6 +145,8 @@ class Transaction {
     void commit();
 
   private:
+    explicit Transaction(Database& database);
+
     /// Made beforehand, since there may be no memory for it later.
     Statement rollback_;
     Database* database_;

@@ -185,9 +185,7 @@ void checkTables(SQLite::Database& database) {
 
 /// SQLite takes what is missing of the last page for zeros.
 void checkSize(SQLite::Database& database) {
-    const std::int64_t size = database.fileSize();
-    if (size > 0 &&
-        size < database.queryInteger("PRAGMA page_count") * database.queryInteger("PRAGMA page_size")) {
+    if (database.fileSize() % database.queryInteger("PRAGMA page_size") != 0) {
         throw StoreFault("the file is damaged: its end is missing; restore a copy of it");
     }
 }
@@ -259,6 +257,15 @@ bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps)
     }
     migrate(database, steps);
     return true;
+}
+
+void checkIndexes(SQLite::Database& database) {
+    SQLite::Statement query = database.prepare(
+        "SELECT i.name FROM (VALUES ('messages'), ('settings')), pragma_index_list(column1) AS i, "
+        "pragma_index_xinfo(i.name) AS c WHERE i.partial OR c.cid = -2");
+    if (query.step()) {
+        throw StoreFault("its index " + inQuotes(query.value(0).text()) + " computes something; drop it");
+    }
 }
 
 void createSchema(SQLite::Database& database) {

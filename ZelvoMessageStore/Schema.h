@@ -29,6 +29,9 @@ using Migration = void (*)(SQLite::Database& database);
 /// version can use.
 [[nodiscard]] bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps = migrations());
 
+/// Throws `StoreFault` when an index computes something: each change could be made to take hours by that.
+void checkIndexes(SQLite::Database& database);
+
 /// Gives an empty database the current schema, in one transaction, unless another process has just done so.
 void createSchema(SQLite::Database& database);
 

@@ -4,7 +4,6 @@
 #include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/store/MessageStore.h"
-#include "ZelvoMessageStore/Schema.h"
 #include <cerrno>
 #include <fcntl.h>
 #include <new>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ZelvoMessageStore/SQLite.h"
+#include "ZelvoMessageStore/Schema.h"
 #include <exception>
 #include <filesystem>
 #include <optional>
@@ -36,6 +36,7 @@ class StoreConnection {
         try {
             SQLite::Database& database = databaseToWrite();
             SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
+            checkIndexes(database);
             if constexpr (std::is_void_v<std::invoke_result_t<Operation, SQLite::Database&>>) {
                 operation(database);
                 transaction.commit();

@@ -264,6 +264,7 @@ TEST_F(EndToEndTest, NeverTakesTheStoreForAStandardStream) {
 TEST_F(EndToEndTest, AnInterruptedDeletionLeavesWholeBatches) {
     run({"save-message"});
     SQLite::Database store(file);
+    store.limitStatements(1 << 30);
     constexpr std::int64_t count = 10000;
     store.execute("CREATE TEMP TABLE copies AS WITH RECURSIVE numbers(n) AS (SELECT 2 UNION ALL SELECT n + 1 "
                   "FROM numbers WHERE n < 10000) SELECT n, messages.* FROM numbers, messages;"

@@ -261,7 +261,7 @@ TEST_F(OutboxTest, TakesAnotherMessageAtEveryStepOfOne) {
     int waits = 0;
     const auto sendAnother = [&] {
         const FileDescriptor tmp(open((outbox / "tmp").c_str(), O_RDONLY | O_DIRECTORY));
-        if (flock(tmp.get(), LOCK_EX | LOCK_NB) == 0) {
+        if (flock(tmp.get(), LOCK_SH | LOCK_NB) == 0) {
             flock(tmp.get(), LOCK_UN);
             EXPECT_EQ(errorOfSending(), "");
             ++sent;

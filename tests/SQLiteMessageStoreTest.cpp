@@ -329,6 +329,19 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
     }
 }
 
+TEST_F(SQLiteMessageStoreTest, ReadsWhatAnotherProgramHasInItsLog) {
+    makeStore();
+    sqlite3* other = nullptr;
+    sqlite3_open(file.c_str(), &other);
+    // More than the file itself, without the log, gives reason for.
+    const char* const change = "PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
+                               "UPDATE messages SET sender = printf('%.*c', 2000000, 'x')";
+    ASSERT_EQ(sqlite3_exec(other, change, nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(wait(SQLiteMessageStore(file).messageCount()), 2);
+    EXPECT_EQ(all().at(1).from, std::string(2000000, 'x'));
+    sqlite3_close(other);
+}
+
 TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
     makeStore();
     execute(file, "CREATE VIEW v AS SELECT 1;"
@@ -340,6 +353,15 @@ TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
     for (const char* const forbidden : {"SELECT * FROM v", "SELECT zeroblob(16777217)",
                                         "PRAGMA writable_schema = ON; DELETE FROM sqlite_schema"}) {
         EXPECT_THROW(database.execute(forbidden), SQLite::Error) << forbidden;
+    }
+    execute(file, "CREATE INDEX harmless ON messages (created)");
+    EXPECT_EQ(errorOfWriting(file), "");
+    for (const char* const index :
+         {"messages (instr(sender, recipient))", "settings (value) WHERE value LIKE '%'"}) {
+        execute(file, ("DROP INDEX IF EXISTS own; CREATE INDEX own ON " + std::string(index)).c_str());
+        EXPECT_THAT(errorOfWriting(file), EndsWith(": its index \"own\" computes something; drop it"))
+            << index;
+        EXPECT_EQ(all().size(), 4U);
     }
 }
 
@@ -433,8 +455,17 @@ TEST_F(SQLiteMessageStoreTest, CountsInACopyThatOthersHaveChangedAsOften) {
     sqlite3_backup_finish(copying);
     sqlite3_close(from);
     sqlite3_close(to);
-    for (const path& copy : {vacuumed, backup}) {
+    const path plain = folder / "plain.db";
+    copy_file(file, plain);
+    for (const path& copy : {vacuumed, backup, plain}) {
         execute(copy, "DELETE FROM messages WHERE id = 1");
+        if (copy == plain) {
+            // As if it had been restored from SQL, which counts from 1.
+            constexpr std::size_t lastByteOfCounter = 27;
+            std::string bytes = readFile(copy);
+            --bytes.at(lastByteOfCounter);
+            writeFile(copy, bytes);
+        }
         // A copy counts its changes anew: sooner or later it has as many as the store had.
         for (int change = 0; change < 5; ++change) {
             EXPECT_EQ(wait(SQLiteMessageStore(copy).messageCount()), 1) << copy << change;

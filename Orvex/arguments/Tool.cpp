@@ -62,6 +62,7 @@ void endWhenReaderLeaves() {
 /// Prints into files and pipes in large pieces.
 void bufferStandardOutput() {
     static std::array<char, std::size_t{1} << 16U> buffer;
+    // None, where a host has put a stream in memory in its place.
     const int output = fileno(stdout);
     if (output >= 0 && isatty(output) == 0) {
         std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());

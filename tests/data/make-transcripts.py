@@ -3,6 +3,7 @@
 
 import pathlib
 import plistlib
+import re
 from plistlib import UID
 
 FOLDER = pathlib.Path(__file__).parent
@@ -33,6 +34,9 @@ full = archive([
 ])
 bare = archive(["$null", {"$class": UID(2)}, named_class("VMVoicemailTranscript", "NSObject")])
 
+def with_own_doctype(xml):
+    doctype = b'<!DOCTYPE plist PUBLIC "-//Example//DTD Property List 1.0//EN" "http://www.example.com/plist.dtd">'
+    return re.sub(rb"<!DOCTYPE[^>]*>", doctype, xml)
 
 
 def with_uids_as_in_xml(value):
@@ -48,4 +52,4 @@ def with_uids_as_in_xml(value):
 
 for name, content in {"full": full, "bare": bare, "nil": archive(["$null"], UID(0))}.items():
     (FOLDER / f"{name}-binary.plist").write_bytes(plistlib.dumps(content, fmt=plistlib.FMT_BINARY))
-    (FOLDER / f"{name}-xml.plist").write_bytes(plistlib.dumps(with_uids_as_in_xml(content)))
+    (FOLDER / f"{name}-xml.plist").write_bytes(with_own_doctype(plistlib.dumps(with_uids_as_in_xml(content))))
