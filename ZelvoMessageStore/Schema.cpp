@@ -51,17 +51,19 @@ constexpr std::string_view settingsTable = R"sql(CREATE TABLE settings (
     value INTEGER NOT NULL
 ) STRICT, WITHOUT ROWID)sql";
 
-constexpr std::string_view indexesAndSettings = R"sql(
-CREATE INDEX messages_by_sender ON messages (sender);
-CREATE INDEX messages_by_provider_and_type ON messages (provider, type);
+constexpr std::string_view senderIndex = "CREATE INDEX messages_by_sender ON messages (sender)";
+constexpr std::string_view providerIndex =
+    "CREATE INDEX messages_by_provider_and_type ON messages (provider, type)";
+
+constexpr std::string_view firstSettings = R"sql(
 INSERT INTO settings (name, value)
-    VALUES ('transcriptionEnabled', 1), ('accountStatus', 2), ('lastVoicemailID', 0);
-)sql";
+    VALUES ('transcriptionEnabled', 1), ('accountStatus', 2), ('lastVoicemailID', 0))sql";
 
 void createFirstSchema(SQLite::Database& database) {
-    database.execute(std::string(messagesTable));
-    database.execute(std::string(settingsTable));
-    database.execute(std::string(indexesAndSettings));
+    for (const std::string_view statement :
+         {messagesTable, settingsTable, senderIndex, providerIndex, firstSettings}) {
+        database.execute(std::string(statement));
+    }
 }
 
 constexpr std::array<Migration, 1> allMigrations = {createFirstSchema};
@@ -260,6 +262,14 @@ bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps)
 }
 
 void checkIndexes(SQLite::Database& database) {
+    // To look into indexes takes as long as the rest of a change. Ours need it not.
+    SQLite::Statement others =
+        database.prepare("SELECT 1 FROM sqlite_schema WHERE type = 'index' AND sql NOT IN (?, ?)");
+    others.bind(1, senderIndex);
+    others.bind(2, providerIndex);
+    if (!others.step()) {
+        return;
+    }
     SQLite::Statement query = database.prepare(
         "SELECT i.name FROM (VALUES ('messages'), ('settings')), pragma_index_list(column1) AS i, "
         "pragma_index_xinfo(i.name) AS c WHERE i.partial OR c.cid = -2");
