@@ -48,6 +48,7 @@ class ICU {
 
   public:
 // ICU's headers rename each function after its version; so does the name to look for.
+// NOLINTBEGIN(bugprone-macro-parentheses): names of members and functions
 #define ORVEX_NAME(name) #name
 #define ORVEX_ICU(member, name)                                                                              \
     decltype(&::name) member = reinterpret_cast<decltype(&::name)>(find(ORVEX_NAME(name)))
@@ -66,6 +67,7 @@ class ICU {
     ORVEX_ICU(nextBreak, ubrk_next);
 #undef ORVEX_ICU
 #undef ORVEX_NAME
+// NOLINTEND(bugprone-macro-parentheses)
 };
 
 template <class Exception = std::runtime_error>
