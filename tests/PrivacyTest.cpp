@@ -46,7 +46,7 @@ TEST_F(PrivacyTest, WhatIsMadeIsForItsOwnerAlone) {
     } cases[] = {{0, false}, {0, true}, {0277, true}, {0777, true}};
     for (const auto& [mask, isProgram] : cases) {
         EXPECT_THAT(runInProcesses(1,
-                                   [&](int) {
+                                   [&, mask = mask, isProgram = isProgram](int) {
                                        // What root may do does not depend on modes: be somebody else.
                                        if (geteuid() == 0 && setuid(65534) != 0) {
                                            throw std::runtime_error("still root");
