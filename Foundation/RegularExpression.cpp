@@ -67,7 +67,7 @@ class ICU {
     ORVEX_ICU(nextBreak, ubrk_next);
 #undef ORVEX_ICU
 #undef ORVEX_NAME
-// NOLINTEND(bugprone-macro-parentheses)
+    // NOLINTEND(bugprone-macro-parentheses)
 };
 
 template <class Exception = std::runtime_error>
