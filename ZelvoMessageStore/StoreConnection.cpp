@@ -100,12 +100,7 @@ void StoreConnection::createFile() const {
     constexpr mode_t mode = S_IRUSR | S_IWUSR;
     // O_EXCL: not through a symbolic link either.
     const FileDescriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (file.get() >= 0) {
-        // Whatever the umask is.
-        if (fchmod(file.get(), mode) != 0) {
-            throw std::system_error(errno, std::generic_category(), "the file cannot be closed to others");
-        }
-    } else if (errno != EEXIST) {
+    if (file.get() < 0 && errno != EEXIST) {
         throw std::system_error(errno, std::generic_category(), "the file cannot be made");
     }
 }
