@@ -60,7 +60,8 @@ struct Socket {
 };
 
 steady_clock::duration connectTimeout(PGconn* connection) {
-    const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection), PQconninfoFree);
+    const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection),
+                                                                               PQconninfoFree);
     for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr; ++option) {
         if (option->val != nullptr && std::string_view(option->keyword) == "connect_timeout") {
             const int seconds = parseNumber<int>(option->val).value_or(0);
@@ -116,7 +117,8 @@ Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
     Async<void> isLate = timer.async_wait(asio::use_awaitable);
     Async<std::variant<std::monostate, std::monostate>> either = std::move(isReady) || std::move(isLate);
     if ((co_await std::move(either)).index() != 0) {
-        throw Timeout("the server does not answer in time; try again when it is less busy, or give another host");
+        throw Timeout(
+            "the server does not answer in time; try again when it is less busy, or give another host");
     }
 }
 
@@ -160,7 +162,8 @@ Async<void> Connection::open(const Location& location, Deadline deadline, ErrorT
 }
 
 bool Connection::isOpen() {
-    return connection_ && PQconsumeInput(connection_.get()) != 0 && PQstatus(connection_.get()) == CONNECTION_OK;
+    return connection_ && PQconsumeInput(connection_.get()) != 0 &&
+           PQstatus(connection_.get()) == CONNECTION_OK;
 }
 
 Async<std::int64_t> Connection::receive(RowHandler handler) {
@@ -220,8 +223,9 @@ Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Para
     }
     constexpr int binary = 1;
     const std::vector<int> formats(parameters.size(), binary);
-    if (PQsendQueryParams(connection_.get(), std::string(statement).c_str(), static_cast<int>(parameters.size()),
-                          types.data(), values.data(), lengths.data(), formats.data(), binary) == 0) {
+    if (PQsendQueryParams(connection_.get(), std::string(statement).c_str(),
+                          static_cast<int>(parameters.size()), types.data(), values.data(), lengths.data(),
+                          formats.data(), binary) == 0) {
         fail(true);
     }
     PQsetSingleRowMode(connection_.get());
@@ -241,9 +245,11 @@ Async<void> Connection::commit() {
     }
     // A warning tells of a standby that has not confirmed the commit.
     if (!failure.empty() || !notice_.empty()) {
-        throw Error("", "whether the change was made is unknown, since the server was asked to make it lasting but did "
-                        "not confirm that (" +
-                            (failure.empty() ? notice_ : failure) + "); look before you try again");
+        throw Error(
+            "",
+            "whether the change was made is unknown, since the server was asked to make it lasting but did "
+            "not confirm that (" +
+                (failure.empty() ? notice_ : failure) + "); look before you try again");
     }
 }
 

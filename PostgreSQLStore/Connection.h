@@ -59,7 +59,8 @@ class Row {
     int row_;
 };
 
-/// A session with a server. After an exception it is of no more use, and the server undoes what has not been committed.
+/// A session with a server. After an exception it is of no more use, and the server undoes what has not been
+/// committed.
 class Connection {
   public:
     using Deadline = std::chrono::steady_clock::time_point;
@@ -84,7 +85,8 @@ class Connection {
     /// Runs statements that have no parameters and no rows of interest.
     Async<void> execute(std::string_view statements);
     /// Runs a statement and hands over its rows as they arrive. Returns how many rows it found or changed.
-    Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters, RowHandler handler = {});
+    Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters,
+                            RowHandler handler = {});
     /// Makes the changes of a transaction lasting, or throws an `Error` that says that this is unknown.
     Async<void> commit();
 

@@ -14,7 +14,8 @@ bool isAmbiguous(std::string_view uri) {
     const std::size_t authority = uri.find("://") + 3;
     const std::size_t at = uri.rfind('@');
     return at != std::string_view::npos &&
-           (uri.find('@') != at || uri.substr(authority, at - authority).find_first_of("/?") != std::string_view::npos);
+           (uri.find('@') != at ||
+            uri.substr(authority, at - authority).find_first_of("/?") != std::string_view::npos);
 }
 
 } // namespace
@@ -27,7 +28,8 @@ Location::Location(std::string_view uri) {
     if (!options) {
         throw MessageStoreError(
             "cannot tell where the message store is: what was given is no connection URI, as in "
-            "postgresql://user@host/database?sslmode=require; in its parts, write %40 for @, %3A for :, %2F for / and "
+            "postgresql://user@host/database?sslmode=require; in its parts, write %40 for @, %3A for :, %2F "
+            "for / and "
             "%3F for ?");
     }
     const auto valueOf = [&](std::string_view keyword) -> std::string {

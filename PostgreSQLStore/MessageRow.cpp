@@ -72,15 +72,16 @@ class RowReader {
         using namespace std::chrono;
         constexpr Timestamp first = sys_days(year(0) / January / 1);
         constexpr Timestamp last = sys_days(year(10000) / January / 1) - milliseconds(1);
-        return Timestamp(milliseconds(between(row_.integer<std::int64_t>(column_), first.time_since_epoch().count(),
-                                              last.time_since_epoch().count())));
+        return Timestamp(
+            milliseconds(between(row_.integer<std::int64_t>(column_), first.time_since_epoch().count(),
+                                 last.time_since_epoch().count())));
     }
 
     template <RawRepresentable E>
     E read(const E*) {
         constexpr auto cases = allCases<E>();
-        return static_cast<E>(between(PostgreSQL::integerFrom<std::int16_t>(bytes<E>()), rawValue(cases.front()),
-                                      rawValue(cases.back())));
+        return static_cast<E>(between(PostgreSQL::integerFrom<std::int16_t>(bytes<E>()),
+                                      rawValue(cases.front()), rawValue(cases.back())));
     }
 
     template <class T>
@@ -98,8 +99,9 @@ class RowReader {
     }
 
     [[noreturn]] void fail(const std::string& fault) {
-        throw std::runtime_error("the store is damaged: in message " + std::to_string(row_.integer<std::int64_t>(0)) +
-                                 " " + row_.columnName(column_) + " " + fault);
+        throw std::runtime_error("the store is damaged: in message " +
+                                 std::to_string(row_.integer<std::int64_t>(0)) + " " +
+                                 row_.columnName(column_) + " " + fault);
     }
 
     const PostgreSQL::Row& row_;

@@ -65,8 +65,8 @@ Async<void> PostgreSQLMessageStore::connect(Connection::Deadline deadline, Conne
     }
     hasStore_ = false;
     co_await connection_.open(location_, deadline, errorText);
-    // Names are looked up in the store's schema alone. A client that waits in the middle of a change has left, and must
-    // not keep the others waiting.
+    // Names are looked up in the store's schema alone. A client that waits in the middle of a change has
+    // left, and must not keep the others waiting.
     co_await connection_.execute("SET search_path = orvex; SET client_min_messages = warning; "
                                  "SET lock_timeout = '30s'; SET idle_in_transaction_session_timeout = '30s'");
 }
@@ -138,10 +138,11 @@ Async<std::int64_t> PostgreSQLMessageStore::integer(std::string_view query, Para
 
 Async<bool> PostgreSQLMessageStore::transcriptionSetting() {
     Parameters none;
-    const std::int64_t value = co_await integer("SELECT value FROM settings WHERE name = 'transcriptionEnabled'",
-                                                std::move(none), 1);
+    const std::int64_t value = co_await integer(
+        "SELECT value FROM settings WHERE name = 'transcriptionEnabled'", std::move(none), 1);
     if (value != 0 && value != 1) {
-        throw std::runtime_error("the setting transcriptionEnabled is " + std::to_string(value) + ", not 0 or 1");
+        throw std::runtime_error("the setting transcriptionEnabled is " + std::to_string(value) +
+                                 ", not 0 or 1");
     }
     co_return value == 1;
 }
@@ -163,12 +164,12 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
         Parameters none;
         status = static_cast<AccountStatus>(co_await integer(R"sql(
             SELECT CASE
-                WHEN NOT has_table_privilege(to_regclass('messages'), 'SELECT') THEN 2
+                WHEN NOT has_table_privilege(to_regclass('orvex.messages'), 'SELECT') THEN 2
                 WHEN current_setting('transaction_read_only') = 'off' AND coalesce(
-                    has_table_privilege(to_regclass('messages'), 'INSERT')
-                        AND has_table_privilege(to_regclass('messages'), 'UPDATE')
-                        AND has_table_privilege(to_regclass('messages'), 'DELETE')
-                        AND has_table_privilege(to_regclass('settings'), 'UPDATE'),
+                    has_table_privilege(to_regclass('orvex.messages'), 'INSERT')
+                        AND has_table_privilege(to_regclass('orvex.messages'), 'UPDATE')
+                        AND has_table_privilege(to_regclass('orvex.messages'), 'DELETE')
+                        AND has_table_privilege(to_regclass('orvex.settings'), 'UPDATE'),
                     has_schema_privilege(to_regnamespace('orvex'), 'CREATE'),
                     has_database_privilege(current_database(), 'CREATE')) THEN 1
                 ELSE 3 END :: bigint)sql",
@@ -186,11 +187,14 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
     co_return status;
 }
 
-Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_view rest, Parameters parameters) {
+Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_view rest,
+                                                                 Parameters parameters) {
     const std::string query =
         "SELECT id, " + std::string(sharedMessageColumns) + " FROM messages " + std::string(rest);
     std::vector<StoredMessage> messages;
-    Connection::RowHandler keep = [&messages](const Row& row) { messages.push_back(messageFromSharedRow(row)); };
+    Connection::RowHandler keep = [&messages](const Row& row) {
+        messages.push_back(messageFromSharedRow(row));
+    };
     co_await connection_.run(query, std::move(parameters), std::move(keep));
     co_return messages;
 }
@@ -201,16 +205,17 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<U
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<std::string> handles) {
-    return read("find messages by handle",
-                select("WHERE substr(sender, 1, 256) = ANY (ARRAY(SELECT substr(handle, 1, 256) FROM unnest($1) handle)) "
-                       "AND sender = ANY ($1) ORDER BY id",
-                       parameters(handles)));
+    return read("find messages by handle", select("WHERE substr(sender, 1, 256) = ANY (ARRAY(SELECT "
+                                                  "substr(handle, 1, 256) FROM unnest($1) handle)) "
+                                                  "AND sender = ANY ($1) ORDER BY id",
+                                                  parameters(handles)));
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<MessageProvider> providers,
                                                                    std::vector<MessageType> types) {
-    return read("find messages by provider and type",
-                select("WHERE provider = ANY ($1) AND type = ANY ($2) ORDER BY id", parameters(providers, types)));
+    return read(
+        "find messages by provider and type",
+        select("WHERE provider = ANY ($1) AND type = ANY ($2) ORDER BY id", parameters(providers, types)));
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(MessageQuery matching, std::int64_t limit,
@@ -239,8 +244,9 @@ Async<std::int32_t> PostgreSQLMessageStore::takeNextVoicemailID() {
                          "AND value BETWEEN 0 AND 2147483646 RETURNING value",
                          std::move(none), 0);
     if (identifier == 0) {
-        throw std::runtime_error("there is no further voicemail identifier: the setting lastVoicemailID is missing or "
-                                 "not between 0 and 2147483646");
+        throw std::runtime_error(
+            "there is no further voicemail identifier: the setting lastVoicemailID is missing or "
+            "not between 0 and 2147483646");
     }
     co_return static_cast<std::int32_t>(identifier);
 }
@@ -255,14 +261,15 @@ Async<StoredMessage> PostgreSQLMessageStore::insert(StoredMessage message) {
     message.read = false;
     message.transcription = TranscriptionStatus::notAvailable;
     message.created = currentTime();
-    const std::string statement = "INSERT INTO messages (" + std::string(sharedMessageColumns) +
-                                  ") VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15, $16, "
-                                  "$17, $18, $19, $20) ON CONFLICT (record_uuid) DO NOTHING";
+    const std::string statement =
+        "INSERT INTO messages (" + std::string(sharedMessageColumns) +
+        ") VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15, $16, "
+        "$17, $18, $19, $20) ON CONFLICT (record_uuid) DO NOTHING";
     Parameters values = parameters(
         message.conversationID, message.messageFile, message.thumbnail, message.type, message.transcriptURL,
         message.from, message.provider, message.duration, message.sensitive, message.recipient, message.isRTT,
-        message.simID, message.quality, message.recordUUID, message.voicemailID, message.callUUID, message.mailbox,
-        message.read, message.transcription, message.created);
+        message.simID, message.quality, message.recordUUID, message.voicemailID, message.callUUID,
+        message.mailbox, message.read, message.transcription, message.created);
     if (co_await connection_.run(statement, std::move(values)) == 0) {
         throw std::runtime_error("it holds a message with the record UUID " + message.recordUUID.text() +
                                  " already; choose another");
@@ -287,8 +294,8 @@ Async<void> PostgreSQLMessageStore::apply(MessageUpdate update) {
     }
     Parameters values =
         parameters(update.recordUUID, update.callUUID, update.conversationID, update.from, update.provider,
-                   update.read, update.duration, update.mailbox, update.recipient, update.transcription, update.isRTT,
-                   update.transcriptURL, update.simID, update.undelete, newVoicemailID);
+                   update.read, update.duration, update.mailbox, update.recipient, update.transcription,
+                   update.isRTT, update.transcriptURL, update.simID, update.undelete, newVoicemailID);
     const std::int64_t changed = co_await connection_.run(R"sql(
         UPDATE messages SET
             call_uuid = coalesce($2, call_uuid),

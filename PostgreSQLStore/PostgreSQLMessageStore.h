@@ -7,9 +7,10 @@
 
 namespace Orvex {
 
-/// A message store that many machines share, in the schema `orvex` of a database on a PostgreSQL server. Nothing is
-/// connected before the first operation; reading makes no store, the first change makes it. Operations are awaited one
-/// after another, on any event loop. After an error, the next operation connects anew.
+/// A message store that many machines share, in the schema `orvex` of a database on a PostgreSQL server.
+/// Nothing is connected before the first operation; reading makes no store, the first change makes it.
+/// Operations are awaited one after another, on any event loop. After an error, the next operation connects
+/// anew.
 class PostgreSQLMessageStore final : public MessageStore {
   public:
     /// Takes a connection URI of libpq. Throws `MessageStoreError` when it is none.
@@ -17,9 +18,9 @@ class PostgreSQLMessageStore final : public MessageStore {
 
     Async<bool> isTranscriptionEnabled() override;
     Async<std::int64_t> messageCount() override;
-    /// `signedIn` when the user may change the store, `restricted` when only read it, `noAccount` when the server
-    /// refuses the user, `temporarilyUnavailable` when it is starting, stopping or in recovery, `waiting` when it has
-    /// not answered within two seconds, and `couldNotDetermine` for anything else.
+    /// `signedIn` when the user may change the store, `restricted` when only read it, `noAccount` when the
+    /// server refuses the user, `temporarilyUnavailable` when it is starting, stopping or in recovery,
+    /// `waiting` when it has not answered within two seconds, and `couldNotDetermine` for anything else.
     Async<AccountStatus> accountStatus() override;
     [[nodiscard]] std::string description(AccountStatus status) const override;
 
@@ -40,11 +41,12 @@ class PostgreSQLMessageStore final : public MessageStore {
     using Connection = PostgreSQL::Connection;
     using Parameters = std::vector<PostgreSQL::Parameter>;
 
-    /// Runs an operation on the store; where there is none, yields what is found in an empty one. `attempt` says what
-    /// it does, as in "count the messages".
+    /// Runs an operation on the store; where there is none, yields what is found in an empty one. `attempt`
+    /// says what it does, as in "count the messages".
     template <class T>
     Async<T> read(const char* attempt, Async<T> operation, T inEmptyStore = T());
-    /// The same for an operation that changes something, all of it or nothing; makes the store where there is none.
+    /// The same for an operation that changes something, all of it or nothing; makes the store where there is
+    /// none.
     template <class T>
     Async<T> write(const char* attempt, Async<T> operation);
     /// Throws the exception being handled as a `MessageStoreError`, and lets the connection go.

@@ -60,14 +60,19 @@ Async<T> value(Connection& connection, std::string_view query, T absent) {
 
 /// 0 when there is no store.
 Async<std::int64_t> schemaVersion(Connection& connection) {
-    if (co_await value<std::int64_t>(connection, "SELECT count(to_regclass('orvex.settings'))", 0) == 0) {
+    // Not by to_regclass: it may remember what it found before another client made the store.
+    constexpr std::string_view countTables =
+        "SELECT count(*) FROM pg_class, pg_namespace WHERE relnamespace = "
+        "pg_namespace.oid AND nspname = 'orvex' AND relname = 'settings'";
+    if (co_await value<std::int64_t>(connection, countTables, 0) == 0) {
         co_return 0;
     }
     const auto version = co_await value<std::int64_t>(
-        connection, "SELECT value FROM settings WHERE name = 'schemaVersion'", -1);
+        connection, "SELECT value FROM orvex.settings WHERE name = 'schemaVersion'", -1);
     if (version < 1) {
-        throw std::runtime_error("the schema orvex in that database is not that of a message store; choose another "
-                                 "database");
+        throw std::runtime_error(
+            "the schema orvex in that database is not that of a message store; choose another "
+            "database");
     }
     if (version > currentVersion) {
         throw std::runtime_error("it was written by a newer version of this program (schema " +
@@ -80,8 +85,8 @@ Async<std::int64_t> schemaVersion(Connection& connection) {
 } // namespace
 
 Async<void> beginChange(Connection& connection) {
-    // Under a stricter isolation, a transaction would see the store as it was before it got the lock. The key is
-    // "Orvx" in ASCII.
+    // Under a stricter isolation, a transaction would see the store as it was before it got the lock. The key
+    // is "Orvx" in ASCII.
     co_await connection.execute(
         "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_catalog.pg_advisory_xact_lock(1332901496)");
 }
@@ -98,8 +103,10 @@ Async<void> createSharedStore(Connection& connection) {
     co_await beginChange(connection);
     auto version = co_await schemaVersion(connection);
     if (version == 0 &&
-        co_await value<std::int64_t>(connection, "SELECT count(to_regnamespace('orvex'))", 0) == 0) {
-        // Only then: it takes a right on the database that nobody needs where an administrator has made the schema.
+        co_await value<std::int64_t>(connection, "SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'",
+                                     0) == 0) {
+        // Only then: it takes a right on the database that nobody needs where an administrator has made the
+        // schema.
         co_await connection.execute("CREATE SCHEMA orvex");
     }
     for (; version < currentVersion; ++version) {

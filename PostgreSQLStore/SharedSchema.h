@@ -5,8 +5,8 @@
 
 namespace Orvex {
 
-/// Begins a change: what follows is one transaction, which sees what the changes before it have made, and no other
-/// client changes the store meanwhile.
+/// Begins a change: what follows is one transaction, which sees what the changes before it have made, and no
+/// other client changes the store meanwhile.
 Async<void> beginChange(PostgreSQL::Connection& connection);
 
 /// Whether the database has a store of the current schema; one that is older is brought up to date. Throws

@@ -38,15 +38,15 @@ void PostgreSQLServer::makeFolder() const {
 
 PostgreSQLServer::PostgreSQLServer() {
     makeFolder();
-    runAsNobody({"initdb", "-D", folder_ / "data", "-U", "postgres", "-A", "trust", "-E", "UTF8", "--locale=C.UTF-8",
-                 "--no-sync", "--no-instructions"});
+    runAsNobody({"initdb", "-D", folder_ / "data", "-U", "postgres", "-A", "trust", "-E", "UTF8",
+                 "--locale=C.UTF-8", "--no-sync", "--no-instructions"});
     start();
 }
 
 PostgreSQLServer::PostgreSQLServer(const PostgreSQLServer& primary) {
     makeFolder();
-    runAsNobody({"pg_basebackup", "-h", primary.folder(), "-U", "postgres", "-D", folder_ / "data", "-R", "-c", "fast",
-                 "--no-sync"});
+    runAsNobody({"pg_basebackup", "-h", primary.folder(), "-U", "postgres", "-D", folder_ / "data", "-R",
+                 "-c", "fast", "--no-sync"});
     start();
 }
 
@@ -75,8 +75,9 @@ void PostgreSQLServer::start() {
             _exit(1);
         }
         // Nothing here loses power.
-        execl(ORVEX_POSTGRESQL_PROGRAMS "postgres", "postgres", "-D", data.c_str(), "-k", socketFolder.c_str(), "-c",
-              "listen_addresses=", "-c", "fsync=off", "-c", "autovacuum=off", nullptr);
+        execl(ORVEX_POSTGRESQL_PROGRAMS "postgres", "postgres", "-D", data.c_str(), "-k",
+              socketFolder.c_str(), "-c", "listen_addresses=", "-c", "fsync=off", "-c", "autovacuum=off",
+              nullptr);
         _exit(1);
     }
     const std::string uri = "postgresql:///postgres?user=postgres&host=" + socketFolder;
@@ -121,7 +122,8 @@ std::string runSQL(const std::string& uri, const std::string& sql) {
     const std::unique_ptr<PGconn, decltype(&PQfinish)> connection(PQconnectdb(uri.c_str()), PQfinish);
     PQsetNoticeProcessor(
         connection.get(), [](void*, const char*) {}, nullptr);
-    const std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(connection.get(), sql.c_str()), PQclear);
+    const std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(connection.get(), sql.c_str()),
+                                                               PQclear);
     if (PQresultStatus(result.get()) != PGRES_TUPLES_OK && PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
         throw std::runtime_error(PQerrorMessage(connection.get()));
     }

@@ -9,8 +9,8 @@
 
 namespace Orvex::Testing {
 
-/// A PostgreSQL server in a temporary folder, run by an unprivileged user, reached through a socket in that folder. It
-/// ends with this process, whatever ends that.
+/// A PostgreSQL server in a temporary folder, run by an unprivileged user, reached through a socket in that
+/// folder. It ends with this process, whatever ends that.
 class PostgreSQLServer {
   public:
     /// A new server.

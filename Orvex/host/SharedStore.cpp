@@ -28,8 +28,8 @@ bool isSharedStore(std::string_view location) {
 std::shared_ptr<MessageStore> makeSharedStore(const std::string& location) {
     const std::filesystem::path path = modulePath();
     if (!exists(path)) {
-        fail("the package orvex-postgresql is missing (there is no " + inQuotes(path.lexically_normal().native()) +
-             "); install it");
+        fail("the package orvex-postgresql is missing (there is no " +
+             inQuotes(path.lexically_normal().native()) + "); install it");
     }
     void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* const symbol = module != nullptr ? dlsym(module, "orvexMakePostgreSQLStore") : nullptr;

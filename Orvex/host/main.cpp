@@ -76,7 +76,8 @@ void chooseStoreAndService(const HostOptions& options) {
         MessageStoreClient::setStoreFactory(
             [location = (*options.store)->native()] { return makeSharedStore(location); });
         // Only who sends something needs a home.
-        SendingService::setFactory([] { return std::make_shared<OutboxSendingService>(userDataFolder() / "orvex/outbox"); });
+        SendingService::setFactory(
+            [] { return std::make_shared<OutboxSendingService>(userDataFolder() / "orvex/outbox"); });
         return;
     }
     const std::filesystem::path given =
