@@ -23,17 +23,16 @@ constexpr std::chrono::seconds longestConnecting{30};
 using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
 
 /// libpq's messages have several lines, indented ones among them.
-std::string withoutLines(std::string_view text) {
+std::string joinedLines(std::string_view text) {
     std::string line;
     for (const char c : text) {
-        if (c != '\n' && c != '\t') {
+        if (c == '\n') {
+            line += "; ";
+        } else if (c != '\t') {
             line += c;
-        } else if (!line.empty() && line.back() != ' ') {
-            line += ' ';
         }
     }
-    line.erase(line.find_last_not_of(' ') + 1);
-    return line;
+    return line.ends_with("; ") ? line.substr(0, line.size() - 2) : line;
 }
 
 /// The last SQLSTATE in a message of the verbosity PQERRORS_SQLSTATE, as in "FATAL:  57P03".
@@ -74,7 +73,7 @@ steady_clock::duration connectTimeout(PGconn* connection) {
 } // namespace
 
 Error::Error(std::string code, const std::string& message, bool endsConnection)
-    : std::runtime_error(withoutLines(message)), code_(std::move(code)), endsConnection_(endsConnection) {}
+    : std::runtime_error(joinedLines(message)), code_(std::move(code)), endsConnection_(endsConnection) {}
 
 bool Row::isNull(int column) const {
     return PQgetisnull(result_, row_, column) != 0;

@@ -242,7 +242,7 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
         // What the server says is on one line, and moves no cursor.
         {"CREATE FUNCTION f() RETURNS int LANGUAGE plpgsql AS $$ BEGIN RAISE E'so\\n\\x1b[2Jso'; END $$; "
          "ALTER TABLE orvex.messages RENAME TO m; CREATE VIEW orvex.messages AS SELECT m.* FROM orvex.m, f()",
-         "so \\u{1B}[2Jso"},
+         "so; \\u{1B}[2Jso"},
     };
     for (const auto& [damage, fault] : cases) {
         sql("DROP SCHEMA IF EXISTS orvex CASCADE; DROP FUNCTION IF EXISTS f");
@@ -301,6 +301,123 @@ TEST_F(PostgreSQLMessageStoreTest, AChangeThatFailsIsNotMadeAndSaysWhy) {
     asTrigger("RAISE WARNING 'not replicated';");
     EXPECT_THAT(errorOfSaving(), EndsWith(name + unknown + "not replicated" + lookFirst));
     EXPECT_EQ(wait(storeAt(uri)->messageCount()), 2);
+}
+
+TEST_F(PostgreSQLMessageStoreTest, ServesTheProgramThroughItsModule) {
+    const auto run = [&](const std::string& words, std::string_view input = "") {
+        return runOrvex(split("--store " + uri + " " + words + " -nc"), input);
+    };
+    const ProgramRun saved = run("save-message -mt 1 -prov 0 -frm +15550100");
+    const std::string description = wait(storeAt(uri)->allMessages()).at(0).description();
+    EXPECT_EQ(saved, (ProgramRun{"Successfully added the message: \n" + description + "\n", "", 0}));
+    EXPECT_EQ(run("get-all-voicemail-messages"), (ProgramRun{"\nMessage #1:\n" + description + "\n", "", 0}));
+    EXPECT_EQ(run("get-account-status"), (ProgramRun{"Account status: signed in\n", "", 0}));
+    sql("UPDATE orvex.settings SET value = 0 WHERE name = 'transcriptionEnabled'");
+    EXPECT_EQ(run("transcription-enabled"), (ProgramRun{"isTranscriptionEnabled: false\n", "", 0}));
+
+    // The server goes away while the user is asked, and is back for the next command.
+    TerminalSession session(split(ORVEX_PROGRAM " --store " + uri + " delete-message -a -nc"));
+    EXPECT_TRUE(session.shows("(y/n)?"));
+    server.stop();
+    session.type("y\n");
+    EXPECT_TRUE(session.shows("Error: cannot delete messages in the message store " + name + ": "));
+    EXPECT_EQ(session.status(), 0);
+    EXPECT_THAT(
+        run("get-total-count").output,
+        testing::StartsWith("Error: \ncannot count the messages in the message store " + name + ": "));
+    server.start();
+    const auto store = storeAt(uri);
+    EXPECT_EQ(wait(store->messageCount()), 1);
+    server.stop();
+    server.start();
+    EXPECT_EQ(run("delete-message -a", "y\n").status, 0);
+    EXPECT_EQ(wait(store->messageCount()), 0);
+
+    TemporaryFolder elsewhere;
+    copy_file(ORVEX_PROGRAM, elsewhere / "orvex");
+    const ProgramRun alone = runProgram({elsewhere / "orvex", "--store", uri, "get-total-count"});
+    EXPECT_THAT(alone.output, AllOf(HasSubstr("cannot reach a message store on a PostgreSQL server: the "
+                                              "package orvex-postgresql is missing (there is no \"/"),
+                                    EndsWith("/orvex/postgresql-" ORVEX_VERSION ".so\"); install it\n")));
+}
+
+TEST_F(PostgreSQLMessageStoreTest, AFullTablespaceTakesNoMessageAndKeepsTheOthers) {
+    PostgreSQLServer small(true);
+    uri = small.newDatabase();
+    save();
+    sql("CREATE TABLESPACE small LOCATION '" + small.smallDisk() + "'");
+    sql("ALTER TABLE orvex.messages SET TABLESPACE small");
+    const auto store = storeAt(uri);
+    std::int64_t saved = 1;
+    const std::string error = errorOf([&] {
+        for (; saved < 100; ++saved) {
+            StoredMessage message = newMessage();
+            // What cannot be made smaller.
+            for (int i = 0; i < 500; ++i) {
+                message.from += UUID::random().text();
+            }
+            wait(store->saveMessage(message));
+        }
+    });
+    EXPECT_THAT(error, AllOf(HasSubstr("the server's disk is full (could not extend file"),
+                             EndsWith("No space left on device); make room and try again")));
+    EXPECT_EQ(wait(store->messageCount()), saved);
+    const std::vector<UUID> one{wait(store->allMessages()).at(1).recordUUID};
+    wait(store->deleteMessages(one));
+    EXPECT_EQ(wait(store->messageCount()), saved - 1);
+}
+
+TEST_F(PostgreSQLMessageStoreTest, LosesNothingAcknowledgedWhenTheStandbyTakesOver) {
+    PostgreSQLServer primary;
+    const std::string database = primary.newDatabase();
+    PostgreSQLServer standby(primary);
+    runSQL(database, "ALTER SYSTEM SET synchronous_standby_names = '*'");
+    runSQL(database, "SELECT pg_reload_conf()");
+    const std::string cluster = "postgresql:///" + database.substr(14, database.find('?') - 14) +
+                                "?user=postgres&target_session_attrs=read-write&host=" + primary.folder() +
+                                "," + standby.folder();
+    constexpr std::size_t batchSize = 100;
+    std::vector<UUID> saved;
+    {
+        const auto store = storeAt(cluster);
+        for (std::size_t i = 0; i < 10 * batchSize; ++i) {
+            saved.push_back(wait(store->saveMessage(newMessage())).recordUUID);
+        }
+    }
+    EXPECT_EQ(wait(storeAt(database + "&host=" + standby.folder())->accountStatus()),
+              AccountStatus::restricted);
+    runSQL(database,
+           "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN PERFORM pg_sleep(0.05); RETURN "
+           "NULL; END $$; CREATE TRIGGER t AFTER DELETE ON orvex.messages EXECUTE FUNCTION f()");
+    std::thread killer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(280));
+        primary.stop(SIGQUIT);
+    });
+    std::size_t acknowledged = 0;
+    const std::string error = errorOf([&] {
+        const auto store = storeAt(cluster);
+        for (auto batch = saved.begin(); batch != saved.end(); batch += batchSize) {
+            wait(store->deleteMessages({batch, batch + batchSize}));
+            acknowledged += batchSize;
+        }
+    });
+    killer.join();
+    EXPECT_THAT(error, HasSubstr("cannot delete messages in the message store \"postgresql://" +
+                                 primary.folder() + "," + standby.folder() + "/"));
+    EXPECT_GT(acknowledged, 0U);
+    standby.promote();
+    std::vector<UUID> left;
+    for (const StoredMessage& message : wait(storeAt(cluster)->allMessages())) {
+        left.push_back(message.recordUUID);
+    }
+    // The batch whose answer was lost may be done.
+    const std::size_t removed = saved.size() - left.size();
+    EXPECT_THAT(removed, testing::AnyOf(acknowledged, acknowledged + batchSize));
+    EXPECT_TRUE(std::equal(left.begin(), left.end(), saved.end() - static_cast<std::ptrdiff_t>(left.size()),
+                           saved.end()));
+    EXPECT_THAT(runOrvex({"--store", cluster, "delete-message", "-a", "-nc"}, "y\n").output,
+                EndsWith("Deleted " + std::to_string(left.size()) + " messages!\n"));
+    EXPECT_EQ(wait(storeAt(cluster)->messageCount()), 0);
 }
 
 } // namespace

@@ -6,7 +6,9 @@
 #include <iterator>
 #include <libpq-fe.h>
 #include <memory>
+#include <sched.h>
 #include <stdexcept>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <thread>
 
@@ -28,6 +30,15 @@ void runAsNobody(std::vector<std::string> command) {
     }
 }
 
+/// For this process and its children.
+bool mountSmallDisk(const std::string& folder) {
+    const bool isRoot = geteuid() == 0;
+    const int namespaces = CLONE_NEWNS | (isRoot ? 0 : CLONE_NEWUSER);
+    const std::string options = "size=512k" + (isRoot ? ",uid=" + std::to_string(nobody) : "");
+    return unshare(namespaces) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("none", folder.c_str(), "tmpfs", 0, options.c_str()) == 0;
+}
+
 } // namespace
 
 void PostgreSQLServer::makeFolder() const {
@@ -36,8 +47,9 @@ void PostgreSQLServer::makeFolder() const {
     }
 }
 
-PostgreSQLServer::PostgreSQLServer() {
+PostgreSQLServer::PostgreSQLServer(bool hasSmallDisk) : hasSmallDisk_(hasSmallDisk) {
     makeFolder();
+    std::filesystem::create_directory(smallDisk());
     runAsNobody({"initdb", "-D", folder_ / "data", "-U", "postgres", "-A", "trust", "-E", "UTF8",
                  "--locale=C.UTF-8", "--no-sync", "--no-instructions"});
     start();
@@ -70,6 +82,10 @@ void PostgreSQLServer::start() {
         const int log = open((socketFolder + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
         dup2(log, STDOUT_FILENO);
         dup2(log, STDERR_FILENO);
+        if (hasSmallDisk_ && !mountSmallDisk(smallDisk())) {
+            perror("cannot mount a small disk");
+            _exit(1);
+        }
         if ((geteuid() == 0 && (setgid(nobody) != 0 || setuid(nobody) != 0)) ||
             prctl(PR_SET_PDEATHSIG, SIGQUIT) != 0 || getppid() != parent) {
             _exit(1);

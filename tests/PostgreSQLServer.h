@@ -13,8 +13,8 @@ namespace Orvex::Testing {
 /// folder. It ends with this process, whatever ends that.
 class PostgreSQLServer {
   public:
-    /// A new server.
-    PostgreSQLServer();
+    /// A new server. If it has a small disk, that is what it alone sees at `smallDisk`: half a megabyte.
+    explicit PostgreSQLServer(bool hasSmallDisk = false);
     /// A standby of another one.
     explicit PostgreSQLServer(const PostgreSQLServer& primary);
     ~PostgreSQLServer();
@@ -33,13 +33,15 @@ class PostgreSQLServer {
     /// Makes an empty database and returns its URI.
     [[nodiscard]] std::string newDatabase();
     [[nodiscard]] std::string folder() const { return folder_ / "."; }
-    /// Appends to the file that says who may connect how.
+    [[nodiscard]] std::string smallDisk() const { return folder_ / "small"; }
+    /// Puts a line in front of the file that says who may connect how.
     void allow(std::string_view line) const;
 
   private:
     void makeFolder() const;
 
     TemporaryFolder folder_;
+    bool hasSmallDisk_ = false;
     pid_t process_ = -1;
     int databases_ = 0;
 };
