@@ -231,6 +231,14 @@ Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Para
     co_return co_await receive(std::move(handler));
 }
 
+Async<std::int64_t> Connection::integer(std::string_view statement, std::vector<Parameter> parameters,
+                                        std::int64_t absent) {
+    std::int64_t value = absent;
+    RowHandler keep = [&value](const Row& row) { value = row.integer<std::int64_t>(0); };
+    co_await run(statement, std::move(parameters), std::move(keep));
+    co_return value;
+}
+
 Async<void> Connection::commit() {
     notice_.clear();
     std::string failure;

@@ -87,6 +87,9 @@ class Connection {
     /// Runs a statement and hands over its rows as they arrive. Returns how many rows it found or changed.
     Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters,
                             RowHandler handler = {});
+    /// Runs a statement that finds at most one row, of one integer; `absent` where there is none.
+    Async<std::int64_t> integer(std::string_view statement, std::vector<Parameter> parameters,
+                                std::int64_t absent);
     /// Makes the changes of a transaction lasting, or throws an `Error` that says that this is unknown.
     Async<void> commit();
 

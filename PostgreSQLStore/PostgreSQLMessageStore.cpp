@@ -128,17 +128,9 @@ std::string PostgreSQLMessageStore::description(AccountStatus status) const {
     return "unknown";
 }
 
-Async<std::int64_t> PostgreSQLMessageStore::integer(std::string_view query, Parameters parameters,
-                                                    std::int64_t absent) {
-    std::int64_t value = absent;
-    Connection::RowHandler keep = [&value](const Row& row) { value = row.integer<std::int64_t>(0); };
-    co_await connection_.run(query, std::move(parameters), std::move(keep));
-    co_return value;
-}
-
 Async<bool> PostgreSQLMessageStore::transcriptionSetting() {
     Parameters none;
-    const std::int64_t value = co_await integer(
+    const std::int64_t value = co_await connection_.integer(
         "SELECT value FROM settings WHERE name = 'transcriptionEnabled'", std::move(none), 1);
     if (value != 0 && value != 1) {
         throw std::runtime_error("the setting transcriptionEnabled is " + std::to_string(value) +
@@ -152,7 +144,7 @@ Async<bool> PostgreSQLMessageStore::isTranscriptionEnabled() {
 }
 
 Async<std::int64_t> PostgreSQLMessageStore::messageCount() {
-    return read("count the messages", integer("SELECT count(*) FROM messages", {}, 0));
+    return read("count the messages", connection_.integer("SELECT count(*) FROM messages", {}, 0));
 }
 
 Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
@@ -162,7 +154,7 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
         co_await connect(deadline, Connection::ErrorText::code);
         connection_.setDeadline(deadline);
         Parameters none;
-        status = static_cast<AccountStatus>(co_await integer(R"sql(
+        status = static_cast<AccountStatus>(co_await connection_.integer(R"sql(
             SELECT CASE
                 WHEN NOT has_table_privilege(to_regclass('orvex.messages'), 'SELECT') THEN 2
                 WHEN current_setting('transaction_read_only') = 'off' AND coalesce(
@@ -173,7 +165,7 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
                     has_schema_privilege(to_regnamespace('orvex'), 'CREATE'),
                     has_database_privilege(current_database(), 'CREATE')) THEN 1
                 ELSE 3 END :: bigint)sql",
-                                                             std::move(none), 0));
+                                                                         std::move(none), 0));
         connection_.setDeadline(Connection::never);
         co_return status;
     } catch (const PostgreSQL::Timeout&) {
@@ -240,9 +232,9 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::voicemailMessages(Mess
 Async<std::int32_t> PostgreSQLMessageStore::takeNextVoicemailID() {
     Parameters none;
     const std::int64_t identifier =
-        co_await integer("UPDATE settings SET value = value + 1 WHERE name = 'lastVoicemailID' "
-                         "AND value BETWEEN 0 AND 2147483646 RETURNING value",
-                         std::move(none), 0);
+        co_await connection_.integer("UPDATE settings SET value = value + 1 WHERE name = 'lastVoicemailID' "
+                                     "AND value BETWEEN 0 AND 2147483646 RETURNING value",
+                                     std::move(none), 0);
     if (identifier == 0) {
         throw std::runtime_error(
             "there is no further voicemail identifier: the setting lastVoicemailID is missing or "
@@ -285,7 +277,7 @@ Async<void> PostgreSQLMessageStore::apply(MessageUpdate update) {
     std::optional<std::int32_t> newVoicemailID;
     if (update.provider == MessageProvider::Telephony) {
         Parameters which = parameters(update.recordUUID);
-        const std::int64_t becomesVoicemail = co_await integer(
+        const std::int64_t becomesVoicemail = co_await connection_.integer(
             "SELECT count(*) FROM messages WHERE record_uuid = $1 AND type = 1 AND voicemail_id IS NULL",
             std::move(which), 0);
         if (becomesVoicemail != 0) {

@@ -57,7 +57,6 @@ class PostgreSQLMessageStore final : public MessageStore {
     Async<bool> openStore();
 
     // The operations, within a transaction.
-    Async<std::int64_t> integer(std::string_view query, Parameters parameters, std::int64_t absent);
     Async<std::vector<StoredMessage>> select(std::string_view rest, Parameters parameters);
     Async<bool> transcriptionSetting();
     Async<std::int32_t> takeNextVoicemailID();

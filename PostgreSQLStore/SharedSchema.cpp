@@ -8,7 +8,6 @@ namespace Orvex {
 namespace {
 
 using PostgreSQL::Connection;
-using PostgreSQL::Row;
 
 /// The step from each version to the next, from version 0, no store.
 constexpr std::array migrations = {R"sql(
@@ -48,14 +47,8 @@ INSERT INTO settings (name, value) VALUES ('schemaVersion', 0), ('transcriptionE
 
 constexpr std::int64_t currentVersion = migrations.size();
 
-/// The value in the one column of the one row; `absent` where there is no row.
-template <class T>
-Async<T> value(Connection& connection, std::string_view query, T absent) {
-    T found = absent;
-    Connection::RowHandler keep = [&found](const Row& row) { found = row.integer<T>(0); };
-    std::vector<PostgreSQL::Parameter> none;
-    co_await connection.run(query, std::move(none), std::move(keep));
-    co_return found;
+Async<std::int64_t> integer(Connection& connection, std::string_view query, std::int64_t absent = 0) {
+    return connection.integer(query, {}, absent);
 }
 
 /// 0 when there is no store.
@@ -64,11 +57,11 @@ Async<std::int64_t> schemaVersion(Connection& connection) {
     constexpr std::string_view countTables =
         "SELECT count(*) FROM pg_class, pg_namespace WHERE relnamespace = "
         "pg_namespace.oid AND nspname = 'orvex' AND relname = 'settings'";
-    if (co_await value<std::int64_t>(connection, countTables, 0) == 0) {
+    if (co_await integer(connection, countTables) == 0) {
         co_return 0;
     }
-    const auto version = co_await value<std::int64_t>(
-        connection, "SELECT value FROM orvex.settings WHERE name = 'schemaVersion'", -1);
+    const auto version =
+        co_await integer(connection, "SELECT value FROM orvex.settings WHERE name = 'schemaVersion'", -1);
     if (version < 1) {
         throw std::runtime_error(
             "the schema orvex in that database is not that of a message store; choose another "
@@ -103,8 +96,7 @@ Async<void> createSharedStore(Connection& connection) {
     co_await beginChange(connection);
     auto version = co_await schemaVersion(connection);
     if (version == 0 &&
-        co_await value<std::int64_t>(connection, "SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'",
-                                     0) == 0) {
+        co_await integer(connection, "SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'") == 0) {
         // Only then: it takes a right on the database that nobody needs where an administrator has made the
         // schema.
         co_await connection.execute("CREATE SCHEMA orvex");
