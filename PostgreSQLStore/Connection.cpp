@@ -9,6 +9,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <libpq-fe.h>
 #include <new>
+#include <poll.h>
 #include <utility>
 
 namespace Orvex::PostgreSQL {
@@ -161,8 +162,18 @@ Async<void> Connection::open(const Location& location, Deadline deadline, ErrorT
 }
 
 bool Connection::isOpen() {
-    return connection_ && PQconsumeInput(connection_.get()) != 0 &&
-           PQstatus(connection_.get()) == CONNECTION_OK;
+    PGconn* const connection = connection_.get();
+    if (PQstatus(connection) != CONNECTION_OK) {
+        return false;
+    }
+    // A server that has left may have said something before.
+    pollfd input{.fd = PQsocket(connection), .events = POLLIN, .revents = 0};
+    while (poll(&input, 1, 0) > 0) {
+        if (PQconsumeInput(connection) == 0) {
+            return false;
+        }
+    }
+    return true;
 }
 
 Async<std::int64_t> Connection::receive(RowHandler handler) {
