@@ -96,8 +96,8 @@ void Connection::Finisher::operator()(PGconn* connection) const noexcept {
     PQfinish(connection);
 }
 
-void Connection::fail(bool endsConnection) {
-    throw Error("", PQerrorMessage(connection_.get()), endsConnection);
+void Connection::fail() {
+    throw Error("", PQerrorMessage(connection_.get()), true);
 }
 
 Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
@@ -105,7 +105,7 @@ Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
     const asio::any_io_executor executor = co_await asio::this_coro::executor;
     const int handle = PQsocket(connection_.get());
     if (handle < 0) {
-        fail(true);
+        fail();
     }
     Socket socket(executor, handle);
     if (deadline_ == never) {
@@ -188,7 +188,7 @@ Async<std::int64_t> Connection::receive(RowHandler handler) {
         while (PQisBusy(connection) != 0) {
             co_await wait(asio::posix::descriptor_base::wait_read);
             if (PQconsumeInput(connection) == 0) {
-                fail(true);
+                fail();
             }
         }
         const Result result(PQgetResult(connection), PQclear);
@@ -215,7 +215,7 @@ Async<std::int64_t> Connection::receive(RowHandler handler) {
 
 Async<void> Connection::execute(std::string_view statements) {
     if (PQsendQuery(connection_.get(), std::string(statements).c_str()) == 0) {
-        fail(true);
+        fail();
     }
     RowHandler ignore;
     co_await receive(std::move(ignore));
@@ -236,7 +236,7 @@ Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Para
     if (PQsendQueryParams(connection_.get(), std::string(statement).c_str(),
                           static_cast<int>(parameters.size()), types.data(), values.data(), lengths.data(),
                           formats.data(), binary) == 0) {
-        fail(true);
+        fail();
     }
     PQsetSingleRowMode(connection_.get());
     co_return co_await receive(std::move(handler));

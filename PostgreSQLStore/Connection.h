@@ -101,7 +101,7 @@ class Connection {
     Async<void> wait(boost::asio::posix::descriptor_base::wait_type event);
     /// What is left of the results of what was sent.
     Async<std::int64_t> receive(RowHandler handler);
-    [[noreturn]] void fail(bool endsConnection);
+    [[noreturn]] void fail();
 
     std::unique_ptr<pg_conn, Finisher> connection_;
     Deadline deadline_ = never;
