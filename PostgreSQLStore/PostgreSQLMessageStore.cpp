@@ -18,7 +18,7 @@ using std::chrono::steady_clock;
 
 /// SQLSTATEs: https://www.postgresql.org/docs/15/errcodes-appendix.html
 std::string causeOf(const PostgreSQL::Error& error) {
-    const std::string text = error.what();
+    std::string text = error.what();
     const std::string& code = error.code();
     if (code == "42501") {
         return "the user may not do that (" + text + ")";
