@@ -35,6 +35,15 @@ std::shared_ptr<MessageStore> storeAt(const std::string& uri) {
     return std::make_shared<PostgreSQLMessageStore>(uri);
 }
 
+/// Some 18,000 bytes that cannot be made much smaller.
+std::string longHandle() {
+    std::string handle;
+    for (int i = 0; i < 500; ++i) {
+        handle += UUID::random().text();
+    }
+    return handle;
+}
+
 class PostgreSQLMessageStoreTest : public testing::Test {
   protected:
     void save(MessageType type = MessageType::video,
@@ -125,8 +134,8 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
     EXPECT_EQ(wait(store->messages({MessageProvider::Telephony}, {MessageType::audio})).size(), 50U);
     EXPECT_EQ(wait(store->messages(MessageQuery{{7, 8}}, 100, 0)).size(), 2U);
     // A handle may be longer than an entry of an index.
-    const StoredMessage longest = wait(
-        store->saveMessage(newMessage(MessageType::audio, MessageProvider::Zelvo, std::string(100000, 'x'))));
+    const StoredMessage longest =
+        wait(store->saveMessage(newMessage(MessageType::audio, MessageProvider::Zelvo, longHandle())));
     EXPECT_EQ(wait(store->messages(std::vector{longest.from})).size(), 1U);
     wait(store->deleteMessages(some));
     EXPECT_EQ(wait(store->messageCount()), 50001);
@@ -134,21 +143,20 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
     store.reset();
     for (const char* const index : {"messages_record_uuid_key", "messages_by_sender",
                                     "messages_by_provider_and_type", "messages_voicemail_id_key"}) {
-        const auto scans = [&] {
-            return runSQL(uri,
-                          std::string("SELECT idx_scan FROM pg_stat_user_indexes WHERE indexrelname = '") +
-                              index + "'");
-        };
-        for (int attempt = 0; attempt < 200 && scans() == "0"; ++attempt) {
+        const std::string scans =
+            std::string("SELECT sum(idx_scan) > 0 FROM pg_stat_user_indexes WHERE indexrelname = '") + index +
+            "'";
+        for (int attempt = 0; attempt < 200 && runSQL(uri, scans) != "t"; ++attempt) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
-        EXPECT_NE(scans(), "0") << index;
+        EXPECT_EQ(runSQL(uri, scans), "t") << index;
     }
 }
 
 TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
     server.allow("local all refused reject");
-    sql("DO $$ BEGIN CREATE ROLE reader LOGIN; CREATE ROLE stranger LOGIN; CREATE ROLE refused LOGIN; "
+    sql("DO $$ BEGIN CREATE ROLE reader LOGIN; CREATE ROLE tester LOGIN; CREATE ROLE stranger LOGIN; CREATE "
+        "ROLE refused LOGIN; "
         "EXCEPTION WHEN duplicate_object THEN NULL; END $$");
     // An empty store, of which nothing is made.
     EXPECT_EQ(status(), AccountStatus::signedIn);
@@ -178,6 +186,13 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
     EXPECT_EQ(errorOfSaving(as("reader")),
               "cannot save a message in the message store " + name +
                   ": the user may not do that (permission denied for table messages)");
+
+    sql("GRANT USAGE ON SCHEMA orvex TO tester; GRANT SELECT, INSERT, UPDATE ON ALL TABLES IN SCHEMA orvex "
+        "TO tester");
+    EXPECT_EQ(status(as("tester")), AccountStatus::restricted);
+    sql("GRANT DELETE ON ALL TABLES IN SCHEMA orvex TO tester");
+    EXPECT_EQ(status(as("tester")), AccountStatus::signedIn);
+    EXPECT_EQ(errorOfSaving(as("tester")), "");
 
     // A server that waits for a client before it stops takes no more of them.
     PGconn* const client = PQconnectdb(uri.c_str());
@@ -340,12 +355,7 @@ TEST_F(PostgreSQLMessageStoreTest, AFullTablespaceTakesNoMessageAndKeepsTheOther
     std::int64_t saved = 1;
     const std::string error = errorOf([&] {
         for (; saved < 100; ++saved) {
-            StoredMessage message = newMessage();
-            // What cannot be made smaller.
-            for (int i = 0; i < 500; ++i) {
-                message.from += UUID::random().text();
-            }
-            wait(store->saveMessage(message));
+            wait(store->saveMessage(newMessage(MessageType::video, MessageProvider::Zelvo, longHandle())));
         }
     });
     EXPECT_THAT(error, AllOf(HasSubstr("the server's disk is full (could not extend file"),
