@@ -9,6 +9,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <libpq-fe.h>
 #include <new>
+#include <optional>
 #include <poll.h>
 #include <utility>
 
@@ -47,6 +48,12 @@ std::string codeIn(std::string_view message) {
 std::string field(const PGresult* result, int code) {
     const char* const text = PQresultErrorField(result, code);
     return text != nullptr ? text : "";
+}
+
+Error errorIn(const PGresult* result) {
+    const std::string message = field(result, PG_DIAG_MESSAGE_PRIMARY);
+    return {field(result, PG_DIAG_SQLSTATE), message.empty() ? PQresultErrorMessage(result) : message,
+            field(result, PG_DIAG_SEVERITY_NONLOCALIZED) != "ERROR"};
 }
 
 /// libpq's socket, lent to an event loop.
@@ -184,6 +191,7 @@ Async<std::int64_t> Connection::receive(RowHandler handler) {
     }
     // Where sending has failed, the server may have said why.
     std::int64_t count = 0;
+    std::optional<Error> failure;
     while (true) {
         while (PQisBusy(connection) != 0) {
             co_await wait(asio::posix::descriptor_base::wait_read);
@@ -192,23 +200,22 @@ Async<std::int64_t> Connection::receive(RowHandler handler) {
             }
         }
         const Result result(PQgetResult(connection), PQclear);
+        if (!result && failure) {
+            throw Error(*failure);
+        }
         if (!result) {
             co_return count;
         }
-        switch (PQresultStatus(result.get())) {
-        case PGRES_SINGLE_TUPLE:
+        const ExecStatusType status = PQresultStatus(result.get());
+        if (status == PGRES_SINGLE_TUPLE) {
             handler(Row(result.get(), 0));
-            break;
-        case PGRES_TUPLES_OK:
-        case PGRES_COMMAND_OK:
+        } else if (status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK) {
             count = parseNumber<std::int64_t>(PQcmdTuples(result.get())).value_or(0);
-            break;
-        default: {
-            const std::string severity = field(result.get(), PG_DIAG_SEVERITY_NONLOCALIZED);
-            const std::string message = field(result.get(), PG_DIAG_MESSAGE_PRIMARY);
-            throw Error(field(result.get(), PG_DIAG_SQLSTATE),
-                        message.empty() ? PQresultErrorMessage(result.get()) : message, severity != "ERROR");
-        }
+        } else {
+            failure = errorIn(result.get());
+            if (failure->endsConnection()) {
+                throw Error(*failure);
+            }
         }
     }
 }

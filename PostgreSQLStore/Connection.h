@@ -59,8 +59,9 @@ class Row {
     int row_;
 };
 
-/// A session with a server. After an exception it is of no more use, and the server undoes what has not been
-/// committed.
+/// A session with a server. After an `Error` that does not end it, it can be used on, and a transaction must
+/// be rolled back; after another exception it must be closed. What is not committed when it is closed, the
+/// server undoes.
 class Connection {
   public:
     using Deadline = std::chrono::steady_clock::time_point;

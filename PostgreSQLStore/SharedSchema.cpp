@@ -51,21 +51,13 @@ Async<std::int64_t> integer(Connection& connection, std::string_view query, std:
     return connection.integer(query, {}, absent);
 }
 
-/// 0 when there is no store.
+/// The version of a store that is there.
 Async<std::int64_t> schemaVersion(Connection& connection) {
-    // Not by to_regclass: it may remember what it found before another client made the store.
-    constexpr std::string_view countTables =
-        "SELECT count(*) FROM pg_class, pg_namespace WHERE relnamespace = "
-        "pg_namespace.oid AND nspname = 'orvex' AND relname = 'settings'";
-    if (co_await integer(connection, countTables) == 0) {
-        co_return 0;
-    }
     const auto version =
         co_await integer(connection, "SELECT value FROM orvex.settings WHERE name = 'schemaVersion'", -1);
     if (version < 1) {
-        throw std::runtime_error(
-            "the schema orvex in that database is not that of a message store; choose another "
-            "database");
+        throw std::runtime_error("the schema orvex in that database is not that of a message store; choose "
+                                 "another database");
     }
     if (version > currentVersion) {
         throw std::runtime_error("it was written by a newer version of this program (schema " +
@@ -85,18 +77,33 @@ Async<void> beginChange(Connection& connection) {
 }
 
 Async<bool> hasSharedStore(Connection& connection) {
-    const std::int64_t version = co_await schemaVersion(connection);
-    if (version != 0 && version < currentVersion) {
-        co_await createSharedStore(connection);
+    try {
+        if (co_await schemaVersion(connection) == currentVersion) {
+            co_return true;
+        }
+    } catch (const PostgreSQL::Error& error) {
+        constexpr std::string_view undefinedTable = "42P01";
+        if (error.code() != undefinedTable) {
+            throw;
+        }
+        co_return false;
     }
-    co_return version != 0;
+    co_await createSharedStore(connection);
+    co_return true;
 }
 
 Async<void> createSharedStore(Connection& connection) {
     co_await beginChange(connection);
-    auto version = co_await schemaVersion(connection);
-    if (version == 0 &&
-        co_await integer(connection, "SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'") == 0) {
+    // Not by functions like to_regclass: they may remember what was there before another client made the
+    // store.
+    constexpr std::string_view countTables =
+        "SELECT count(*) FROM pg_class, pg_namespace WHERE relnamespace = "
+        "pg_namespace.oid AND nspname = 'orvex' AND relname = 'settings'";
+    std::int64_t version = 0;
+    if (co_await integer(connection, countTables) != 0) {
+        version = co_await schemaVersion(connection);
+    } else if (co_await integer(connection, "SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'") ==
+               0) {
         // Only then: it takes a right on the database that nobody needs where an administrator has made the
         // schema.
         co_await connection.execute("CREATE SCHEMA orvex");

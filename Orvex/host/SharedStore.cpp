@@ -31,7 +31,7 @@ std::shared_ptr<MessageStore> makeSharedStore(const std::string& location) {
         fail("the package orvex-postgresql is missing (there is no " +
              inQuotes(path.lexically_normal().native()) + "); install it");
     }
-    void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* const module = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
     void* const symbol = module != nullptr ? dlsym(module, "orvexMakePostgreSQLStore") : nullptr;
     if (symbol == nullptr) {
         fail("the module of the package orvex-postgresql cannot be loaded (" + onOneLine(dlerror()) +
