@@ -32,10 +32,23 @@ void runAsNobody(std::vector<std::string> command) {
 
 /// For this process and its children.
 bool mountSmallDisk(const std::string& folder) {
-    const bool isRoot = geteuid() == 0;
-    const int namespaces = CLONE_NEWNS | (isRoot ? 0 : CLONE_NEWUSER);
-    const std::string options = "size=512k" + (isRoot ? ",uid=" + std::to_string(nobody) : "");
-    return unshare(namespaces) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    std::string options = "size=512k";
+    if (geteuid() == 0) {
+        options += ",uid=" + std::to_string(nobody);
+        if (unshare(CLONE_NEWNS) != 0) {
+            return false;
+        }
+    } else {
+        const std::string user = std::to_string(geteuid());
+        const std::string group = std::to_string(getegid());
+        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
+            return false;
+        }
+        writeFile("/proc/self/setgroups", "deny");
+        writeFile("/proc/self/uid_map", user + " " + user + " 1");
+        writeFile("/proc/self/gid_map", group + " " + group + " 1");
+    }
+    return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
            mount("none", folder.c_str(), "tmpfs", 0, options.c_str()) == 0;
 }
 
