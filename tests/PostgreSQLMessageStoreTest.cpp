@@ -131,13 +131,13 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
     const std::vector<UUID> one{all[7].recordUUID};
     EXPECT_EQ(wait(store->messages(some)).size(), 1U);
     EXPECT_EQ(wait(store->messages(one)).size(), 1U);
-    EXPECT_EQ(wait(store->messages(std::vector<std::string>(1000, all[7].from))).size(), 1U);
+    EXPECT_EQ(wait(store->messages(std::vector<std::string>(1000, std::string(all[7].from)))).size(), 1U);
     EXPECT_EQ(wait(store->messages({MessageProvider::Telephony}, {MessageType::audio})).size(), 50U);
     EXPECT_EQ(wait(store->messages(MessageQuery{{7, 8}}, 100, 0)).size(), 2U);
     // A handle may be longer than an entry of an index.
     const StoredMessage longest =
         wait(store->saveMessage(newMessage(MessageType::audio, MessageProvider::Zelvo, longHandle())));
-    EXPECT_EQ(wait(store->messages(std::vector{longest.from})).size(), 1U);
+    EXPECT_EQ(wait(store->messages(std::vector{std::string(longest.from)})).size(), 1U);
     wait(store->deleteMessages(some));
     EXPECT_EQ(wait(store->messageCount()), 50001);
     // A session that ends tells what it did.
