@@ -1,4 +1,6 @@
 #include "Foundation/QuotedText.h"
+#include "PostgreSQLServer.h"
+#include "PostgreSQLStore/PostgreSQLMessageStore.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include "examples/own-host/MemoryStore.h"
@@ -45,7 +47,6 @@ class MessageStoreContract : public testing::TestWithParam<StoreKind> {
 TEST_P(MessageStoreContract, AnEmptyStoreHasNothing) {
     EXPECT_EQ(wait(store->messageCount()), 0);
     EXPECT_TRUE(wait(store->isTranscriptionEnabled()));
-    EXPECT_EQ(wait(store->accountStatus()), AccountStatus::noAccount);
     EXPECT_THAT(wait(store->allMessages()), IsEmpty());
     EXPECT_THAT(wait(store->messages(std::vector{UUID::random()})), IsEmpty());
     wait(store->deleteMessages({UUID::random()}));
@@ -267,6 +268,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(StoreKind{"Memory",
                               [](const TemporaryFolder&) -> std::shared_ptr<MessageStore> {
                                   return std::make_shared<MyTool::MemoryStore>();
+                              }},
+                    StoreKind{"PostgreSQL",
+                              [](const TemporaryFolder&) -> std::shared_ptr<MessageStore> {
+                                  return std::make_shared<PostgreSQLMessageStore>(
+                                      PostgreSQLServer::shared().newDatabase());
                               }},
                     StoreKind{"SQLite",
                               [](const TemporaryFolder& folder) -> std::shared_ptr<MessageStore> {

@@ -1,6 +1,7 @@
 #include "Foundation/FileURL.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/AllCommands.h"
+#include "Orvex/host/SharedStore.h"
 #include "Orvex/store/MessageStoreClient.h"
 #include "Orvex/store/SendingService.h"
 #include "SendingService/OutboxSendingService.h"
@@ -21,8 +22,8 @@ struct HostOptions {
     Option<std::optional<std::filesystem::path>> store{
         std::nullopt,
         {derivedLong},
-        "The file of the message store. Without it: orvex/messages.db in $XDG_DATA_HOME, or else in "
-        "~/.local/share."};
+        "The file of the message store, or the postgresql://... URI of one on a server. Without it: "
+        "orvex/messages.db in $XDG_DATA_HOME, or else in ~/.local/share."};
 
     ORVEX_CODING_KEYS(HostOptions, store)
 };
@@ -39,6 +40,10 @@ the cloud account.
 The store is one file, by default orvex/messages.db in the folder that XDG_DATA_HOME names, or else in
 ~/.local/share. The first change makes it. Video messages that are sent go into the folder "outbox" beside
 it.
+
+A store that several machines share is in a database on a PostgreSQL server: {tool} --store
+postgresql://host/database. It takes the package orvex-postgresql. Passwords are best kept in ~/.pgpass. Video
+messages that are sent go into the outbox of the default store then.
 
 An option that takes a list takes all words up to the next option, and may be repeated. A value that
 begins with "-" is joined to its option by "=". Types, providers, mailboxes and the state of a
@@ -65,8 +70,16 @@ std::filesystem::path userDataFolder() {
     throw std::runtime_error("cannot tell where the message store is: HOME is not set; give --store <path>");
 }
 
-/// Puts the SQLite store, and the outbox beside it, behind the commands.
+/// Puts a store, and the outbox beside it or beside the default one, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
+    if (options.store->has_value() && isSharedStore((*options.store)->native())) {
+        MessageStoreClient::setStoreFactory(
+            [location = (*options.store)->native()] { return makeSharedStore(location); });
+        // Only who sends something needs a home.
+        SendingService::setFactory(
+            [] { return std::make_shared<OutboxSendingService>(userDataFolder() / "orvex/outbox"); });
+        return;
+    }
     const std::filesystem::path given =
         options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
     const std::filesystem::path file = FileURL::fromPath(given.native()).path();

@@ -1,0 +1,281 @@
+#include "PostgreSQLStore/Connection.h"
+
+#include "Foundation/Number.h"
+#include <algorithm>
+#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <libpq-fe.h>
+#include <new>
+#include <optional>
+#include <poll.h>
+#include <utility>
+
+namespace Orvex::PostgreSQL {
+
+namespace {
+
+namespace asio = boost::asio;
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds longestConnecting{30};
+
+using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
+
+/// libpq's messages have several lines, indented ones among them.
+std::string joinedLines(std::string_view text) {
+    std::string line;
+    for (const char c : text) {
+        if (c == '\n') {
+            line += "; ";
+        } else if (c != '\t') {
+            line += c;
+        }
+    }
+    return line.ends_with("; ") ? line.substr(0, line.size() - 2) : line;
+}
+
+/// The last SQLSTATE in a message of the verbosity PQERRORS_SQLSTATE, as in "FATAL:  57P03".
+std::string codeIn(std::string_view message) {
+    constexpr std::string_view mark = ":  ";
+    constexpr std::size_t codeSize = 5;
+    const std::size_t at = message.rfind(mark);
+    return at == std::string_view::npos ? "" : std::string(message.substr(at + mark.size(), codeSize));
+}
+
+std::string field(const PGresult* result, int code) {
+    const char* const text = PQresultErrorField(result, code);
+    return text != nullptr ? text : "";
+}
+
+Error errorIn(const PGresult* result) {
+    const std::string message = field(result, PG_DIAG_MESSAGE_PRIMARY);
+    return {field(result, PG_DIAG_SQLSTATE), message.empty() ? PQresultErrorMessage(result) : message,
+            field(result, PG_DIAG_SEVERITY_NONLOCALIZED) != "ERROR"};
+}
+
+/// libpq's socket, lent to an event loop.
+struct Socket {
+    Socket(const asio::any_io_executor& executor, int handle) : descriptor(executor, handle) {}
+    ~Socket() { descriptor.release(); }
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    asio::posix::stream_descriptor descriptor;
+};
+
+steady_clock::duration connectTimeout(PGconn* connection) {
+    const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection),
+                                                                               PQconninfoFree);
+    for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr; ++option) {
+        if (option->val != nullptr && std::string_view(option->keyword) == "connect_timeout") {
+            const int seconds = parseNumber<int>(option->val).value_or(0);
+            return seconds > 0 ? std::chrono::seconds(seconds) : steady_clock::duration::max();
+        }
+    }
+    return longestConnecting;
+}
+
+} // namespace
+
+Error::Error(std::string code, const std::string& message, bool endsConnection)
+    : std::runtime_error(joinedLines(message)), code_(std::move(code)), endsConnection_(endsConnection) {}
+
+bool Row::isNull(int column) const {
+    return PQgetisnull(result_, row_, column) != 0;
+}
+
+std::string_view Row::bytes(int column, unsigned type) const {
+    if (isNull(column) || PQftype(result_, column) != type) {
+        throw std::runtime_error("its tables are not those of a message store: " + columnName(column) +
+                                 (isNull(column) ? " is NULL" : " is of another type"));
+    }
+    return {PQgetvalue(result_, row_, column), static_cast<std::size_t>(PQgetlength(result_, row_, column))};
+}
+
+std::string Row::columnName(int column) const {
+    return PQfname(result_, column);
+}
+
+void Connection::Finisher::operator()(PGconn* connection) const noexcept {
+    PQfinish(connection);
+}
+
+void Connection::fail() {
+    throw Error("", PQerrorMessage(connection_.get()), true);
+}
+
+Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
+    using namespace asio::experimental::awaitable_operators;
+    const asio::any_io_executor executor = co_await asio::this_coro::executor;
+    const int handle = PQsocket(connection_.get());
+    if (handle < 0) {
+        fail();
+    }
+    Socket socket(executor, handle);
+    if (deadline_ == never) {
+        co_await socket.descriptor.async_wait(event, asio::use_awaitable);
+        co_return;
+    }
+    asio::steady_timer timer(executor, deadline_);
+    Async<void> isReady = socket.descriptor.async_wait(event, asio::use_awaitable);
+    Async<void> isLate = timer.async_wait(asio::use_awaitable);
+    Async<std::variant<std::monostate, std::monostate>> either = std::move(isReady) || std::move(isLate);
+    if ((co_await std::move(either)).index() != 0) {
+        throw Timeout(
+            "the server does not answer in time; try again when it is less busy, or give another host");
+    }
+}
+
+Async<void> Connection::open(const Location& location, Deadline deadline, ErrorText errorText) {
+    std::vector<const char*> keywords;
+    std::vector<const char*> values;
+    for (const auto& [keyword, value] : location.parameters()) {
+        keywords.push_back(keyword.c_str());
+        values.push_back(value.c_str());
+    }
+    keywords.push_back(nullptr);
+    values.push_back(nullptr);
+    connection_.reset(PQconnectStartParams(keywords.data(), values.data(), 0));
+    PGconn* const connection = connection_.get();
+    if (connection == nullptr) {
+        throw std::bad_alloc();
+    }
+    PQsetErrorVerbosity(connection, errorText == ErrorText::code ? PQERRORS_SQLSTATE : PQERRORS_TERSE);
+    // What the server mentions by the way is not for standard error.
+    PQsetNoticeReceiver(
+        connection,
+        [](void* notice, const PGresult* result) {
+            *static_cast<std::string*>(notice) = field(result, PG_DIAG_MESSAGE_PRIMARY);
+        },
+        &notice_);
+    const auto now = steady_clock::now();
+    const auto patience = connectTimeout(connection);
+    deadline_ = patience < deadline - now ? now + patience : deadline;
+    auto next = PQstatus(connection) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
+    while (next != PGRES_POLLING_OK) {
+        if (next == PGRES_POLLING_FAILED) {
+            const std::string message = PQerrorMessage(connection);
+            throw Error(errorText == ErrorText::code ? codeIn(message) : "", message, true);
+        }
+        co_await wait(next == PGRES_POLLING_READING ? asio::posix::descriptor_base::wait_read
+                                                    : asio::posix::descriptor_base::wait_write);
+        next = PQconnectPoll(connection);
+    }
+    PQsetnonblocking(connection, 1);
+    deadline_ = deadline;
+}
+
+bool Connection::isOpen() {
+    PGconn* const connection = connection_.get();
+    if (PQstatus(connection) != CONNECTION_OK) {
+        return false;
+    }
+    // A server that has left may have said something before.
+    pollfd input{.fd = PQsocket(connection), .events = POLLIN, .revents = 0};
+    while (poll(&input, 1, 0) > 0) {
+        if (PQconsumeInput(connection) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+Async<std::int64_t> Connection::receive(RowHandler handler) {
+    PGconn* const connection = connection_.get();
+    int unsent = PQflush(connection);
+    for (; unsent == 1; unsent = PQflush(connection)) {
+        co_await wait(asio::posix::descriptor_base::wait_write);
+    }
+    // Where sending has failed, the server may have said why.
+    std::int64_t count = 0;
+    std::optional<Error> failure;
+    while (true) {
+        while (PQisBusy(connection) != 0) {
+            co_await wait(asio::posix::descriptor_base::wait_read);
+            if (PQconsumeInput(connection) == 0) {
+                fail();
+            }
+        }
+        const Result result(PQgetResult(connection), PQclear);
+        if (!result && failure) {
+            throw Error(*failure);
+        }
+        if (!result) {
+            co_return count;
+        }
+        const ExecStatusType status = PQresultStatus(result.get());
+        if (status == PGRES_SINGLE_TUPLE) {
+            handler(Row(result.get(), 0));
+        } else if (status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK) {
+            count = parseNumber<std::int64_t>(PQcmdTuples(result.get())).value_or(0);
+        } else {
+            failure = errorIn(result.get());
+            if (failure->endsConnection()) {
+                throw Error(*failure);
+            }
+        }
+    }
+}
+
+Async<void> Connection::execute(std::string_view statements) {
+    if (PQsendQuery(connection_.get(), std::string(statements).c_str()) == 0) {
+        fail();
+    }
+    RowHandler ignore;
+    co_await receive(std::move(ignore));
+}
+
+Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Parameter> parameters,
+                                    RowHandler handler) {
+    std::vector<Oid> types;
+    std::vector<const char*> values;
+    std::vector<int> lengths;
+    for (const Parameter& parameter : parameters) {
+        types.push_back(parameter.type());
+        values.push_back(parameter.bytes() ? parameter.bytes()->data() : nullptr);
+        lengths.push_back(parameter.bytes() ? static_cast<int>(parameter.bytes()->size()) : 0);
+    }
+    constexpr int binary = 1;
+    const std::vector<int> formats(parameters.size(), binary);
+    if (PQsendQueryParams(connection_.get(), std::string(statement).c_str(),
+                          static_cast<int>(parameters.size()), types.data(), values.data(), lengths.data(),
+                          formats.data(), binary) == 0) {
+        fail();
+    }
+    PQsetSingleRowMode(connection_.get());
+    co_return co_await receive(std::move(handler));
+}
+
+Async<std::int64_t> Connection::integer(std::string_view statement, std::vector<Parameter> parameters,
+                                        std::int64_t absent) {
+    std::int64_t value = absent;
+    RowHandler keep = [&value](const Row& row) { value = row.integer<std::int64_t>(0); };
+    co_await run(statement, std::move(parameters), std::move(keep));
+    co_return value;
+}
+
+Async<void> Connection::commit() {
+    notice_.clear();
+    std::string failure;
+    try {
+        co_await execute("COMMIT");
+    } catch (const Error& error) {
+        if (!error.endsConnection()) {
+            throw;
+        }
+        failure = error.what();
+    }
+    // A warning tells of a standby that has not confirmed the commit.
+    if (!failure.empty() || !notice_.empty()) {
+        throw Error(
+            "",
+            "whether the change was made is unknown, since the server was asked to make it lasting but did "
+            "not confirm that (" +
+                (failure.empty() ? notice_ : failure) + "); look before you try again");
+    }
+}
+
+} // namespace Orvex::PostgreSQL

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "Foundation/Async.h"
+#include "PostgreSQLStore/Location.h"
+#include "PostgreSQLStore/Values.h"
+#include <boost/asio/posix/descriptor_base.hpp>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct pg_conn;
+struct pg_result;
+
+/// A wall around libpq, whose calls never block but to look up a host's name.
+namespace Orvex::PostgreSQL {
+
+/// What the server or libpq reports.
+class Error : public std::runtime_error {
+  public:
+    Error(std::string code, const std::string& message, bool endsConnection = false);
+
+    /// The SQLSTATE; empty when the server gave none.
+    [[nodiscard]] const std::string& code() const noexcept { return code_; }
+    /// Whether nothing more is to be heard from the server, not even what became of a COMMIT.
+    [[nodiscard]] bool endsConnection() const noexcept { return endsConnection_; }
+
+  private:
+    std::string code_;
+    bool endsConnection_;
+};
+
+/// What a server has not done in time.
+class Timeout : public Error {
+  public:
+    explicit Timeout(const std::string& message) : Error("", message, true) {}
+};
+
+/// A row of a result, which lives no longer than the call that it is passed to.
+class Row {
+  public:
+    Row(const pg_result* result, int row) : result_(result), row_(row) {}
+
+    [[nodiscard]] bool isNull(int column) const;
+    /// The bytes of a value. Throws `std::runtime_error` when it is NULL or of another type.
+    [[nodiscard]] std::string_view bytes(int column, unsigned type) const;
+    template <class Integer>
+    [[nodiscard]] Integer integer(int column) const {
+        return integerFrom<Integer>(bytes(column, typeOf<Integer>.ofValue));
+    }
+    [[nodiscard]] std::string columnName(int column) const;
+
+  private:
+    const pg_result* result_;
+    int row_;
+};
+
+/// A session with a server. After an `Error` that does not end it, it can be used on, and a transaction must
+/// be rolled back; after another exception it must be closed. What is not committed when it is closed, the
+/// server undoes.
+class Connection {
+  public:
+    using Deadline = std::chrono::steady_clock::time_point;
+    static constexpr Deadline never = Deadline::max();
+    using RowHandler = std::function<void(const Row&)>;
+
+    /// What the text of an error in `open` consists of.
+    enum class ErrorText { sentence, code };
+
+    Connection() = default;
+
+    /// Connects, until `deadline` or the connection's own `connect_timeout`.
+    Async<void> open(const Location& location, Deadline deadline, ErrorText errorText);
+
+    /// Whether it has been opened, and the server has not ended it meanwhile.
+    [[nodiscard]] bool isOpen();
+    void close() { connection_.reset(); }
+
+    /// From then on, waiting for the server ends with a `Timeout`.
+    void setDeadline(Deadline deadline) { deadline_ = deadline; }
+
+    /// Runs statements that have no parameters and no rows of interest.
+    Async<void> execute(std::string_view statements);
+    /// Runs a statement and hands over its rows as they arrive. Returns how many rows it found or changed.
+    Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters,
+                            RowHandler handler = {});
+    /// Runs a statement that finds at most one row, of one integer; `absent` where there is none.
+    Async<std::int64_t> integer(std::string_view statement, std::vector<Parameter> parameters,
+                                std::int64_t absent);
+    /// Makes the changes of a transaction lasting, or throws an `Error` that says that this is unknown.
+    Async<void> commit();
+
+  private:
+    struct Finisher {
+        void operator()(pg_conn* connection) const noexcept;
+    };
+
+    Async<void> wait(boost::asio::posix::descriptor_base::wait_type event);
+    /// What is left of the results of what was sent.
+    Async<std::int64_t> receive(RowHandler handler);
+    [[noreturn]] void fail();
+
+    std::unique_ptr<pg_conn, Finisher> connection_;
+    Deadline deadline_ = never;
+    /// What the server said last without being asked, an answer aside.
+    std::string notice_;
+};
+
+} // namespace Orvex::PostgreSQL
