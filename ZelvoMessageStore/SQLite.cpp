@@ -1,7 +1,9 @@
 #include "ZelvoMessageStore/SQLite.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <limits>
 #include <new>
 #include <random>
 #include <sqlite3.h>
@@ -17,18 +19,32 @@ constexpr std::chrono::seconds longestWait{30};
 /// In bytes, of a row or a value in it.
 constexpr int longestValue = 16 << 20;
 
+/// What any statement may take, however small the file is.
+constexpr std::int64_t anyBytes = 1 << 20;
+
+/// A text is up to half as long again in UTF-8 as in the file, when that has UTF-16.
+constexpr std::int64_t bytesPerByte = 2;
+
+/// A list takes some thirty for each message, which has a hundred bytes or more.
+constexpr std::int64_t stepsPerByte = 4;
+
+/// Throws what went wrong in a call that may have used files. `errno` was 0 before it.
 [[noreturn]] void fail(sqlite3* database, int code) {
+    const int lastError = errno;
     if (database == nullptr) {
         throw Error(code, sqlite3_errstr(code));
     }
     const int extendedCode = sqlite3_extended_errcode(database);
     std::string message = sqlite3_errmsg(database);
     int systemError = 0;
-    if (const int primaryCode = extendedCode & 0xFF; primaryCode == SQLITE_CANTOPEN) {
-        systemError = sqlite3_system_errno(database);
-    } else if (primaryCode == SQLITE_IOERR) {
-        // What SQLite noted for the file; the process's last error may come from the rollback.
+    const int primaryCode = extendedCode & 0xFF;
+    if (primaryCode == SQLITE_IOERR) {
+        // SQLite notes an error for the file it happened to. The last error may come from the rollback.
         sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &systemError);
+    }
+    // The journal, which may be the one, has been closed by now.
+    if (systemError == 0 && (primaryCode == SQLITE_IOERR || primaryCode == SQLITE_CANTOPEN)) {
+        systemError = lastError;
     }
     if (systemError != 0) {
         message += ": " + std::generic_category().message(systemError);
@@ -54,6 +70,10 @@ int waitForLock(void* /*context*/, int attempt) {
     return 1;
 }
 
+int interrupt(void* /*context*/) {
+    return 1;
+}
+
 void configure(sqlite3* database) {
     sqlite3_busy_handler(database, waitForLock, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
@@ -65,8 +85,10 @@ void configure(sqlite3* database) {
 
 } // namespace
 
-Statement::Statement(sqlite3* database, std::string_view sql) : database_(database) {
+Statement::Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes)
+    : database_(database), bytesLeft_(mostBytes) {
     sqlite3_stmt* statement = nullptr;
+    errno = 0;
     check(sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
     statement_.reset(statement);
 }
@@ -104,6 +126,7 @@ void Statement::bindNull(int parameter) {
 }
 
 bool Statement::step() {
+    errno = 0;
     const int code = sqlite3_step(statement_.get());
     if (code != SQLITE_ROW && code != SQLITE_DONE) {
         fail(database_, code);
@@ -119,6 +142,8 @@ void Statement::run() {
 void Statement::reset() {
     sqlite3_reset(statement_.get());
     sqlite3_clear_bindings(statement_.get());
+    constexpr int toZero = 1;
+    sqlite3_stmt_status(statement_.get(), SQLITE_STMTSTATUS_VM_STEP, toZero);
 }
 
 bool Statement::isNull(int column) {
@@ -133,10 +158,19 @@ double Statement::real(int column) {
     return sqlite3_column_double(statement_.get(), column);
 }
 
+std::size_t Statement::sizeOf(int column) {
+    const int size = sqlite3_column_bytes(statement_.get(), column);
+    bytesLeft_ -= size;
+    if (bytesLeft_ < 0) {
+        throw Error(SQLITE_CORRUPT, "more is read from it than it holds");
+    }
+    return static_cast<std::size_t>(size);
+}
+
 std::string_view Statement::text(int column) {
     const bool hasText = !isNull(column);
     const void* const text = sqlite3_column_text(statement_.get(), column);
-    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
+    const std::size_t size = sizeOf(column);
     if (hasText && text == nullptr) {
         throw std::bad_alloc();
     }
@@ -145,23 +179,28 @@ std::string_view Statement::text(int column) {
 
 Blob Statement::blob(int column) {
     const void* const bytes = sqlite3_column_blob(statement_.get(), column);
-    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
-    return {static_cast<const unsigned char*>(bytes), size};
+    return {static_cast<const unsigned char*>(bytes), sizeOf(column)};
 }
 
 std::string Statement::columnName(int column) {
-    return sqlite3_column_name(statement_.get(), column);
+    const char* const name = sqlite3_column_name(statement_.get(), column);
+    if (name == nullptr) {
+        throw std::bad_alloc();
+    }
+    return name;
 }
 
 Database::Database(const std::string& path) {
     const int flags = SQLITE_OPEN_READWRITE | (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
     sqlite3* database = nullptr;
+    errno = 0;
     const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
     database_.reset(database);
     if (code != SQLITE_OK) {
         fail(database, code);
     }
     configure(database);
+    limitStatements();
     execute("PRAGMA cell_size_check = ON; PRAGMA synchronous = FULL");
 }
 
@@ -170,6 +209,7 @@ void Database::Closer::operator()(sqlite3* database) const noexcept {
 }
 
 void Database::execute(const std::string& sql) {
+    errno = 0;
     const int code = sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) {
         fail(database_.get(), code);
@@ -188,14 +228,34 @@ std::int64_t Database::changedRows() const noexcept {
     return sqlite3_changes64(database_.get());
 }
 
-Transaction::Transaction(Database& database, Kind kind) : database_(&database) {
+std::int64_t Database::fileSize() const noexcept {
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    sqlite3_int64 size = 0;
+    const bool isKnown =
+        file != nullptr && file->pMethods != nullptr && file->pMethods->xFileSize(file, &size) == SQLITE_OK;
+    return isKnown ? size : 0;
+}
+
+void Database::limitStatements() noexcept {
+    const std::int64_t size = fileSize();
+    mostBytes_ = anyBytes + bytesPerByte * size;
+    // The greatest `int` is enough to list tens of millions of messages.
+    const auto steps =
+        std::min<std::int64_t>(anyBytes + stepsPerByte * size, std::numeric_limits<int>::max());
+    sqlite3_progress_handler(database_.get(), static_cast<int>(steps), interrupt, nullptr);
+}
+
+Transaction::Transaction(Database& database, Kind kind)
+    : rollback_(database.prepare("ROLLBACK")), database_(&database) {
+    database.limitStatements();
     database.execute(kind == Kind::immediate ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
 Transaction::~Transaction() {
     if (database_ != nullptr) {
         try {
-            database_->execute("ROLLBACK");
+            rollback_.run();
         } catch (
             const Error&) { // NOLINT(bugprone-empty-catch): SQLite rolls back by itself after some errors
         }

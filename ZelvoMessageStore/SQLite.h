@@ -30,7 +30,8 @@ using Blob = std::span<const unsigned char>;
 /// 0. Every member may throw `Error`.
 class Statement {
   public:
-    Statement(sqlite3* database, std::string_view sql);
+    /// `mostBytes` is how many its texts and blobs may have altogether.
+    Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes);
 
     // Texts and blobs are not copied: they must live until the next `reset`, or the statement's end.
     void bind(int parameter, std::int64_t value);
@@ -56,17 +57,20 @@ class Statement {
 
   private:
     void check(int code);
+    std::size_t sizeOf(int column);
 
     struct Finalizer {
         void operator()(sqlite3_stmt* statement) const noexcept;
     };
     sqlite3* database_;
+    std::int64_t bytesLeft_;
     std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
 /// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
-/// the schema are run, and SQLite's own tables cannot be written. A lock of another connection is waited for,
-/// with growing, jittered pauses, for up to 30 seconds.
+/// the schema are run, SQLite's own tables cannot be written, and no statement takes many more steps, or
+/// yields many more bytes, than there is to read in the file: pages that share others would be read without
+/// end. A lock of another connection is waited for, with growing, jittered pauses, for up to 30 seconds.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
@@ -75,7 +79,7 @@ class Database {
     /// part of the path may be a symbolic link.
     explicit Database(const std::string& path);
 
-    [[nodiscard]] Statement prepare(std::string_view sql) { return {database_.get(), sql}; }
+    [[nodiscard]] Statement prepare(std::string_view sql) { return {database_.get(), sql, mostBytes_}; }
     /// Runs statements separated by semicolons.
     void execute(const std::string& sql);
     /// The one value that the query yields.
@@ -84,11 +88,17 @@ class Database {
     /// How many rows the last statement changed.
     [[nodiscard]] std::int64_t changedRows() const noexcept;
 
+    /// In bytes; 0 when it is unknown or in memory.
+    [[nodiscard]] std::int64_t fileSize() const noexcept;
+    /// Lets statements run on as befits the size that the file has now.
+    void limitStatements() noexcept;
+
   private:
     struct Closer {
         void operator()(sqlite3* database) const noexcept;
     };
     std::unique_ptr<sqlite3, Closer> database_;
+    std::int64_t mostBytes_ = 0;
 };
 
 /// A transaction that is rolled back unless it has been committed.
@@ -105,6 +115,8 @@ class Transaction {
     void commit();
 
   private:
+    /// Made beforehand, since there may be no memory for it later.
+    Statement rollback_;
     Database* database_;
 };
 

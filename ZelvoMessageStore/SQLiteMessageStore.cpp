@@ -189,7 +189,8 @@ Async<bool> SQLiteMessageStore::isTranscriptionEnabled() {
 
 Async<std::int64_t> SQLiteMessageStore::messageCount() {
     co_return connection_->read("count the messages", [](Database& database) {
-        return database.queryInteger("SELECT count(*) FROM messages");
+        // Of all of them; SQLite does not interrupt a count without a condition.
+        return database.queryInteger("SELECT count(*) FROM messages WHERE provider > 0");
     });
 }
 

@@ -64,16 +64,13 @@ void createFirstSchema(SQLite::Database& database) {
     database.execute(std::string(indexesAndSettings));
 }
 
-/// The step from each version to the next, from version 0, an empty database.
-constexpr std::array migrations = {&createFirstSchema};
-
-constexpr std::int64_t currentVersion = migrations.size();
+constexpr std::array<Migration, 1> allMigrations = {createFirstSchema};
 
 [[noreturn]] void refuseOtherProgram() {
     throw StoreFault("it is a database of another program; choose another file");
 }
 
-[[noreturn]] void refuseNewer(std::int64_t version) {
+[[noreturn]] void refuseNewer(std::int64_t version, std::int64_t currentVersion) {
     throw StoreFault("it was written by a newer version of this program (schema " + std::to_string(version) +
                      ", this one knows up to " + std::to_string(currentVersion) + "); use that version");
 }
@@ -152,12 +149,12 @@ bool hasJournal(const std::string& path) {
 }
 
 /// The schema version of an open database, 0 when it is empty.
-std::int64_t schemaVersion(SQLite::Database& database) {
+std::int64_t schemaVersion(SQLite::Database& database, std::int64_t currentVersion) {
     const std::int64_t applicationID = database.queryInteger("PRAGMA application_id");
     const std::int64_t version = database.queryInteger("PRAGMA user_version");
     if (applicationID == ourApplicationID) {
         if (version > currentVersion) {
-            refuseNewer(version);
+            refuseNewer(version, currentVersion);
         }
         if (version < 1) {
             throw StoreFault("the file is damaged: its schema version is " + std::to_string(version));
@@ -172,15 +169,6 @@ std::int64_t schemaVersion(SQLite::Database& database) {
     return 0;
 }
 
-/// Takes the steps that are missing, within a transaction.
-void migrate(SQLite::Database& database, std::int64_t version) {
-    for (; version < currentVersion; ++version) {
-        migrations[static_cast<std::size_t>(version)](database);
-    }
-    database.execute("PRAGMA application_id = " + std::to_string(ourApplicationID) +
-                     "; PRAGMA user_version = " + std::to_string(currentVersion));
-}
-
 /// The tables of a file could compute columns without end, or take values of any type, if they were not our
 /// own.
 void checkTables(SQLite::Database& database) {
@@ -193,6 +181,28 @@ void checkTables(SQLite::Database& database) {
     if (!query.step() || query.integer(0) != bothTables) {
         throw StoreFault("the file is damaged: its tables are not those of a message store");
     }
+}
+
+/// SQLite takes what is missing of the last page for zeros.
+void checkSize(SQLite::Database& database) {
+    const std::int64_t size = database.fileSize();
+    if (size > 0 &&
+        size < database.queryInteger("PRAGMA page_count") * database.queryInteger("PRAGMA page_size")) {
+        throw StoreFault("the file is damaged: its end is missing; restore a copy of it");
+    }
+}
+
+/// Takes the steps that are missing, in one transaction.
+void migrate(SQLite::Database& database, std::span<const Migration> steps) {
+    SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
+    const auto version = static_cast<std::size_t>(schemaVersion(database, std::ssize(steps)));
+    for (const Migration step : steps.subspan(version)) {
+        step(database);
+    }
+    database.execute("PRAGMA application_id = " + std::to_string(ourApplicationID) +
+                     "; PRAGMA user_version = " + std::to_string(steps.size()));
+    checkTables(database);
+    transaction.commit();
 }
 
 } // namespace
@@ -222,38 +232,37 @@ bool holdsStore(const std::string& path) {
     if (headerField(header, applicationIDOffset) != ourApplicationID) {
         refuseOtherProgram();
     }
-    if (const std::int64_t version = headerField(header, userVersionOffset); version > currentVersion) {
-        refuseNewer(version);
+    if (const std::int64_t version = headerField(header, userVersionOffset);
+        version > std::ssize(allMigrations)) {
+        refuseNewer(version, std::ssize(allMigrations));
     }
     return true;
 }
 
-bool bringUpToDate(SQLite::Database& database) {
-    using SQLite::Transaction;
+std::span<const Migration> migrations() {
+    return allMigrations;
+}
+
+bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps) {
     {
         // One snapshot: another process may be creating the store.
-        const Transaction snapshot(database, Transaction::Kind::deferred);
-        const std::int64_t version = schemaVersion(database);
+        const SQLite::Transaction snapshot(database, SQLite::Transaction::Kind::deferred);
+        const std::int64_t version = schemaVersion(database, std::ssize(steps));
         if (version == 0) {
             return false;
         }
-        if (version == currentVersion) {
+        checkSize(database);
+        if (version == std::ssize(steps)) {
             checkTables(database);
             return true;
         }
     }
-    Transaction transaction(database, Transaction::Kind::immediate);
-    migrate(database, schemaVersion(database));
-    checkTables(database);
-    transaction.commit();
+    migrate(database, steps);
     return true;
 }
 
 void createSchema(SQLite::Database& database) {
-    SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
-    migrate(database, schemaVersion(database));
-    checkTables(database);
-    transaction.commit();
+    migrate(database, allMigrations);
 }
 
 } // namespace Orvex

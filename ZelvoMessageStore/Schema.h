@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZelvoMessageStore/SQLite.h"
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -17,10 +18,16 @@ class StoreFault : public std::runtime_error {
 /// `FileError` when it is no file or cannot be read.
 [[nodiscard]] bool holdsStore(const std::string& path);
 
+/// A step from one version of the schema to the next.
+using Migration = void (*)(SQLite::Database& database);
+
+/// The steps from version 0, an empty database, to the current version.
+[[nodiscard]] std::span<const Migration> migrations();
+
 /// Makes sure that a database has the current schema, bringing an older one up to date in one transaction.
 /// False, with no change, when the database is empty. Throws `StoreFault` when it is not a store that this
 /// version can use.
-[[nodiscard]] bool bringUpToDate(SQLite::Database& database);
+[[nodiscard]] bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps = migrations());
 
 /// Gives an empty database the current schema, in one transaction, unless another process has just done so.
 void createSchema(SQLite::Database& database);

@@ -7,6 +7,7 @@
 #include "ZelvoMessageStore/Schema.h"
 #include <cerrno>
 #include <fcntl.h>
+#include <new>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -29,6 +30,8 @@ std::string causeOf(const SQLite::Error& error) {
         return "the file or the journal beside it cannot be opened (" + std::string(error.what()) + ")";
     case SQLITE_CORRUPT:
         return "the file is damaged (" + std::string(error.what()) + "); restore a copy of it";
+    case SQLITE_INTERRUPT:
+        return "the file is damaged (reading it finds no end); restore a copy of it";
     case SQLITE_FULL:
         return "the disk is full; make room and try again";
     case SQLITE_NOTADB:
@@ -114,6 +117,8 @@ void StoreConnection::rethrowExplained(std::string_view attempt) const {
         throw;
     } catch (const SQLite::Error& error) {
         reason = causeOf(error);
+    } catch (const std::bad_alloc&) {
+        reason = "out of memory";
     } catch (const std::exception& error) {
         reason = error.what();
     }

@@ -50,6 +50,8 @@ struct File {
     bool isLocked;
     /// SQLite has the name of a file that it may have made synced together with its content.
     bool mayBeNew;
+    /// Of the last call on it that failed.
+    int systemError;
 };
 
 File& ours(sqlite3_file* file) {
@@ -87,8 +89,9 @@ void syncNames() {
     }
 }
 
-/// The error that a call is to end with, one that makes this change if it makes one.
-int errorOf(FailingDisk::Calls call, Name* name = nullptr, Change change = {}) {
+/// The error that a call is to end with: one on this file, if it is on an open one, and one that makes this
+/// change, if it makes one.
+int errorOf(FailingDisk::Calls call, sqlite3_file* file = nullptr, Change change = {}) {
     using Effect = FailingDisk::Effect;
     FailingDisk::Plan& plan = state.plan;
     if ((plan.calls & call) == 0 || plan.number < 0 || plan.number-- > 0) {
@@ -100,11 +103,17 @@ int errorOf(FailingDisk::Calls call, Name* name = nullptr, Change change = {}) {
         plan.number = 0;
         [[fallthrough]];
     case Effect::error:
+        if (plan.error == SQLITE_IOERR || plan.error == SQLITE_CANTOPEN) {
+            errno = EIO;
+            if (file != nullptr) {
+                ours(file).systemError = EIO;
+            }
+        }
         return plan.error;
     case Effect::powerFailureHalfway:
         if (!change.bytes.empty()) {
             change.bytes.resize(change.bytes.size() / 2);
-            name->changes.push_back(change);
+            ours(file).name->changes.push_back(change);
         }
         [[fallthrough]];
     case Effect::powerFailure:
@@ -117,29 +126,30 @@ int errorOf(FailingDisk::Calls call, Name* name = nullptr, Change change = {}) {
     return SQLITE_OK;
 }
 
-/// Makes a change by way of `call`, unless it fails.
+/// Makes a change of a file by way of `call`, unless it fails.
 template <class Call>
-int make(Name& name, Change change, Call call) {
-    if (const int error = errorOf(FailingDisk::changes, &name, change); error != SQLITE_OK) {
+int make(sqlite3_file* file, Change change, Call call) {
+    const int error = errorOf(FailingDisk::changes, file, change);
+    if (error != SQLITE_OK) {
         return error;
     }
-    name.changes.push_back(std::move(change));
+    ours(file).name->changes.push_back(std::move(change));
     return call();
 }
 
 int writeBytes(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
     const std::string text(static_cast<const char*>(bytes), static_cast<std::size_t>(size));
-    return make(*ours(file).name, {static_cast<std::size_t>(offset), text},
+    return make(file, {static_cast<std::size_t>(offset), text},
                 [=] { return callReal<&sqlite3_io_methods::xWrite>(file, bytes, size, offset); });
 }
 
 int truncateFile(sqlite3_file* file, sqlite3_int64 size) {
-    return make(*ours(file).name, {static_cast<std::size_t>(size)},
+    return make(file, {static_cast<std::size_t>(size)},
                 [=] { return callReal<&sqlite3_io_methods::xTruncate>(file, size); });
 }
 
 int syncFile(sqlite3_file* file, int /*flags*/) {
-    const int error = errorOf(FailingDisk::changes);
+    const int error = errorOf(FailingDisk::changes, file);
     if (error == SQLITE_OK) {
         Name& name = *ours(file).name;
         for (const Change& change : std::exchange(name.changes, {})) {
@@ -158,7 +168,7 @@ ssize_t readHalf(int file, void* bytes, std::size_t size, off_t offset) {
 }
 
 int readBytes(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
-    const int error = errorOf(FailingDisk::reads);
+    const int error = errorOf(FailingDisk::reads, file);
     if (error != SQLITE_OK && error != SQLITE_IOERR_SHORT_READ) {
         return error;
     }
@@ -169,7 +179,7 @@ int readBytes(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
 
 template <auto method, class... Arguments>
 int callUnlessItFails(sqlite3_file* file, Arguments... arguments) {
-    const int error = errorOf(FailingDisk::others);
+    const int error = errorOf(FailingDisk::others, file);
     return error != SQLITE_OK ? error : callReal<method>(file, arguments...);
 }
 
@@ -194,8 +204,8 @@ int closeFile(sqlite3_file* file) {
 }
 
 int control(sqlite3_file* file, int operation, void* argument) {
-    if (operation == SQLITE_FCNTL_LAST_ERRNO && state.happened) {
-        *static_cast<int*>(argument) = EIO;
+    if (operation == SQLITE_FCNTL_LAST_ERRNO && ours(file).systemError != 0) {
+        *static_cast<int*>(argument) = ours(file).systemError;
         return SQLITE_OK;
     }
     return callReal<&sqlite3_io_methods::xFileControl>(file, operation, argument);
@@ -222,21 +232,24 @@ sqlite3_io_methods methods() {
 int openFile(sqlite3_vfs* /*disk*/, const char* path, sqlite3_file* file, int flags, int* flagsUsed) {
     static const sqlite3_io_methods ourMethods = methods();
     file->pMethods = nullptr;
-    int result = errorOf(FailingDisk::others);
+    int result = errorOf(FailingDisk::opens);
     if (result == SQLITE_OK) {
         auto* const real = reinterpret_cast<sqlite3_file*>(&ours(file) + 1);
         result = realDisk()->xOpen(realDisk(), path, real, flags, flagsUsed);
     }
     if (result == SQLITE_OK) {
         Name& name = state.names[path == nullptr ? "" : path];
-        ours(file) = {{&ourMethods}, &name, false, (flags & SQLITE_OPEN_CREATE) != 0};
+        ours(file) = {{&ourMethods}, &name, false, (flags & SQLITE_OPEN_CREATE) != 0, 0};
     }
     return result;
 }
 
 int removeFile(sqlite3_vfs* /*disk*/, const char* path, int syncsFolder) {
-    const int result = make(state.names[path], {.isRemoval = true},
-                            [=] { return realDisk()->xDelete(realDisk(), path, 0); });
+    if (const int error = errorOf(FailingDisk::changes); error != SQLITE_OK) {
+        return error;
+    }
+    state.names[path].changes.push_back({.isRemoval = true});
+    const int result = realDisk()->xDelete(realDisk(), path, 0);
     if (result == SQLITE_OK && syncsFolder != 0) {
         syncNames();
     }

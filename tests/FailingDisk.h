@@ -9,7 +9,7 @@ namespace Orvex::Testing {
 /// fail.
 class FailingDisk {
   public:
-    enum Calls : unsigned { reads = 1, changes = 2, others = 4, everyCall = 7 };
+    enum Calls : unsigned { reads = 1, changes = 2, opens = 4, others = 8, everyCall = 15 };
     enum class Effect {
         /// The call fails.
         error,

@@ -47,6 +47,17 @@ std::string errorOfWriting(const path& file) {
     return errorOf([&] { wait(SQLiteMessageStore(file).saveMessage(newMessage())); });
 }
 
+/// As files of SQLite have integers.
+std::string bigEndian(std::uint32_t value, int size = 4) {
+    std::string bytes;
+    for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) {
+        bytes += static_cast<char>(value >> static_cast<unsigned>(shift));
+    }
+    return bytes;
+}
+
+constexpr std::uint32_t pageSize = 4096;
+
 class SQLiteMessageStoreTest : public testing::Test {
   protected:
     std::vector<StoredMessage> all() { return wait(SQLiteMessageStore(file).allMessages()); }
@@ -134,24 +145,16 @@ TEST_F(SQLiteMessageStoreTest, RefusesAJournalThatHasAnotherFileDeleted) {
     writeFile(bystander, "my diary");
     // https://www.sqlite.org/fileformat.html, section 3, and pager.c on the name of a super-journal
     const std::string magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
-    const auto number = [](std::uint32_t value) {
-        std::string bytes;
-        for (int shift = 24; shift >= 0; shift -= 8) {
-            bytes += static_cast<char>(value >> static_cast<unsigned>(shift));
-        }
-        return bytes;
-    };
-    constexpr std::uint32_t pageSize = 4096;
     constexpr std::uint32_t sectorSize = 512;
     const auto pages = static_cast<std::uint32_t>(std::filesystem::file_size(file) / pageSize);
     std::string header =
-        magic + number(0) + number(0) + number(pages) + number(sectorSize) + number(pageSize);
+        magic + bigEndian(0) + bigEndian(0) + bigEndian(pages) + bigEndian(sectorSize) + bigEndian(pageSize);
     header.resize(sectorSize);
     const auto sum = static_cast<std::uint32_t>(std::accumulate(bystander.begin(), bystander.end(), 0));
     constexpr std::uint32_t lockPage = 0x40000000 / pageSize + 1;
     const auto length = static_cast<std::uint32_t>(bystander.size());
     writeFile(path(file) += "-journal",
-              header + number(lockPage) + bystander + number(length) + number(sum) + magic);
+              header + bigEndian(lockPage) + bystander + bigEndian(length) + bigEndian(sum) + magic);
     EXPECT_THAT(errorOfReading(file), EndsWith("names another file, to be deleted; move it away"));
     EXPECT_EQ(readFile(bystander), "my diary");
 }
@@ -213,7 +216,6 @@ TEST_F(SQLiteMessageStoreTest, ReadsButDoesNotWriteAReadOnlyFile) {
 }
 
 TEST_F(SQLiteMessageStoreTest, ReportsDamage) {
-    constexpr std::size_t pageSize = 4096;
     makeStore();
     const std::string sound = readFile(file);
     std::string overwritten = sound;
@@ -231,6 +233,98 @@ TEST_F(SQLiteMessageStoreTest, ReportsDamage) {
                           HasSubstr("the file is damaged (database disk image is malformed)")));
         EXPECT_NE(errorOfWriting(file), "");
         EXPECT_EQ(readFile(file), bytes);
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, ReportsAFileThatWasCutShort) {
+    makeStore();
+    for (std::uintmax_t size = file_size(file) - 1; size > 0; size -= std::min<std::uintmax_t>(size, 1000)) {
+        resize_file(file, size);
+        EXPECT_THAT(errorOfReading(file),
+                    testing::ContainsRegex("the file is damaged|it is no message store"))
+            << size;
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
+    makeStore();
+    execute(file, "PRAGMA ignore_check_constraints = ON;"
+                  "UPDATE messages SET sender = 'a', voicemail_id = NULL; DELETE FROM messages WHERE id = 2");
+    const std::string sound = readFile(file);
+    // https://www.sqlite.org/fileformat.html, section 1.6
+    constexpr char indexPage = 2;
+    constexpr char tablePage = 5;
+    /// Puts levels of pages above a leaf; all cells of a page have the same child, and `cell` behind it.
+    const auto stack = [&](std::uint32_t root, char type, const std::string& cell) {
+        std::string bytes = sound;
+        const auto pageAbove = [&](std::uint32_t child, std::size_t start) {
+            const auto size = static_cast<std::uint32_t>(cell.size() + 4);
+            constexpr std::uint32_t roomForHeader = 112;
+            const std::uint32_t cells = (pageSize - roomForHeader) / (size + 2);
+            std::string page = bytes.substr(0, start) + type + bigEndian(0, 2) + bigEndian(cells, 2) +
+                               bigEndian(pageSize - cells * size, 2) + bigEndian(0, 1) + bigEndian(child);
+            for (std::uint32_t i = 1; i <= cells; ++i) {
+                page += bigEndian(pageSize - i * size, 2);
+            }
+            page.resize(pageSize - cells * size);
+            for (std::uint32_t i = 0; i < cells; ++i) {
+                page += bigEndian(child) + cell;
+            }
+            return page;
+        };
+        const std::size_t start = root == 1 ? 100 : 0;
+        std::string leaf = bytes.substr((root - 1) * pageSize, pageSize);
+        constexpr std::size_t headerAndFewCells = 64;
+        leaf.replace(0, headerAndFewCells, leaf, start, headerAndFewCells);
+        bytes += leaf;
+        for (int level = 0; level < 8; ++level) {
+            bytes += pageAbove(static_cast<std::uint32_t>(bytes.size() / pageSize), 0);
+        }
+        const auto pages = static_cast<std::uint32_t>(bytes.size() / pageSize);
+        bytes.replace((root - 1) * pageSize, pageSize, pageAbove(pages, start));
+        constexpr std::size_t pageCountOffset = 28;
+        writeFile(file, bytes.replace(pageCountOffset, 4, bigEndian(pages)));
+    };
+    SQLite::Database database(file);
+    const auto rootOf = [&](const std::string& name) {
+        return static_cast<std::uint32_t>(
+            database.queryInteger("SELECT rootpage FROM sqlite_schema WHERE name = '" + name + "'"));
+    };
+    const std::string endless = "the file is damaged (reading it finds no end); restore a copy of it";
+    const std::string key = "\x01";
+    // Records of the row 1: the provider 1 and the type 1, the sender "a".
+    const std::string ones = "\x04\x04\x09\x09\x09";
+    const std::string sender = "\x04\x03\x0f\x09"
+                               "a";
+    const struct {
+        std::uint32_t root;
+        char type;
+        std::string cell;
+        std::function<void(SQLiteMessageStore&)> read;
+        std::string cause;
+    } cases[] = {
+        {1, tablePage, key, [](auto& store) { wait(store.allMessages()); }, endless},
+        {rootOf("messages"), tablePage, key, [](auto& store) { wait(store.allMessages()); },
+         "the file is damaged (more is read from it than it holds); restore a copy of it"},
+        {rootOf("messages_by_provider_and_type"), indexPage, ones,
+         [](auto& store) { wait(store.messageCount()); }, endless},
+        {rootOf("messages_by_provider_and_type"), indexPage, ones,
+         [](auto& store) { wait(store.voicemailMessages(MessageProvider::Telephony, MessageType::audio)); },
+         endless},
+        {rootOf("messages_by_sender"), indexPage, sender,
+         [](auto& store) { wait(store.messages(std::vector<std::string>{"a"})); }, endless},
+    };
+    int number = 0;
+    for (const auto& [root, type, cell, read, cause] : cases) {
+        stack(root, type, cell);
+        const auto report = [&, &read = read](int /*process*/) {
+            alarm(60);
+            SQLiteMessageStore store(file);
+            writeFile(folder / "error", errorOf([&] { read(store); }));
+        };
+        EXPECT_THAT(runInProcesses(1, report), testing::ElementsAre(0)) << number;
+        EXPECT_THAT(readFile(folder / "error"), EndsWith(": " + cause)) << number;
+        ++number;
     }
 }
 
@@ -308,7 +402,7 @@ TEST_F(SQLiteMessageStoreTest, ReadsItsSettings) {
 TEST_F(SQLiteMessageStoreTest, TakesLongListsOfIdentifiers) {
     makeStore();
     SQLiteMessageStore store(file);
-    std::vector<UUID> recordUUIDs(100000);
+    std::vector<UUID> recordUUIDs(200000);
     recordUUIDs.push_back(all()[1].recordUUID);
     EXPECT_EQ(wait(store.messages(recordUUIDs)).size(), 1U);
     wait(store.deleteMessages(recordUUIDs));
