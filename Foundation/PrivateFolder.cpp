@@ -10,25 +10,31 @@
 
 namespace Orvex {
 
+namespace {
+
+/// Makes what was made in a folder survive a crash. One that may not be read cannot be synced either, nor can
+/// one of a file system that does not know how: that is no reason to give up.
+bool sync(const std::filesystem::path& folder) {
+    const FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened.get() < 0) {
+        return errno == EACCES;
+    }
+    return fsync(opened.get()) == 0 || errno == EINVAL || errno == EROFS;
+}
+
+} // namespace
+
 void makePrivateFolders(const std::filesystem::path& path) {
     std::filesystem::path folder;
     for (const std::filesystem::path& component : path) {
-        const std::filesystem::path parent = folder;
+        const std::filesystem::path above = folder;
         folder /= component;
-        if (mkdir(folder.c_str(), S_IRWXU) == 0) {
-            // A folder above that cannot be read cannot be synced either; that is no reason to give up.
-            const FileDescriptor above(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-            if (chmod(folder.c_str(), S_IRWXU) == 0 && (above.get() < 0 || fsync(above.get()) == 0)) {
-                continue;
-            }
-            const int error = errno;
-            rmdir(folder.c_str());
-            errno = error;
-        } else if (errno == EEXIST || errno == EISDIR) {
-            continue;
+        const bool isThere = mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST || errno == EISDIR;
+        // Also above one that was there: who made it may have died before it was synced.
+        if (!isThere || (!above.empty() && !sync(above))) {
+            throw std::system_error(errno, std::generic_category(),
+                                    "cannot make the folder " + inQuotes(folder.native()));
         }
-        throw std::system_error(errno, std::generic_category(),
-                                "cannot make the folder " + inQuotes(folder.native()));
     }
 }
 

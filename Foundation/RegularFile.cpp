@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <system_error>
 
 namespace Orvex {
@@ -22,6 +21,10 @@ void refuseUnlessRegular(const struct stat& status) {
     }
 }
 
+bool isSame(const timespec& a, const timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
 } // namespace
 
 std::optional<RegularFile> RegularFile::openIfExists(const std::string& path) {
@@ -39,7 +42,7 @@ std::optional<RegularFile> RegularFile::openIfExists(const std::string& path) {
         failToRead(errno);
     }
     refuseUnlessRegular(status);
-    return RegularFile(std::move(file), static_cast<std::uintmax_t>(status.st_size));
+    return RegularFile(std::move(file), status);
 }
 
 RegularFile::RegularFile(const std::string& path) {
@@ -48,6 +51,15 @@ RegularFile::RegularFile(const std::string& path) {
         failToRead(ENOENT);
     }
     *this = *std::move(file);
+}
+
+bool RegularFile::hasChanged() const {
+    struct stat now {};
+    if (fstat(file_.get(), &now) != 0) {
+        failToRead(errno);
+    }
+    return now.st_size != status_.st_size || !isSame(now.st_mtim, status_.st_mtim) ||
+           !isSame(now.st_ctim, status_.st_ctim);
 }
 
 std::size_t RegularFile::read(std::span<char> buffer) const {

@@ -6,6 +6,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <sys/stat.h>
 
 namespace Orvex {
 
@@ -25,7 +26,13 @@ class RegularFile {
     [[nodiscard]] static std::optional<RegularFile> openIfExists(const std::string& path);
 
     /// In bytes, at the time of opening.
-    [[nodiscard]] std::uintmax_t size() const noexcept { return size_; }
+    [[nodiscard]] std::uintmax_t size() const noexcept {
+        return static_cast<std::uintmax_t>(status_.st_size);
+    }
+
+    /// Whether it has been written since it was opened, as far as its size and its times tell. Throws
+    /// `FileError`.
+    [[nodiscard]] bool hasChanged() const;
 
     /// Reads the file's beginning, as much of it as there is up to the buffer's size; returns how many bytes
     /// that were. Throws `FileError`.
@@ -34,10 +41,10 @@ class RegularFile {
     [[nodiscard]] int descriptor() const noexcept { return file_.get(); }
 
   private:
-    RegularFile(FileDescriptor file, std::uintmax_t size) : file_(std::move(file)), size_(size) {}
+    RegularFile(FileDescriptor file, const struct stat& status) : file_(std::move(file)), status_(status) {}
 
     FileDescriptor file_;
-    std::uintmax_t size_ = 0;
+    struct stat status_ {};
 };
 
 /// The whole content of a regular file. Throws `FileError`, also when it has more than `largest` bytes.

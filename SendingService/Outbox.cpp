@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <dirent.h>
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -34,34 +35,37 @@ Result checked(Result result, const std::string& attempt) {
     return result;
 }
 
-/// A folder held open, so that nothing done in it is led elsewhere by a symbolic link put in its place.
+constexpr int openFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+/// A folder of the user's own, held open: what is done in it goes by its descriptor, so that nothing that is
+/// put in its place meanwhile leads elsewhere.
 class Folder {
   public:
     explicit Folder(const std::string& path) : Folder(AT_FDCWD, path, path) {}
     Folder(const Folder& outer, const std::string& name)
         : Folder(outer.get(), name, outer.path_ + "/" + name) {}
 
-    /// Makes a file inside, for the user alone, to be written.
-    [[nodiscard]] FileDescriptor makeFile(const std::string& name) const {
-        constexpr mode_t mode = S_IRUSR | S_IWUSR;
-        FileDescriptor file(
-            checked(openat(get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode),
-                    "cannot make " + pathOf(name)));
-        checked(fchmod(file.get(), mode), "cannot restrict " + pathOf(name));
-        return file;
+    /// The folder inside of this name, made where it is missing.
+    [[nodiscard]] Folder inner(const std::string& name) const {
+        if (mkdirat(get(), name.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+            checked(-1, "cannot make " + pathOf(name));
+        }
+        return {*this, name};
     }
 
-    /// Removes what is inside under this name, as far as that can be done.
-    void remove(const std::string& name) const {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_ + "/" + name, ignored);
+    /// Makes a file inside, for the user alone, to be written.
+    [[nodiscard]] FileDescriptor makeFile(const std::string& name) const {
+        return FileDescriptor(
+            checked(openat(get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR),
+                    "cannot make " + pathOf(name)));
     }
 
     /// Makes what was made, moved or removed inside survive a crash.
     void sync() const { checked(fsync(get()), "cannot sync " + inQuotes(path_)); }
 
-    // A lock goes with this object or its process.
+    // A lock goes with this object or its process, or before.
     void lock() const { checked(flock(get(), LOCK_EX), "cannot lock " + inQuotes(path_)); }
+    void unlock() const { flock(get(), LOCK_UN); }
 
     [[nodiscard]] std::string pathOf(const std::string& name) const { return inQuotes(path_ + "/" + name); }
     [[nodiscard]] const std::string& path() const { return path_; }
@@ -70,30 +74,69 @@ class Folder {
   private:
     Folder(int outer, const std::string& name, std::string path)
         : path_(std::move(path)),
-          descriptor_(checked(openat(outer, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
-                              "cannot open " + inQuotes(path_))) {}
+          descriptor_(checked(openat(outer, name.c_str(), openFolder), "cannot open " + inQuotes(path_))) {
+        struct stat status {};
+        checked(fstat(get(), &status), "cannot look at " + inQuotes(path_));
+        if (status.st_uid != geteuid()) {
+            throw SendingServiceError(
+                inQuotes(path_) + " belongs to user " + std::to_string(status.st_uid) +
+                "; an outbox, its tmp/ and its new/ must belong to the user who sends, " +
+                std::to_string(geteuid()));
+        }
+    }
 
     std::string path_;
     FileDescriptor descriptor_;
 };
 
-/// Removes the entries under `tmp/` that nobody is writing any more. What cannot be removed is left to the
-/// next message: it must not keep this one from being sent, and may be gone since its writer has just
-/// published it.
-void clearAbandonedEntries(const Folder& tmp) {
-    std::error_code ignored;
-    std::vector<std::filesystem::path> entries;
-    for (std::filesystem::directory_iterator entry(tmp.path(), ignored), end; entry != end;
-         entry.increment(ignored)) {
-        // Entries have record UUIDs for names. Whatever else is there is not ours to remove.
-        if (UUID::parse(entry->path().filename().native())) {
-            entries.push_back(entry->path());
+/// What is in a folder, as far as that can be read.
+std::vector<std::string> namesIn(int folder) {
+    std::vector<std::string> names;
+    // A descriptor of its own, since the list takes it over.
+    const int listed = openat(folder, ".", openFolder);
+    DIR* const list = listed < 0 ? nullptr : fdopendir(listed);
+    if (list == nullptr) {
+        close(listed);
+        return names;
+    }
+    while (const dirent* const entry = readdir(list)) {
+        const std::string_view name = &entry->d_name[0];
+        if (name != "." && name != "..") {
+            names.emplace_back(name);
         }
     }
-    for (const std::filesystem::path& entry : entries) {
-        const FileDescriptor folder(open(entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (folder.get() >= 0 && flock(folder.get(), LOCK_EX | LOCK_NB) == 0) {
-            std::filesystem::remove_all(entry, ignored);
+    closedir(list);
+    return names;
+}
+
+/// Removes an entry, open as `entry`, and the files in it, as far as that can be done: a folder in it is not
+/// ours, and stays.
+void removeEntry(const Folder& tmp, const std::string& name, int entry) {
+    for (const std::string& file : namesIn(entry)) {
+        unlinkat(entry, file.c_str(), 0);
+    }
+    unlinkat(tmp.get(), name.c_str(), AT_REMOVEDIR);
+}
+
+bool isAt(const Folder& folder, const std::string& name, int file) {
+    struct stat there {};
+    struct stat opened {};
+    return fstatat(folder.get(), name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 &&
+           fstat(file, &opened) == 0 && there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
+}
+
+/// Removes the entries under `tmp/` that nobody is writing any more. What cannot be removed is left to the
+/// next message: it must not keep this one from being sent.
+void clearAbandonedEntries(const Folder& tmp) {
+    for (const std::string& name : namesIn(tmp.get())) {
+        // Entries have record UUIDs for names. Whatever else is there is not ours to remove.
+        if (!UUID::parse(name)) {
+            continue;
+        }
+        const FileDescriptor entry(openat(tmp.get(), name.c_str(), openFolder));
+        // A writer that is done has given up the lock, too, and what was opened here is under `new/`.
+        if (entry.get() >= 0 && flock(entry.get(), LOCK_EX | LOCK_NB) == 0 && isAt(tmp, name, entry.get())) {
+            removeEntry(tmp, name, entry.get());
         }
     }
 }
@@ -106,7 +149,7 @@ class UnfinishedEntry {
         : tmp_(tmp), name_(std::move(name)), folder_(make()) {}
     ~UnfinishedEntry() {
         if (!isPublished_) {
-            tmp_.remove(name_);
+            removeEntry(tmp_, name_, folder_.get());
         }
     }
     UnfinishedEntry(const UnfinishedEntry&) = delete;
@@ -135,18 +178,16 @@ class UnfinishedEntry {
   private:
     [[nodiscard]] Folder make() const {
         // Whoever clears away what is abandoned must not come between the making of an entry and its lock.
-        const Folder whileLocked(tmp_.path());
-        whileLocked.lock();
+        tmp_.lock();
         clearAbandonedEntries(tmp_);
         checked(mkdirat(tmp_.get(), name_.c_str(), S_IRWXU), "cannot make " + tmp_.pathOf(name_));
         try {
-            // Whatever the umask is; without these rights it could not even be opened.
-            checked(fchmodat(tmp_.get(), name_.c_str(), S_IRWXU, 0), "cannot restrict " + tmp_.pathOf(name_));
             Folder made(tmp_, name_);
             made.lock();
+            tmp_.unlock();
             return made;
         } catch (const std::exception&) {
-            tmp_.remove(name_);
+            unlinkat(tmp_.get(), name_.c_str(), AT_REMOVEDIR);
             throw;
         }
     }
@@ -191,7 +232,10 @@ std::uintmax_t copyThroughMemory(int source, int target, std::uintmax_t most, co
         if (size < 0 && errno == EINTR) {
             continue;
         }
-        if (checked(size, "cannot read the video") == 0) {
+        if (size < 0) {
+            throw FileError("it cannot be read: " + std::generic_category().message(errno));
+        }
+        if (size == 0) {
             return copied;
         }
         writeAll(target, {buffer.data(), static_cast<std::size_t>(size)}, path);
@@ -233,18 +277,6 @@ std::string videoName(const std::string& originalPath) {
     return isOrdinary ? "video" + extension : "video";
 }
 
-RegularFile openVideo(const std::string& path) {
-    try {
-        RegularFile video(path);
-        if (video.size() == 0) {
-            throw FileError("it is empty");
-        }
-        return video;
-    } catch (const FileError& error) {
-        throw SendingServiceError("cannot send the video " + inQuotes(path) + ": " + error.what());
-    }
-}
-
 std::string requestText(const VideoMessageRequest& request, const std::string& video, std::uintmax_t size) {
     const nlohmann::ordered_json json = {{"recordUUID", request.recordUUID.text()},
                                          {"sender", request.senderHandle},
@@ -265,8 +297,8 @@ void write(const UnfinishedEntry& entry, const VideoMessageRequest& request, con
     // One byte more than there should be shows that the video is still growing.
     const std::uintmax_t size =
         copy(video.descriptor(), copyOfVideo.get(), video.size() + 1, folder.pathOf(name));
-    if (size != video.size()) {
-        throw SendingServiceError("the video changed while it was copied; send it again when it is complete");
+    if (size != video.size() || video.hasChanged()) {
+        throw FileError("it changed while it was copied; send it again when it is complete");
     }
     checked(fsync(copyOfVideo.get()), "cannot sync " + folder.pathOf(name));
 
@@ -286,17 +318,23 @@ void putIntoOutbox(const std::filesystem::path& folder, const VideoMessageReques
     for (const std::string& handle : request.destinationHandles) {
         checkHandle(handle, "cannot send the video message: the destination handle");
     }
-    const RegularFile video = openVideo(request.videoURL.path());
+    const std::string& videoPath = request.videoURL.path();
     try {
+        const RegularFile video(videoPath);
+        if (video.size() == 0) {
+            throw FileError("it is empty");
+        }
         makePrivateFolders(folder);
         const Folder outbox(folder);
-        makePrivateFolders(folder / "tmp");
-        makePrivateFolders(folder / "new");
-        const Folder tmp(outbox, "tmp");
-        const Folder published(outbox, "new");
+        const Folder tmp = outbox.inner("tmp");
+        const Folder published = outbox.inner("new");
+        // Also when they were there: who made them may have died before they were synced.
+        outbox.sync();
         UnfinishedEntry entry(tmp, request.recordUUID.text());
         write(entry, request, video);
         entry.publish(published);
+    } catch (const FileError& error) {
+        throw SendingServiceError("cannot send the video " + inQuotes(videoPath) + ": " + error.what());
     } catch (const std::exception& error) {
         throw SendingServiceError("cannot put the video message into the outbox " +
                                   inQuotes(folder.native()) + ": " + onOneLine(error.what()));

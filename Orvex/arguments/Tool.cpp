@@ -13,6 +13,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <optional>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Orvex {
@@ -237,6 +238,8 @@ class ToolInvocation {
 ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
     openStandardStreams();
     endWhenReaderLeaves();
+    // What is made is for the user alone from the first moment on, and for the user at all.
+    umask(S_IRWXG | S_IRWXO);
     try {
         return ToolInvocation(tool, words).run();
     } catch (const UsageError& error) {

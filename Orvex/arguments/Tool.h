@@ -39,8 +39,8 @@ struct Tool {
 /// else they ask for: help, the version, a completion script, a manual page. Errors are printed to standard
 /// error; a usage error is found before anything is prepared or run.
 ///
-/// It also settles the process: a standard stream that is closed becomes the null device, and a reader that
-/// leaves (SIGPIPE) ends the process.
+/// It also settles the process: a standard stream that is closed becomes the null device, a reader that
+/// leaves (SIGPIPE) ends the process, and the umask is 077, so that files are made for the user alone.
 [[nodiscard]] ExitStatus run(const Tool& tool, std::span<const std::string_view> words);
 
 } // namespace Orvex
