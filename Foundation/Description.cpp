@@ -2,27 +2,44 @@
 
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
-#include <algorithm>
 
 namespace Orvex {
 
+Description::Description(std::string& out, std::string_view heading) : out_(out), hasLine_(true) {
+    out_ += heading;
+}
+
 void Description::beginLine(std::string_view name) {
-    if (!text_.empty()) {
-        text_ += '\n';
-    }
-    text_ += "  ";
-    text_ += name;
-    text_ += ": ";
+    // Deeper than this, nothing is indented.
+    constexpr std::string_view newLineAndSpaces = "\n                ";
+    out_ +=
+        hasLine_ ? newLineAndSpaces.substr(0, 1 + indentation_) : newLineAndSpaces.substr(1, indentation_);
+    hasLine_ = true;
+    out_ += name;
+    out_ += ": ";
 }
 
 void Description::line(std::string_view name, std::string_view value) {
     beginLine(name);
-    text_ += value;
+    out_ += value;
 }
 
 void Description::field(std::string_view name, std::string_view text) {
     beginLine(name);
-    appendQuoted(text_, text);
+    appendQuoted(out_, text);
+}
+
+void Description::field(std::string_view name, const FileURL& url) {
+    // Nothing in a URL needs an escape.
+    beginLine(name);
+    out_ += '"';
+    out_ += url.text();
+    out_ += '"';
+}
+
+void Description::field(std::string_view name, const UUID& uuid) {
+    beginLine(name);
+    uuid.appendText(out_);
 }
 
 void Description::field(std::string_view name, double number) {
@@ -31,16 +48,20 @@ void Description::field(std::string_view name, double number) {
 
 void Description::field(std::string_view name, Seconds duration) {
     field(name, duration.count());
-    text_ += " s";
+    out_ += " s";
 }
 
-void Description::nested(const Description& inner) {
-    for (std::string_view rest = inner.text_; !rest.empty();) {
-        const std::size_t end = std::min(rest.find('\n'), rest.size());
-        text_ += "\n  ";
-        text_ += rest.substr(0, end);
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
+void Description::field(std::string_view name, Timestamp moment) {
+    beginLine(name);
+    appendTimestamp(out_, moment);
+}
+
+Description Description::nested(std::string_view heading) {
+    out_ += '\n';
+    out_.append(indentation_, ' ');
+    Description inner(out_, heading);
+    inner.indentation_ += indentation_;
+    return inner;
 }
 
 } // namespace Orvex

@@ -12,24 +12,25 @@
 
 namespace Orvex {
 
-/// Builds the text that shows a record to a person: one field a line, indented, `name: value`, in the order
-/// of the calls. A field without a value is left out. No text that a field holds can end its line or move the
-/// cursor.
+/// Adds the text that shows a record to a person: one field a line, indented, `name: value`, in the order of
+/// the calls, without a newline after the last one. A field without a value is left out. No text that a field
+/// holds can end its line or move the cursor.
 class Description {
   public:
-    Description() = default;
+    /// Adds to the end of `out`, which must outlive this object.
+    explicit Description(std::string& out) : out_(out) {}
     /// Begins with a line of its own.
-    explicit Description(std::string heading) : text_(std::move(heading)) {}
+    Description(std::string& out, std::string_view heading);
 
     void field(std::string_view name, std::string_view text);
     void field(std::string_view name, const char* text) { field(name, std::string_view(text)); }
-    void field(std::string_view name, const FileURL& url) { field(name, url.text()); }
-    void field(std::string_view name, const UUID& uuid) { line(name, uuid.text()); }
+    void field(std::string_view name, const FileURL& url);
+    void field(std::string_view name, const UUID& uuid);
     void field(std::string_view name, bool value) { line(name, value ? "true" : "false"); }
     void field(std::string_view name, std::int32_t number) { line(name, std::to_string(number)); }
     void field(std::string_view name, double number);
     void field(std::string_view name, Seconds duration);
-    void field(std::string_view name, Timestamp moment) { line(name, timestampText(moment)); }
+    void field(std::string_view name, Timestamp moment);
     template <CaseIterable E>
     void field(std::string_view name, E value) {
         line(name, caseName(value));
@@ -41,17 +42,16 @@ class Description {
         }
     }
 
-    /// Adds the lines of another description, indented.
-    void nested(const Description& inner);
-
-    /// The lines, without a newline after the last one.
-    [[nodiscard]] std::string text() && { return std::move(text_); }
+    /// Adds a line, and hands out what adds more lines, indented below it.
+    [[nodiscard]] Description nested(std::string_view heading);
 
   private:
     void beginLine(std::string_view name);
     void line(std::string_view name, std::string_view value);
 
-    std::string text_;
+    std::string& out_;
+    std::size_t indentation_ = 2;
+    bool hasLine_ = false;
 };
 
 } // namespace Orvex

@@ -3,6 +3,7 @@
 #include "Foundation/LetterCase.h"
 #include "Foundation/QuotedText.h"
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <filesystem>
 #include <stdexcept>
@@ -13,12 +14,21 @@ namespace Orvex {
 namespace {
 
 constexpr std::string_view scheme = "file:";
+constexpr std::string_view beginning = "file://";
 constexpr std::string_view hexDigits = "0123456789ABCDEF";
 
-/// The characters of RFC 3986's `pchar`, and the slash between components.
+/// Whether each byte is a character of RFC 3986's `pchar`, or the slash between components.
+constexpr auto pathCharacters = [] {
+    std::array<bool, 256> isOne{};
+    for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                                         "-._~!$&'()*+,;=:@/")) {
+        isOne[static_cast<unsigned char>(c)] = true;
+    }
+    return isOne;
+}();
+
 bool standsForItselfInPath(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("-._~!$&'()*+,;=:@/").find(c) != std::string_view::npos;
+    return pathCharacters[static_cast<unsigned char>(c)];
 }
 
 std::optional<std::string> percentDecoded(std::string_view text) {
@@ -47,17 +57,18 @@ bool startsWithIgnoringCase(std::string_view text, std::string_view lowerCasePre
 
 } // namespace
 
-FileURL::FileURL(std::string_view absolutePath) {
-    text_.reserve(absolutePath.size() + 8);
-    text_ = "file://";
-    for (const char c : absolutePath) {
+FileURL FileURL::ofAbsolutePath(std::string_view path) {
+    std::string text(beginning);
+    text.reserve(text.size() + path.size());
+    for (const char c : path) {
         if (standsForItselfInPath(c)) {
-            text_ += c;
+            text += c;
         } else {
             const auto byte = static_cast<unsigned char>(c);
-            text_ += {'%', hexDigits[byte >> 4U], hexDigits[byte & 0xFU]};
+            text += {'%', hexDigits[byte >> 4U], hexDigits[byte & 0xFU]};
         }
     }
+    return FileURL(text);
 }
 
 FileURL FileURL::fromPath(std::string_view path) {
@@ -85,10 +96,14 @@ FileURL FileURL::fromPath(std::string_view path) {
     if (absolute.empty() || (namesFolder && !absolute.ends_with('/'))) {
         absolute += '/';
     }
-    return FileURL(absolute);
+    return ofAbsolutePath(absolute);
 }
 
 std::optional<FileURL> FileURL::parse(std::string_view text) {
+    if (text.starts_with("file:///") &&
+        std::all_of(text.begin() + beginning.size(), text.end(), standsForItselfInPath)) {
+        return FileURL(text);
+    }
     if (!startsWithIgnoringCase(text, scheme)) {
         return std::nullopt;
     }
@@ -110,11 +125,11 @@ std::optional<FileURL> FileURL::parse(std::string_view text) {
     if (!path || path->find('\0') != std::string::npos) {
         return std::nullopt;
     }
-    return FileURL(*path);
+    return ofAbsolutePath(*path);
 }
 
 std::string FileURL::path() const {
-    return *percentDecoded(std::string_view(text_).substr(std::string_view("file://").size()));
+    return *percentDecoded(text().substr(beginning.size()));
 }
 
 } // namespace Orvex

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Foundation/SharedText.h"
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Orvex {
 
@@ -20,7 +22,8 @@ class FileURL {
     /// encoded NUL.
     [[nodiscard]] static std::optional<FileURL> parse(std::string_view text);
 
-    [[nodiscard]] const std::string& text() const noexcept { return text_; }
+    /// In printable ASCII, without quotes or backslashes. The view lives as long as any copy of the URL.
+    [[nodiscard]] std::string_view text() const noexcept { return text_; }
 
     /// The absolute path, decoded: the bytes to hand to the file system.
     [[nodiscard]] std::string path() const;
@@ -28,9 +31,10 @@ class FileURL {
     friend bool operator==(const FileURL&, const FileURL&) = default;
 
   private:
-    explicit FileURL(std::string_view absolutePath);
+    explicit FileURL(SharedText text) noexcept : text_(std::move(text)) {}
+    static FileURL ofAbsolutePath(std::string_view path);
 
-    std::string text_;
+    SharedText text_;
 };
 
 } // namespace Orvex

@@ -96,12 +96,12 @@ std::string KeyedUnarchiver::nameOfClass(const PropertyListObject& classObject) 
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit from " +
                            std::to_string(classes.size()) + " classes");
     }
-    std::vector<std::string> chain;
-    chain.reserve(classes.size());
-    for (const std::size_t index : classes) {
-        chain.push_back(list_->object(index).text);
-    }
-    if (chain.empty() || chain.front() != name || chain.back() != "NSObject") {
+    if (classes.empty() || !list_->isString(classes.front(), name) ||
+        !list_->isString(classes.back(), "NSObject")) {
+        std::vector<std::string> chain;
+        for (const std::size_t index : classes) {
+            chain.push_back(list_->object(index).text);
+        }
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit by way of " +
                            bracketed(chain, excerptInQuotes));
     }
@@ -130,14 +130,14 @@ std::optional<PropertyListObject> KeyedObject::value(std::string_view key) const
 }
 
 std::optional<std::string> KeyedObject::string(std::string_view key) const {
-    const std::optional<PropertyListObject> found = value(key);
+    std::optional<PropertyListObject> found = value(key);
     if (!found) {
         return std::nullopt;
     }
     if (found->kind != Kind::string) {
         throw ArchiveError(typeFault(key, *found, "a string"));
     }
-    return found->text;
+    return std::move(found->text);
 }
 
 std::optional<double> KeyedObject::real(std::string_view key) const {

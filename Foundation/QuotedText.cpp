@@ -12,8 +12,30 @@ namespace {
 
 enum class Delimiters { escaped, leftAlone };
 
+/// Whether a byte is an ASCII character that is shown as it is, inside quotes too.
 bool isPlainASCII(char c) {
-    return c >= 0x20 && c < 0x7F && c != '"' && c != '\\';
+    return (c >= 0x20) & (c < 0x7F) & (c != '"') & (c != '\\');
+}
+
+/// How many such bytes `text` begins with.
+std::size_t plainLength(std::string_view text) {
+    // Without a branch inside, the compiler looks at the bytes of a block all at once.
+    constexpr std::size_t block = 16;
+    std::size_t length = 0;
+    while (text.size() - length >= block) {
+        bool isPlain = true;
+        for (std::size_t i = 0; i < block; ++i) {
+            isPlain &= isPlainASCII(text[length + i]);
+        }
+        if (!isPlain) {
+            break;
+        }
+        length += block;
+    }
+    while (length < text.size() && isPlainASCII(text[length])) {
+        ++length;
+    }
+    return length;
 }
 
 /// Whether a terminal or an editor might obey the character instead of showing it.
@@ -60,11 +82,9 @@ void appendCharacter(std::string& out, std::optional<char32_t> c, std::string_vi
 void appendEscaped(std::string& out, std::string_view text, Delimiters delimiters) {
     std::size_t position = 0;
     while (position < text.size()) {
-        const std::size_t start = position;
-        while (position < text.size() && isPlainASCII(text[position])) {
-            ++position;
-        }
-        out += text.substr(start, position - start);
+        const std::size_t length = plainLength(text.substr(position));
+        out += text.substr(position, length);
+        position += length;
         if (position < text.size()) {
             const std::size_t first = position;
             const std::optional<char32_t> c = nextCharacter(text, position);

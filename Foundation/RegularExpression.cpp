@@ -1,16 +1,72 @@
 #include "Foundation/RegularExpression.h"
 
 #include "Foundation/UTF8.h"
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <dlfcn.h>
 #include <new>
 #include <stdexcept>
-#include <unicode/brkiter.h>
-#include <unicode/regex.h>
+#include <unicode/ubrk.h>
+#include <unicode/uregex.h>
 #include <unicode/utext.h>
 
 namespace Orvex {
 
 namespace {
+
+/// What is used of ICU. Its libraries are loaded when a text is first looked into: most runs of a tool never
+/// do, and linking ICU in the ordinary way would make up half of such a run.
+class ICU {
+  public:
+    /// Throws `std::runtime_error` when ICU is not there in the version that this was compiled for.
+    static const ICU& loaded() {
+        static const ICU icu;
+        return icu;
+    }
+
+  private:
+    ICU() = default;
+
+    static void* load() {
+        void* const library = dlopen("libicui18n.so." U_ICU_VERSION_SHORT, RTLD_NOW);
+        if (library == nullptr) {
+            throw std::runtime_error("cannot load ICU " U_ICU_VERSION_SHORT ": " + std::string(dlerror()));
+        }
+        return library;
+    }
+    /// Looks among the libraries that this one needs, too.
+    void* find(const char* function) const {
+        void* const found = dlsym(library_, function);
+        if (found == nullptr) {
+            throw std::runtime_error("ICU has no function " + std::string(function));
+        }
+        return found;
+    }
+
+    void* library_ = load();
+
+  public:
+// ICU's headers rename each function after its version; so does the name to look for.
+#define ORVEX_NAME(name) #name
+#define ORVEX_ICU(member, name)                                                                              \
+    decltype(&::name) member = reinterpret_cast<decltype(&::name)>(find(ORVEX_NAME(name)))
+    ORVEX_ICU(nameOfError, u_errorName);
+    ORVEX_ICU(openUTF8, utext_openUTF8);
+    ORVEX_ICU(closeText, utext_close);
+    ORVEX_ICU(openPattern, uregex_openUText);
+    ORVEX_ICU(setText, uregex_setUText);
+    ORVEX_ICU(setRegion, uregex_setRegion64);
+    ORVEX_ICU(findNext, uregex_findNext);
+    ORVEX_ICU(start, uregex_start64);
+    ORVEX_ICU(end, uregex_end64);
+    ORVEX_ICU(closePattern, uregex_close);
+    ORVEX_ICU(openBreaks, ubrk_open);
+    ORVEX_ICU(setBreaksText, ubrk_setUText);
+    ORVEX_ICU(nextBreak, ubrk_next);
+#undef ORVEX_ICU
+#undef ORVEX_NAME
+};
 
 template <class Exception = std::runtime_error>
 void check(UErrorCode status, const char* attempt) {
@@ -18,7 +74,7 @@ void check(UErrorCode status, const char* attempt) {
         throw std::bad_alloc();
     }
     if (U_FAILURE(status)) {
-        throw Exception(std::string(attempt) + ": " + u_errorName(status));
+        throw Exception(std::string(attempt) + ": " + ICU::loaded().nameOfError(status));
     }
 }
 
@@ -27,10 +83,10 @@ class TextView {
   public:
     explicit TextView(std::string_view text) {
         UErrorCode status = U_ZERO_ERROR;
-        utext_openUTF8(&text_, text.data(), static_cast<std::int64_t>(text.size()), &status);
+        ICU::loaded().openUTF8(&text_, text.data(), static_cast<std::int64_t>(text.size()), &status);
         check(status, "cannot read text");
     }
-    ~TextView() { utext_close(&text_); }
+    ~TextView() { ICU::loaded().closeText(&text_); }
     TextView(const TextView&) = delete;
     TextView& operator=(const TextView&) = delete;
 
@@ -42,6 +98,10 @@ class TextView {
 
 /// The byte offset at which the first `length` UTF-16 code units of `text` end.
 std::size_t byteOffset(std::string_view text, std::size_t length) {
+    if (length >= text.size()) {
+        // No byte is more than one code unit.
+        return text.size();
+    }
     std::size_t offset = 0;
     for (std::size_t units = 0; units < length && offset < text.size();) {
         const std::size_t start = offset;
@@ -56,56 +116,88 @@ std::size_t byteOffset(std::string_view text, std::size_t length) {
 
 } // namespace
 
-struct RegularExpression::Compiled {
-    icu::RegexMatcher matcher;
-};
-
 RegularExpression::RegularExpression(std::string_view pattern, CaseSensitivity caseSensitivity) {
     const std::uint32_t flags = caseSensitivity == CaseSensitivity::insensitive ? UREGEX_CASE_INSENSITIVE : 0;
-    const auto text =
-        icu::UnicodeString::fromUTF8({pattern.data(), static_cast<std::int32_t>(pattern.size())});
+    TextView view(pattern);
     UErrorCode status = U_ZERO_ERROR;
-    compiled_.reset(new Compiled{icu::RegexMatcher(text, flags, status)});
+    compiled_ = ICU::loaded().openPattern(view.get(), flags, nullptr, &status);
     check<std::invalid_argument>(status, "cannot compile the regular expression");
 }
 
-RegularExpression::~RegularExpression() = default;
+RegularExpression::~RegularExpression() {
+    ICU::loaded().closePattern(compiled_);
+}
 
 std::string RegularExpression::removingMatches(std::string_view text, std::size_t length) {
-    icu::RegexMatcher& matcher = compiled_->matcher;
+    const ICU& icu = ICU::loaded();
     TextView view(text);
     UErrorCode status = U_ZERO_ERROR;
-    matcher.reset(view.get());
-    matcher.region(0, static_cast<std::int64_t>(byteOffset(text, length)), status);
+    icu.setText(compiled_, view.get(), &status);
+    icu.setRegion(compiled_, 0, static_cast<std::int64_t>(byteOffset(text, length)), &status);
     std::string kept;
     kept.reserve(text.size());
     std::size_t copied = 0;
-    while (matcher.find(status)) {
-        const auto start = static_cast<std::size_t>(matcher.start64(status));
+    while (icu.findNext(compiled_, &status) != 0) {
+        const auto start = static_cast<std::size_t>(icu.start(compiled_, 0, &status));
         kept += text.substr(copied, start - copied);
-        copied = static_cast<std::size_t>(matcher.end64(status));
+        copied = static_cast<std::size_t>(icu.end(compiled_, 0, &status));
     }
     check(status, "cannot match the regular expression");
     kept += text.substr(copied);
     return kept;
 }
 
-std::size_t characterCount(std::string_view text) {
-    // Loading the rules costs far more than applying them.
-    thread_local const auto characters = [] {
+namespace {
+
+bool isASCII(char c) {
+    return static_cast<unsigned char>(c) < 0x80;
+}
+
+/// The same by ICU's rules, whatever the text.
+std::size_t characterCountByRules(std::string_view text) {
+    const ICU& icu = ICU::loaded();
+    // Loading the rules costs far more than applying them; they are kept to the end.
+    thread_local UBreakIterator* const characters = [&] {
         UErrorCode status = U_ZERO_ERROR;
-        std::unique_ptr<icu::BreakIterator> iterator(
-            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        UBreakIterator* const iterator = icu.openBreaks(UBRK_CHARACTER, "", nullptr, 0, &status);
         check(status, "cannot load the character rules");
         return iterator;
     }();
     TextView view(text);
     UErrorCode status = U_ZERO_ERROR;
-    characters->setText(view.get(), status);
+    icu.setBreaksText(characters, view.get(), &status);
     check(status, "cannot count characters");
     std::size_t count = 0;
-    while (characters->next() != icu::BreakIterator::DONE) {
+    while (icu.nextBreak(characters) != UBRK_DONE) {
         ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+std::size_t characterCount(std::string_view text) {
+    // Between two ASCII characters there is always a boundary, but for CR LF, and so no rule looks across.
+    // ICU is asked about the stretches with anything else, together with the ASCII characters that enclose
+    // them.
+    std::size_t count = 0;
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const auto first = text.begin() + static_cast<std::ptrdiff_t>(position);
+        const auto other = static_cast<std::size_t>(
+            std::find_if(first, text.end(), [](char c) { return !isASCII(c) || c == '\r'; }) - text.begin());
+        if (other == text.size()) {
+            return count + other - position;
+        }
+        const std::size_t start = other > position ? other - 1 : other;
+        count += start - position;
+        std::size_t end = other + 1;
+        while (end < text.size() &&
+               !(isASCII(text[end - 1]) && isASCII(text[end]) && text[end - 1] != '\r')) {
+            ++end;
+        }
+        count += characterCountByRules(text.substr(start, end - start));
+        position = end;
     }
     return count;
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
+
+/// ICU's own.
+struct URegularExpression;
 
 namespace Orvex {
 
@@ -12,7 +14,8 @@ class RegularExpression {
   public:
     enum class CaseSensitivity { sensitive, insensitive };
 
-    /// Compiles `pattern`. Throws `std::invalid_argument` when it is malformed.
+    /// Compiles `pattern`. Throws `std::invalid_argument` when it is malformed, `std::runtime_error` when ICU
+    /// is not installed.
     RegularExpression(std::string_view pattern, CaseSensitivity caseSensitivity);
     ~RegularExpression();
     RegularExpression(const RegularExpression&) = delete;
@@ -23,8 +26,7 @@ class RegularExpression {
     [[nodiscard]] std::string removingMatches(std::string_view text, std::size_t length);
 
   private:
-    struct Compiled;
-    std::unique_ptr<Compiled> compiled_;
+    URegularExpression* compiled_ = nullptr;
 };
 
 /// How many characters a user perceives in UTF-8 `text`: extended grapheme clusters (Unicode Standard Annex

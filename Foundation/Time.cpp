@@ -1,40 +1,35 @@
 #include "Foundation/Time.h"
 
-#include <algorithm>
+#include <array>
 
 namespace Orvex {
 
-namespace {
-
-/// Appends `number` in decimal, with zeros in front up to `width` digits.
-void appendPadded(std::string& out, long long number, std::size_t width) {
-    const std::string digits = std::to_string(number);
-    out.append(width - std::min(width, digits.size()), '0');
-    out += digits;
+std::string timestampText(Timestamp moment) {
+    std::string text;
+    appendTimestamp(text, moment);
+    return text;
 }
 
-} // namespace
-
-std::string timestampText(Timestamp moment) {
+void appendTimestamp(std::string& out, Timestamp moment) {
     const auto day = std::chrono::floor<std::chrono::days>(moment);
     const std::chrono::year_month_day date(day);
     const std::chrono::hh_mm_ss time(moment - day);
-    std::string text;
-    appendPadded(text, int(date.year()), 4);
-    text += '-';
-    appendPadded(text, unsigned(date.month()), 2);
-    text += '-';
-    appendPadded(text, unsigned(date.day()), 2);
-    text += 'T';
-    appendPadded(text, time.hours().count(), 2);
-    text += ':';
-    appendPadded(text, time.minutes().count(), 2);
-    text += ':';
-    appendPadded(text, time.seconds().count(), 2);
-    text += '.';
-    appendPadded(text, time.subseconds().count(), 3);
-    text += 'Z';
-    return text;
+    std::array text{'Y', 'Y', 'Y', 'Y', '-', 'M', 'M', '-', 'D', 'D', 'T', 'h',
+                    'h', ':', 'm', 'm', ':', 's', 's', '.', 'm', 'm', 'm', 'Z'};
+    // The digits behind `place`, from the last to the first.
+    const auto put = [&text](std::size_t place, std::size_t width, auto number) {
+        for (std::size_t digit = place + width; digit-- > place; number /= 10) {
+            text[digit] = static_cast<char>('0' + number % 10);
+        }
+    };
+    put(0, 4, int(date.year()));
+    put(5, 2, unsigned(date.month()));
+    put(8, 2, unsigned(date.day()));
+    put(11, 2, time.hours().count());
+    put(14, 2, time.minutes().count());
+    put(17, 2, time.seconds().count());
+    put(20, 3, time.subseconds().count());
+    out.append(text.data(), text.size());
 }
 
 } // namespace Orvex

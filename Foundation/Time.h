@@ -17,5 +17,6 @@ using Timestamp = std::chrono::sys_time<std::chrono::milliseconds>;
 
 /// ISO 8601 in UTC, as in "2026-11-21T09:30:00.125Z"; for the years 0 to 9999.
 [[nodiscard]] std::string timestampText(Timestamp moment);
+void appendTimestamp(std::string& out, Timestamp moment);
 
 } // namespace Orvex

@@ -19,9 +19,23 @@ std::optional<UUID> UUID::parse(std::string_view text) {
 }
 
 std::string UUID::text() const {
-    std::array<char, UUID_STR_LEN> text{};
-    uuid_unparse_upper(bytes_.data(), text.data());
-    return {text.data(), text.size() - 1};
+    std::string text;
+    appendText(text);
+    return text;
+}
+
+void UUID::appendText(std::string& out) const {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::array<char, UUID_STR_LEN - 1> text{};
+    auto next = text.begin();
+    for (std::size_t i = 0; i < bytes_.size(); ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10) {
+            *next++ = '-';
+        }
+        *next++ = digits[bytes_[i] >> 4U];
+        *next++ = digits[bytes_[i] & 0xFU];
+    }
+    out.append(text.data(), text.size());
 }
 
 } // namespace Orvex

@@ -25,6 +25,7 @@ class UUID {
 
     /// The 36-character form in upper case.
     [[nodiscard]] std::string text() const;
+    void appendText(std::string& out) const;
 
     [[nodiscard]] constexpr const Bytes& bytes() const noexcept { return bytes_; }
 

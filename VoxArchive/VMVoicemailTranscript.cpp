@@ -25,20 +25,20 @@ std::optional<double> confidence(const KeyedObject& object) {
 } // namespace
 
 std::string VMVoicemailTranscript::description() const {
-    Description description("VMVoicemailTranscript");
+    std::string lines;
+    Description description(lines, "VMVoicemailTranscript");
     description.field("text", text);
     description.field("locale", locale);
     description.field("confidence", confidence);
     std::size_t number = 0;
     for (const VMVoicemailTranscriptSegment& segment : segments) {
-        Description fields("segment " + std::to_string(++number) + ":");
+        Description fields = description.nested("segment " + std::to_string(++number) + ":");
         fields.field("text", segment.text);
         fields.field("timestamp", segment.timestamp);
         fields.field("duration", segment.duration);
         fields.field("confidence", segment.confidence);
-        description.nested(fields);
     }
-    return std::move(description).text();
+    return lines;
 }
 
 std::optional<VMVoicemailTranscript> decodeTranscript(std::string_view archive) {

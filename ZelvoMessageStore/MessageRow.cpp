@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace Orvex {
 
@@ -13,7 +14,9 @@ namespace {
 /// Reads the columns of a row from left to right.
 class RowReader {
   public:
-    explicit RowReader(SQLite::Statement& row) : row_(row), id_(row.integer(0)) {}
+    /// A shared text that is the same as `likely` shares its characters.
+    RowReader(SQLite::Statement& row, SharedText likely)
+        : row_(row), id_(row.integer(0)), likely_(std::move(likely)) {}
 
     template <class T>
     T next() {
@@ -33,6 +36,11 @@ class RowReader {
     }
 
     std::string read(const std::string*) { return std::string(row_.text(column_)); }
+
+    SharedText read(const SharedText*) {
+        const std::string_view text = row_.text(column_);
+        return likely_ == text ? likely_ : SharedText(text);
+    }
 
     FileURL read(const FileURL*) {
         const std::string_view text = row_.text(column_);
@@ -92,34 +100,35 @@ class RowReader {
 
     SQLite::Statement& row_;
     std::int64_t id_;
+    SharedText likely_;
     int column_ = 0;
 };
 
 } // namespace
 
-StoredMessage messageFromRow(SQLite::Statement& row) {
-    RowReader reader(row);
+void appendMessageFromRow(std::vector<StoredMessage>& messages, SQLite::Statement& row) {
+    RowReader reader(row, messages.empty() ? SharedText() : messages.back().simID);
     // The initialisers of a braced list are evaluated in order.
-    return {.conversationID = reader.next<UUID>(),
-            .messageFile = reader.next<FileURL>(),
-            .thumbnail = reader.next<std::optional<FileURL>>(),
-            .type = reader.next<MessageType>(),
-            .transcriptURL = reader.next<std::optional<FileURL>>(),
-            .from = reader.next<std::string>(),
-            .provider = reader.next<MessageProvider>(),
-            .duration = reader.next<Seconds>(),
-            .sensitive = reader.next<bool>(),
-            .recipient = reader.next<std::optional<std::string>>(),
-            .isRTT = reader.next<bool>(),
-            .simID = reader.next<std::string>(),
-            .quality = reader.next<MessageQuality>(),
-            .recordUUID = reader.next<UUID>(),
-            .voicemailID = reader.next<std::optional<std::int32_t>>(),
-            .callUUID = reader.next<std::optional<UUID>>(),
-            .mailbox = reader.next<Mailbox>(),
-            .read = reader.next<bool>(),
-            .transcription = reader.next<TranscriptionStatus>(),
-            .created = reader.next<std::optional<Timestamp>>()};
+    messages.push_back({.conversationID = reader.next<UUID>(),
+                        .messageFile = reader.next<FileURL>(),
+                        .thumbnail = reader.next<std::optional<FileURL>>(),
+                        .type = reader.next<MessageType>(),
+                        .transcriptURL = reader.next<std::optional<FileURL>>(),
+                        .from = reader.next<std::string>(),
+                        .provider = reader.next<MessageProvider>(),
+                        .duration = reader.next<Seconds>(),
+                        .sensitive = reader.next<bool>(),
+                        .recipient = reader.next<std::optional<std::string>>(),
+                        .isRTT = reader.next<bool>(),
+                        .simID = reader.next<SharedText>(),
+                        .quality = reader.next<MessageQuality>(),
+                        .recordUUID = reader.next<UUID>(),
+                        .voicemailID = reader.next<std::optional<std::int32_t>>(),
+                        .callUUID = reader.next<std::optional<UUID>>(),
+                        .mailbox = reader.next<Mailbox>(),
+                        .read = reader.next<bool>(),
+                        .transcription = reader.next<TranscriptionStatus>(),
+                        .created = reader.next<std::optional<Timestamp>>()});
 }
 
 } // namespace Orvex

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Orvex {
 
@@ -16,20 +17,23 @@ inline constexpr std::string_view messageColumns =
     "recipient, "
     "rtt, sim_id, quality, record_uuid, voicemail_id, call_uuid, mailbox, read, transcription, created";
 
-/// The message in the current row of a query for the `id` and then the `messageColumns`. Throws `StoreFault`
-/// when a column holds what no message has: the file may have been written by anyone.
-[[nodiscard]] StoredMessage messageFromRow(SQLite::Statement& row);
+/// Adds the message in the current row of a query for the `id` and then the `messageColumns`. Throws
+/// `StoreFault` when a column holds what no message has: the file may have been written by anyone.
+void appendMessageFromRow(std::vector<StoredMessage>& messages, SQLite::Statement& row);
 
 // How the values of a message are stored. What is bound must outlive the statement's run.
 
 inline void bind(SQLite::Statement& statement, int parameter, const std::string& text) {
     statement.bind(parameter, std::string_view(text));
 }
+inline void bind(SQLite::Statement& statement, int parameter, const SharedText& text) {
+    statement.bind(parameter, std::string_view(text));
+}
 inline void bind(SQLite::Statement& statement, int parameter, const UUID& uuid) {
     statement.bind(parameter, SQLite::Blob(uuid.bytes()));
 }
 inline void bind(SQLite::Statement& statement, int parameter, const FileURL& url) {
-    statement.bind(parameter, std::string_view(url.text()));
+    statement.bind(parameter, url.text());
 }
 inline void bind(SQLite::Statement& statement, int parameter, bool value) {
     statement.bind(parameter, std::int64_t{value});

@@ -1,6 +1,7 @@
 #include "ZelvoMessageStore/SQLite.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <limits>
@@ -168,13 +169,14 @@ std::size_t Statement::sizeOf(int column) {
 }
 
 std::string_view Statement::text(int column) {
-    const bool hasText = !isNull(column);
     const void* const text = sqlite3_column_text(statement_.get(), column);
-    const std::size_t size = sizeOf(column);
-    if (hasText && text == nullptr) {
-        throw std::bad_alloc();
+    if (text == nullptr) {
+        if (!isNull(column)) {
+            throw std::bad_alloc();
+        }
+        return {};
     }
-    return {static_cast<const char*>(text), size};
+    return {static_cast<const char*>(text), sizeOf(column)};
 }
 
 Blob Statement::blob(int column) {
@@ -191,7 +193,9 @@ std::string Statement::columnName(int column) {
 }
 
 Database::Database(const std::string& path) {
-    const int flags = SQLITE_OPEN_READWRITE | (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
+    // Used by one thread at a time, as everything here: SQLite's own locking would cost a tenth of a list.
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
+                      (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
     sqlite3* database = nullptr;
     errno = 0;
     const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
@@ -228,13 +232,40 @@ std::int64_t Database::changedRows() const noexcept {
     return sqlite3_changes64(database_.get());
 }
 
-std::int64_t Database::fileSize() const noexcept {
+sqlite3_file* Database::file() const noexcept {
     sqlite3_file* file = nullptr;
     sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    return file != nullptr && file->pMethods != nullptr ? file : nullptr;
+}
+
+std::int64_t Database::fileSize() const noexcept {
     sqlite3_int64 size = 0;
-    const bool isKnown =
-        file != nullptr && file->pMethods != nullptr && file->pMethods->xFileSize(file, &size) == SQLITE_OK;
-    return isKnown ? size : 0;
+    sqlite3_file* const opened = file();
+    return opened != nullptr && opened->pMethods->xFileSize(opened, &size) == SQLITE_OK ? size : 0;
+}
+
+std::optional<std::uint64_t> Database::changeNumber() const noexcept {
+    // https://www.sqlite.org/fileformat.html, section 1.3
+    constexpr std::size_t writeVersionOffset = 18;
+    constexpr std::size_t changeCounterOffset = 24;
+    constexpr std::size_t schemaCookieOffset = 40;
+    constexpr unsigned char rollbackJournal = 1;
+    std::array<unsigned char, schemaCookieOffset + 4> header{};
+    sqlite3_file* const opened = file();
+    if (opened == nullptr ||
+        opened->pMethods->xRead(opened, header.data(), static_cast<int>(header.size()), 0) != SQLITE_OK ||
+        header[writeVersionOffset] != rollbackJournal) {
+        return std::nullopt;
+    }
+    // A copy that SQLite makes counts its changes from 1, and could come by the same number; but it differs
+    // in the schema's.
+    std::uint64_t number = 0;
+    for (const std::size_t offset : {schemaCookieOffset, changeCounterOffset}) {
+        for (const unsigned char byte : std::span(header).subspan(offset, 4)) {
+            number = number << 8 | byte;
+        }
+    }
+    return number;
 }
 
 void Database::limitStatements() noexcept {

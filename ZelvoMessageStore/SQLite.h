@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 struct sqlite3;
+struct sqlite3_file;
 struct sqlite3_stmt;
 
 /// A thin wall around the SQLite library: objects that clean up after themselves, errors as exceptions.
@@ -70,7 +72,8 @@ class Statement {
 /// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
 /// the schema are run, SQLite's own tables cannot be written, and no statement takes many more steps, or
 /// yields many more bytes, than there is to read in the file: pages that share others would be read without
-/// end. A lock of another connection is waited for, with growing, jittered pauses, for up to 30 seconds.
+/// end. A lock of another connection is waited for, with growing, jittered pauses, for up to 30 seconds. Only
+/// one thread at a time may use it, and what belongs to it.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
@@ -88,12 +91,20 @@ class Database {
     /// How many rows the last statement changed.
     [[nodiscard]] std::int64_t changedRows() const noexcept;
 
-    /// In bytes; 0 when it is unknown or in memory.
+    /// The number of the file's last change, to be asked for within a transaction that has read something. A
+    /// transaction that changes something, of whatever program, makes it one greater, unless it changes the
+    /// schema. No value where changes are not counted, in memory or with a write-ahead log, or when the
+    /// number cannot be read.
+    [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
+    /// In bytes; 0 in memory, or when the size cannot be read.
     [[nodiscard]] std::int64_t fileSize() const noexcept;
     /// Lets statements run on as befits the size that the file has now.
     void limitStatements() noexcept;
 
   private:
+    /// Nothing in memory.
+    [[nodiscard]] sqlite3_file* file() const noexcept;
+
     struct Closer {
         void operator()(sqlite3* database) const noexcept;
     };

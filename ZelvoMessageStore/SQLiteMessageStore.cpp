@@ -1,11 +1,12 @@
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 
+#include "ZelvoMessageStore/MessageCount.h"
 #include "ZelvoMessageStore/MessageRow.h"
 #include "ZelvoMessageStore/Schema.h"
 #include "ZelvoMessageStore/StoreConnection.h"
 #include <algorithm>
 #include <limits>
-#include <span>
+#include <numeric>
 #include <utility>
 
 namespace Orvex {
@@ -37,10 +38,11 @@ std::int32_t takeNextVoicemailID(Database& database) {
     return identifier;
 }
 
-std::vector<StoredMessage> allRows(Statement query) {
+std::vector<StoredMessage> allRows(Statement query, std::size_t likelyCount = 0) {
     std::vector<StoredMessage> messages;
+    messages.reserve(likelyCount);
     while (query.step()) {
-        messages.push_back(messageFromRow(query));
+        appendMessageFromRow(messages, query);
     }
     return messages;
 }
@@ -57,68 +59,68 @@ std::vector<T> distinct(std::vector<T> values) {
     return values;
 }
 
-using RowIDs = std::vector<std::int64_t>;
-
-/// Adds the rows that meet `condition`, whose parameters are the values.
-class RowFinder {
+/// Gathers the messages that meet `condition`, whose parameters are the values. What is found for one list of
+/// values must not be found for another.
+class MessageFinder {
   public:
-    RowFinder(Database& database, std::string_view condition)
-        : query_(database.prepare("SELECT id FROM messages WHERE " + std::string(condition))) {}
+    MessageFinder(Database& database, std::string_view condition)
+        : query_(database.prepare(selectMessages("WHERE " + std::string(condition) + " ORDER BY id"))) {}
 
     template <class... Values>
     void find(const Values&... values) {
         bindAll(query_, values...);
         while (query_.step()) {
-            found_.push_back(query_.integer(0));
+            rows_.push_back(query_.integer(0));
+            appendMessageFromRow(found_, query_);
         }
         query_.reset();
     }
 
-    /// The rows found, each once, in the order in which they were saved.
-    RowIDs rows() && { return distinct(std::move(found_)); }
+    /// The messages found, in the order in which they were saved.
+    std::vector<StoredMessage> messages() && {
+        if (std::is_sorted(rows_.begin(), rows_.end())) {
+            return std::move(found_);
+        }
+        std::vector<std::size_t> order(rows_.size());
+        std::iota(order.begin(), order.end(), std::size_t{0});
+        std::sort(order.begin(), order.end(),
+                  [&](std::size_t left, std::size_t right) { return rows_[left] < rows_[right]; });
+        std::vector<StoredMessage> sorted;
+        sorted.reserve(order.size());
+        for (const std::size_t position : order) {
+            sorted.push_back(std::move(found_[position]));
+        }
+        return sorted;
+    }
 
   private:
     Statement query_;
-    RowIDs found_;
+    std::vector<std::int64_t> rows_;
+    std::vector<StoredMessage> found_;
 };
 
-template <class... Values>
-bool hasRow(Database& database, std::string_view condition, const Values&... values) {
-    Statement query = database.prepare("SELECT 1 FROM messages WHERE " + std::string(condition));
-    bindAll(query, values...);
-    return query.step();
-}
-
-std::vector<StoredMessage> messagesInRows(Database& database, std::span<const std::int64_t> rows) {
-    std::vector<StoredMessage> messages;
-    messages.reserve(rows.size());
-    Statement query = database.prepare(selectMessages("WHERE id = ?"));
-    for (const std::int64_t row : rows) {
-        query.bind(1, row);
-        if (query.step()) {
-            messages.push_back(messageFromRow(query));
-        }
-        query.reset();
-    }
-    return messages;
-}
-
-void insert(Database& database, const StoredMessage& message) {
+/// False when there is a message with this record UUID.
+[[nodiscard]] bool insert(Database& database, const StoredMessage& message) {
     Statement statement = database.prepare("INSERT INTO messages (" + std::string(messageColumns) +
-                                           ") VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+                                           ") VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?) "
+                                           "ON CONFLICT (record_uuid) DO NOTHING");
     bindAll(statement, message.conversationID, message.messageFile, message.thumbnail, message.type,
             message.transcriptURL, message.from, message.provider, message.duration, message.sensitive,
             message.recipient, message.isRTT, message.simID, message.quality, message.recordUUID,
             message.voicemailID, message.callUUID, message.mailbox, message.read, message.transcription,
             message.created);
     statement.run();
+    return database.changedRows() > 0;
 }
 
 bool becomesVoicemail(Database& database, const MessageUpdate& update) {
     if (update.provider != MessageProvider::Telephony) {
         return false;
     }
-    return hasRow(database, "record_uuid = ? AND type = 1 AND voicemail_id IS NULL", update.recordUUID);
+    Statement query = database.prepare(
+        "SELECT 1 FROM messages WHERE record_uuid = ? AND type = 1 AND voicemail_id IS NULL");
+    bindAll(query, update.recordUUID);
+    return query.step();
 }
 
 void apply(Database& database, const MessageUpdate& update) {
@@ -188,10 +190,8 @@ Async<bool> SQLiteMessageStore::isTranscriptionEnabled() {
 }
 
 Async<std::int64_t> SQLiteMessageStore::messageCount() {
-    co_return connection_->read("count the messages", [](Database& database) {
-        // Of all of them; SQLite does not interrupt a count without a condition.
-        return database.queryInteger("SELECT count(*) FROM messages WHERE provider > 0");
-    });
+    co_return connection_->read("count the messages",
+                                [](Database& database) { return MessageCount(database).value(); });
 }
 
 Async<AccountStatus> SQLiteMessageStore::accountStatus() {
@@ -203,56 +203,59 @@ Async<AccountStatus> SQLiteMessageStore::accountStatus() {
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(std::vector<UUID> recordUUIDs) {
     co_return connection_->read("find messages by record UUID", [&](Database& database) {
-        RowFinder finder(database, "record_uuid = ?");
-        for (const UUID& recordUUID : recordUUIDs) {
+        MessageFinder finder(database, "record_uuid = ?");
+        for (const UUID& recordUUID : distinct(recordUUIDs)) {
             finder.find(recordUUID);
         }
-        return messagesInRows(database, std::move(finder).rows());
+        return std::move(finder).messages();
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(std::vector<std::string> handles) {
     co_return connection_->read("find messages by handle", [&](Database& database) {
-        RowFinder finder(database, "sender = ?");
+        MessageFinder finder(database, "sender = ?");
         for (const std::string& handle : distinct(handles)) {
             finder.find(handle);
         }
-        return messagesInRows(database, std::move(finder).rows());
+        return std::move(finder).messages();
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(std::vector<MessageProvider> providers,
                                                                std::vector<MessageType> types) {
     co_return connection_->read("find messages by provider and type", [&](Database& database) {
-        RowFinder finder(database, "provider = ? AND type = ?");
+        MessageFinder finder(database, "provider = ? AND type = ?");
         for (const MessageProvider provider : distinct(providers)) {
             for (const MessageType type : distinct(types)) {
                 finder.find(provider, type);
             }
         }
-        return messagesInRows(database, std::move(finder).rows());
+        return std::move(finder).messages();
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(MessageQuery matching, std::int64_t limit,
                                                                std::int64_t offset) {
     co_return connection_->read("find messages by voicemail identifier", [&](Database& database) {
-        RowFinder finder(database, "voicemail_id = ?");
-        for (const std::int32_t voicemailID : matching.voicemailIDs) {
+        MessageFinder finder(database, "voicemail_id = ?");
+        for (const std::int32_t voicemailID : distinct(matching.voicemailIDs)) {
             finder.find(voicemailID);
         }
-        const RowIDs rows = std::move(finder).rows();
-        const auto count = static_cast<std::int64_t>(rows.size());
+        std::vector<StoredMessage> found = std::move(finder).messages();
+        const auto count = static_cast<std::int64_t>(found.size());
         const std::int64_t first = std::clamp<std::int64_t>(offset, 0, count);
         const std::int64_t size = std::clamp<std::int64_t>(limit, 0, count - first);
-        return messagesInRows(database, std::span(rows).subspan(static_cast<std::size_t>(first),
-                                                                static_cast<std::size_t>(size)));
+        found.erase(found.begin() + first + size, found.end());
+        found.erase(found.begin(), found.begin() + first);
+        return found;
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::allMessages() {
     co_return connection_->read("list all messages", [](Database& database) {
-        return allRows(database.prepare(selectMessages("ORDER BY id")));
+        // Counting costs less than a list that moves each time it has grown.
+        const auto count = static_cast<std::size_t>(MessageCount(database).value());
+        return allRows(database.prepare(selectMessages("ORDER BY id")), count);
     });
 }
 
@@ -268,10 +271,7 @@ Async<std::vector<StoredMessage>> SQLiteMessageStore::voicemailMessages(MessageP
 
 Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
     co_return connection_->write("save a message", [&](Database& database) {
-        if (hasRow(database, "record_uuid = ?", message.recordUUID)) {
-            throw StoreFault("it holds a message with the record UUID " + message.recordUUID.text() +
-                             " already; choose another");
-        }
+        MessageCount count(database);
         StoredMessage saved = message;
         const bool isVoicemail =
             saved.provider == MessageProvider::Telephony && saved.type == MessageType::audio;
@@ -281,15 +281,23 @@ Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
         saved.read = false;
         saved.transcription = TranscriptionStatus::notAvailable;
         saved.created = currentTime();
-        insert(database, saved);
+        if (!insert(database, saved)) {
+            throw StoreFault("it holds a message with the record UUID " + saved.recordUUID.text() +
+                             " already; choose another");
+        }
+        count.note(1);
         return saved;
     });
 }
 
 Async<void> SQLiteMessageStore::updateMessage(std::vector<MessageUpdate> updates) {
     connection_->write("update messages", [&](Database& database) {
+        MessageCount count(database);
         for (const MessageUpdate& update : updates) {
             apply(database, update);
+        }
+        if (!updates.empty()) {
+            count.note(0);
         }
     });
     co_return;
@@ -297,11 +305,17 @@ Async<void> SQLiteMessageStore::updateMessage(std::vector<MessageUpdate> updates
 
 Async<void> SQLiteMessageStore::deleteMessages(std::vector<UUID> recordUUIDs) {
     connection_->write("delete messages", [&](Database& database) {
+        MessageCount count(database);
+        std::int64_t deleted = 0;
         Statement statement = database.prepare("DELETE FROM messages WHERE record_uuid = ?");
         for (const UUID& recordUUID : recordUUIDs) {
             bindAll(statement, recordUUID);
             statement.run();
+            deleted += database.changedRows();
             statement.reset();
+        }
+        if (deleted > 0) {
+            count.note(-deleted);
         }
     });
     co_return;

@@ -10,8 +10,8 @@ class StoreConnection;
 
 /// The message store in an SQLite file, for any number of processes at once. A change is on the disk when its
 /// operation ends. Nothing is opened before the first operation; reading makes no file, the first change
-/// makes it, for the user's eyes only. Operations block the thread that runs them, for up to 30 seconds while
-/// another process holds the lock.
+/// makes it, for the user's eyes only. One thread at a time may use a store. Operations block the thread that
+/// runs them, for up to 30 seconds while another process holds the lock.
 class SQLiteMessageStore final : public MessageStore {
   public:
     /// A relative path is taken from the current folder.

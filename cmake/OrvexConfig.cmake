@@ -3,7 +3,6 @@
 include(CMakeFindDependencyMacro)
 find_dependency(Boost 1.81)
 find_dependency(EXPAT)
-find_dependency(ICU COMPONENTS i18n uc)
 find_dependency(SQLite3)
 find_dependency(PkgConfig)
 pkg_check_modules(UUID QUIET IMPORTED_TARGET uuid)

@@ -14,6 +14,9 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Orvex developers <orvex@example.com>")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME orvex)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
+# Nothing that is linked shows that it is needed.
+string(REGEX MATCH "^[0-9]+" icu_major ${ICU_VERSION})
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS libicu${icu_major})
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "look into a message store and change it
 Ten subcommands for engineers and testers: they list, count, add, update and
 delete video and audio messages and voicemails, send a test video message, read
@@ -23,7 +26,7 @@ The store is one SQLite file, and sent messages go into an outbox folder.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME orvex-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "orvex (= ${PROJECT_VERSION}), libboost1.81-dev, libexpat1-dev, libicu-dev, libsqlite3-dev, pkg-config, uuid-dev")
+  "orvex (= ${PROJECT_VERSION}), libboost1.81-dev, libexpat1-dev, libsqlite3-dev, pkg-config, uuid-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "build a tool of one's own with the commands of orvex
 The commands of orvex as static libraries, their headers, what CMake and
 pkg-config have to know of them, and an example: a host that offers the

@@ -5,6 +5,9 @@
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularExpression.h"
 #include "Foundation/UUID.h"
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -33,7 +36,7 @@ TEST(UUID, ReadsItsTextFormAndNothingElse) {
 }
 
 TEST(FileURL, EncodesPaths) {
-    const std::string here = FileURL::fromPath("").text();
+    const std::string here(FileURL::fromPath("").text());
     EXPECT_EQ(here, FileURL::fromPath(std::filesystem::current_path().native() + "/").text());
     const std::pair<std::string_view, std::string> cases[] = {
         {"/", "file:///"},
@@ -120,8 +123,26 @@ TEST(QuotedText, CannotBeObeyedByATerminal) {
     EXPECT_EQ(bracketed(elements, inQuotes), R"(["", "a, \"b\""])");
 }
 
+TEST(ShortestText, IsThatOfTheStandardLibrary) {
+    const auto expectSame = [](double number) {
+        std::array<char, 32> digits{};
+        char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        EXPECT_EQ(shortestText(number), std::string(digits.data(), end));
+    };
+    for (const double number :
+         {0.0, -0.0, -0.5, 1e-300, 0.0005, 99999.999, 99999.9995, 1e5, 1e300, 0.1 + 0.2}) {
+        expectSame(number);
+        expectSame(std::nextafter(number, 1e6));
+    }
+    for (unsigned thousandths = 0; thousandths < 20'000'000; thousandths += 499) {
+        expectSame(thousandths / 1000.0);
+        expectSame(thousandths / 999.0);
+    }
+}
+
 TEST(Description, ShowsEachKindOfValueOnALine) {
-    Description description;
+    std::string text;
+    Description description(text);
     description.field("text", "a\nb");
     description.field("absent", std::optional<std::string>());
     description.field("present", std::optional<bool>(false));
@@ -130,18 +151,41 @@ TEST(Description, ShowsEachKindOfValueOnALine) {
     description.field("before", Timestamp(std::chrono::milliseconds(-1)));
     description.field("leap", Timestamp(std::chrono::milliseconds(951782400007)));
     description.field("early", Timestamp(std::chrono::sys_days(std::chrono::year(0) / 1 / 1)));
-    EXPECT_EQ(std::move(description).text(), "  text: \"a\\nb\"\n"
-                                             "  present: false\n"
-                                             "  short: 0.1 s\n"
-                                             "  long: -1.7976931348623157e+308 s\n"
-                                             "  before: 1969-12-31T23:59:59.999Z\n"
-                                             "  leap: 2000-02-29T00:00:00.007Z\n"
-                                             "  early: 0000-01-01T00:00:00.000Z");
+    EXPECT_EQ(text, "  text: \"a\\nb\"\n"
+                    "  present: false\n"
+                    "  short: 0.1 s\n"
+                    "  long: -1.7976931348623157e+308 s\n"
+                    "  before: 1969-12-31T23:59:59.999Z\n"
+                    "  leap: 2000-02-29T00:00:00.007Z\n"
+                    "  early: 0000-01-01T00:00:00.000Z");
 }
 
 TEST(RegularExpression, RefusesAMalformedPattern) {
     EXPECT_THROW(RegularExpression("a(", RegularExpression::CaseSensitivity::sensitive),
                  std::invalid_argument);
+}
+
+TEST(CharacterCount, CountsGraphemeClusters) {
+    const std::pair<std::string_view, std::size_t> cases[] = {
+        {"", 0},
+        {"abc", 3},
+        {"\r\n", 1},
+        {"\n\r", 2},
+        {"e\u0301", 1},
+        {"👨‍👩‍👧", 1},
+        {"🇫🇷🇩🇪", 2},
+        {"\xff\xfe", 2},
+        // What joins across the border of ASCII and the rest: marks, a prefix, a line end.
+        {"abe\u0301cd", 5},
+        {"a\u0600bc", 3},
+        {"ab\r\ncd\r", 6},
+        {"é\r\n\u0301a", 4},
+        {"a\u200d\r", 2},
+        {"12\ufe0f\u20e3 ü\u0308x🇫🇷🇩🇪🇪y", 9},
+    };
+    for (const auto& [text, count] : cases) {
+        EXPECT_EQ(characterCount(text), count) << text;
+    }
 }
 
 TEST(FatalErrorDeathTest, NamesItsPlaceOnOneLineAndAborts) {

@@ -399,6 +399,68 @@ TEST_F(SQLiteMessageStoreTest, ReadsItsSettings) {
     EXPECT_EQ(wait(store.accountStatus()), AccountStatus::noAccount);
 }
 
+TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
+    const auto count = [this] { return wait(SQLiteMessageStore(file).messageCount()); };
+    for (const char* const change :
+         {"DELETE FROM messages WHERE id = 1", "DELETE FROM settings",
+          "UPDATE settings SET value = 7 WHERE name = 'messageCount'",
+          "UPDATE settings SET value = value + (name = 'messageCountChange') - 3 * (name = 'messageCount')",
+          "UPDATE settings SET value = iif(name = 'messageCount', 1000000, value + 1)",
+          "PRAGMA journal_mode = WAL; DELETE FROM messages WHERE id = 1",
+          "DELETE FROM messages WHERE id = 1; VACUUM"}) {
+        std::filesystem::remove(file);
+        makeStore();
+        execute(file, change);
+        const auto messages = static_cast<std::int64_t>(all().size());
+        EXPECT_EQ(count(), messages) << change;
+        EXPECT_EQ(errorOfWriting(file), "");
+        EXPECT_EQ(count(), messages + 1) << change;
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, CountsInACopyThatOthersHaveChangedAsOften) {
+    makeStore();
+    const path vacuumed = folder / "vacuumed.db";
+    execute(file, ("VACUUM INTO '" + vacuumed.native() + "'").c_str());
+    const path backup = folder / "backup.db";
+    sqlite3* from = nullptr;
+    sqlite3* to = nullptr;
+    sqlite3_open(file.c_str(), &from);
+    sqlite3_open(backup.c_str(), &to);
+    sqlite3_backup* const copying = sqlite3_backup_init(to, "main", from, "main");
+    EXPECT_EQ(sqlite3_backup_step(copying, -1), SQLITE_DONE);
+    sqlite3_backup_finish(copying);
+    sqlite3_close(from);
+    sqlite3_close(to);
+    for (const path& copy : {vacuumed, backup}) {
+        execute(copy, "DELETE FROM messages WHERE id = 1");
+        // A copy counts its changes anew: sooner or later it has as many as the store had.
+        for (int change = 0; change < 5; ++change) {
+            EXPECT_EQ(wait(SQLiteMessageStore(copy).messageCount()), 1) << copy << change;
+            execute(copy, "UPDATE settings SET value = 1 WHERE name = 'accountStatus'");
+        }
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, CountsOnceAndKeepsTheCount) {
+    makeStore();
+    const UUID recordUUID = all()[1].recordUUID;
+    // A count that only somebody who did not count the messages can believe.
+    execute(file, "UPDATE settings SET value = CASE name WHEN 'messageCount' THEN 100 ELSE value + 1 END "
+                  "WHERE name LIKE 'messageCount%'");
+    SQLiteMessageStore store(file);
+    EXPECT_EQ(wait(store.messageCount()), 100);
+    wait(store.saveMessage(newMessage()));
+    EXPECT_EQ(wait(store.messageCount()), 101);
+    wait(store.updateMessage({{.recordUUID = recordUUID, .read = true}}));
+    EXPECT_EQ(wait(store.messageCount()), 101);
+    wait(store.deleteMessages({recordUUID, UUID::random()}));
+    EXPECT_EQ(wait(store.messageCount()), 100);
+    wait(store.deleteMessages({recordUUID}));
+    wait(store.updateMessage({}));
+    EXPECT_EQ(wait(store.messageCount()), 100);
+}
+
 TEST_F(SQLiteMessageStoreTest, TakesLongListsOfIdentifiers) {
     makeStore();
     SQLiteMessageStore store(file);

@@ -70,7 +70,7 @@ struct ArgumentConversion<std::filesystem::path> {
 template <>
 struct ArgumentConversion<FileURL> {
     static std::optional<FileURL> parse(std::string_view word);
-    static std::string text(const FileURL& value) { return value.text(); }
+    static std::string text(const FileURL& value) { return std::string(value.text()); }
     static ValueSyntax syntax();
 };
 

@@ -8,6 +8,7 @@
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -56,6 +57,14 @@ void endWhenReaderLeaves() {
     sigaddset(&readerLeft, SIGPIPE);
     sigprocmask(SIG_UNBLOCK, &readerLeft, nullptr);
     std::signal(SIGPIPE, SIG_DFL);
+}
+
+/// Prints in large pieces, except where somebody may be watching each line.
+void bufferStandardOutput() {
+    static std::array<char, std::size_t{1} << 16U> buffer;
+    if (isatty(STDOUT_FILENO) == 0) {
+        std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
+    }
 }
 
 std::string toolUsage(const Tool& tool) {
@@ -240,6 +249,7 @@ ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
     endWhenReaderLeaves();
     // What is made is for the user alone from the first moment on, and for the user at all.
     umask(S_IRWXG | S_IRWXO);
+    bufferStandardOutput();
     try {
         return ToolInvocation(tool, words).run();
     } catch (const UsageError& error) {

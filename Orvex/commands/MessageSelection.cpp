@@ -86,7 +86,12 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
 }
 
 void printMessage(const StoredMessage& message, std::size_t number, bool noColor) {
-    printLine(inGreen("\nMessage #" + std::to_string(number) + ":\n") + message.description(), noColor);
+    constexpr std::size_t usualSize = 1000;
+    std::string text;
+    text.reserve(usualSize);
+    text += inGreen("\nMessage #" + std::to_string(number) + ":\n");
+    message.appendDescription(text);
+    printLine(text, noColor);
 }
 
 void listMessages(std::span<const StoredMessage> messages, bool noColor) {

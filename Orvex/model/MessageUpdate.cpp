@@ -3,7 +3,8 @@
 namespace Orvex {
 
 std::string MessageUpdate::description() const {
-    Description description;
+    std::string text;
+    Description description(text);
     description.field("recordUUID", recordUUID);
     description.field("callUUID", callUUID);
     description.field("conversationID", conversationID);
@@ -18,7 +19,7 @@ std::string MessageUpdate::description() const {
     description.field("transcript", transcriptURL);
     description.field("simID", simID);
     description.field("undelete", undelete);
-    return std::move(description).text();
+    return text;
 }
 
 } // namespace Orvex

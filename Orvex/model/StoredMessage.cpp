@@ -3,7 +3,13 @@
 namespace Orvex {
 
 std::string StoredMessage::description() const {
-    Description description;
+    std::string text;
+    appendDescription(text);
+    return text;
+}
+
+void StoredMessage::appendDescription(std::string& out) const {
+    Description description(out);
     description.field("recordUUID", recordUUID);
     description.field("voicemailID", voicemailID);
     description.field("conversationID", conversationID);
@@ -24,7 +30,6 @@ std::string StoredMessage::description() const {
     description.field("transcript", transcriptURL);
     description.field("simID", simID);
     description.field("quality", quality);
-    return std::move(description).text();
 }
 
 } // namespace Orvex

@@ -2,6 +2,7 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/FileURL.h"
+#include "Foundation/SharedText.h"
 #include "Foundation/UUID.h"
 #include "Orvex/model/StoreValues.h"
 #include <cstdint>
@@ -25,7 +26,8 @@ struct StoredMessage {
     bool sensitive = false;
     std::optional<std::string> recipient{};
     bool isRTT = false;
-    std::string simID;
+    /// The same in most messages of a device.
+    SharedText simID;
     MessageQuality quality = MessageQuality::standard;
 
     UUID recordUUID{};
@@ -40,6 +42,7 @@ struct StoredMessage {
 
     /// The whole record as text, one field a line.
     [[nodiscard]] std::string description() const;
+    void appendDescription(std::string& out) const;
 };
 
 } // namespace Orvex

@@ -1,0 +1,382 @@
+#include "BareLoops.h"
+#include "Generator.h"
+#include "Process.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sqlite3.h>
+#include <string>
+#include <string_view>
+#include <sys/utsname.h>
+#include <thread>
+#include <unicode/uversion.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Orvex::Bench;
+namespace fs = std::filesystem;
+
+std::string formatted(const char* format, double value) {
+    std::array<char, 64> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), format, value);
+    return buffer.data();
+}
+
+std::string timeText(double seconds) {
+    return seconds < 1 ? formatted("%.2f ms", seconds * 1000) : formatted("%.2f s", seconds);
+}
+
+std::string sizeText(double bytes) {
+    return formatted("%.0f MB", bytes / 1e6);
+}
+
+double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+double median(const std::vector<Cost>& costs, double Cost::*part) {
+    std::vector<double> values;
+    for (const Cost& cost : costs) {
+        values.push_back(cost.*part);
+    }
+    return median(std::move(values));
+}
+
+/// What a command and its peer cost, run in turns: whatever slows the machine down meets both.
+struct Comparison {
+    std::vector<Cost> ours;
+    std::vector<Cost> peers;
+
+    [[nodiscard]] double ratio(double Cost::*part) const {
+        std::vector<double> ratios;
+        for (std::size_t i = 0; i < ours.size(); ++i) {
+            ratios.push_back(ours[i].*part / (peers[i].*part));
+        }
+        return median(std::move(ratios));
+    }
+};
+
+/// Runs the two in turns, each time after `prepare`.
+Comparison compare(int rounds, const Command& ours, const Command& peer,
+                   const std::function<void()>& prepare = {}) {
+    Comparison comparison;
+    for (int i = 0; i < rounds; ++i) {
+        if (prepare) {
+            prepare();
+        }
+        // Each is first as often as the other.
+        if (i % 2 == 0) {
+            comparison.ours.push_back(run(ours));
+        }
+        comparison.peers.push_back(run(peer));
+        if (i % 2 != 0) {
+            comparison.ours.push_back(run(ours));
+        }
+    }
+    return comparison;
+}
+
+void printRow(std::string_view work, const Comparison& comparison, double reach) {
+    const double ratio = comparison.ratio(&Cost::wall);
+    std::printf("| %s | %s | %s | %.2f × | %.2f × | %.2f × | %s |\n", std::string(work).c_str(),
+                timeText(median(comparison.ours, &Cost::wall)).c_str(),
+                timeText(median(comparison.peers, &Cost::wall)).c_str(), ratio,
+                comparison.ratio(&Cost::processor), reach,
+                sizeText(median(comparison.ours, &Cost::memory)).c_str());
+    std::fflush(stdout);
+}
+
+std::string firstLine(const fs::path& file, std::string_view beginning) {
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with(beginning)) {
+            return line;
+        }
+    }
+    return "";
+}
+
+class Bench {
+  public:
+    Bench(const fs::path& folder, bool isQuick)
+        : folder_(folder.native() + (isQuick ? "/quick" : "/whole")),
+          isQuick_(isQuick),
+          largest_(isQuick ? 100'000 : 1'000'000) {
+        fs::create_directories(folder_);
+    }
+
+    void run(const std::vector<std::string>& chosen) {
+        const std::vector<std::pair<std::string_view, void (Bench::*)()>> rows = {
+            {"start", &Bench::start},  {"count", &Bench::count},           {"filter", &Bench::filter},
+            {"list", &Bench::list},    {"strip", &Bench::strip},           {"delete", &Bench::deletion},
+            {"save", &Bench::save},    {"voicemails", &Bench::voicemails}, {"video", &Bench::video},
+            {"growth", &Bench::growth}};
+        printMachine();
+        for (const auto& [name, measure] : rows) {
+            if (chosen.empty() || std::find(chosen.begin(), chosen.end(), name) != chosen.end()) {
+                (this->*measure)();
+            }
+        }
+    }
+
+  private:
+    void printMachine() const {
+        utsname system{};
+        uname(&system);
+        const std::string processor = firstLine("/proc/cpuinfo", "model name");
+        std::printf("%s, %u of them; Linux %s; SQLite %s; ICU %s; g++ %s; %lu messages at most\n\n",
+                    processor.substr(processor.find(':') + 2).c_str(), std::thread::hardware_concurrency(),
+                    system.release, sqlite3_libversion(), U_ICU_VERSION, __VERSION__, largest_);
+        std::puts("| Work | Time | Peer's time | Ratio | Ratio of CPU | Reach | Peak memory |\n"
+                  "|---|---|---|---|---|---|---|");
+        std::fflush(stdout);
+    }
+
+    [[nodiscard]] int rounds(int whole) const { return isQuick_ ? (whole + 4) / 5 : whole; }
+
+    [[nodiscard]] fs::path path(const std::string& name) const { return folder_ / name; }
+
+    /// Has another process make something, unless a run before has made it: what this one has in memory
+    /// would be counted as its children's.
+    fs::path made(const std::string& name, const std::string& how, std::uint64_t size) const {
+        fs::path file = path(name);
+        if (!fs::exists(file)) {
+            const fs::path unfinished = path("unfinished");
+            Orvex::Bench::run({.words = {self_, how, unfinished, std::to_string(size)}});
+            fs::rename(unfinished, file);
+        }
+        return file;
+    }
+
+    [[nodiscard]] fs::path store(std::uint64_t count) const {
+        return made("store-" + std::to_string(count), "make-store", count);
+    }
+
+    [[nodiscard]] static Command orvex(const fs::path& store, std::vector<std::string> words) {
+        words.insert(words.begin(), {ORVEX_PROGRAM, "--store", store});
+        return {.words = std::move(words)};
+    }
+
+    [[nodiscard]] static Command sqlite(const fs::path& store, std::vector<std::string> words) {
+        words.insert(words.begin(), {"sqlite3", "-batch"});
+        words.insert(words.end() - 1, store);
+        return {.words = std::move(words)};
+    }
+
+    [[nodiscard]] Command into(const std::string& name, std::string_view content, Command command) const {
+        command.input = path(name);
+        std::ofstream(command.input) << content;
+        return command;
+    }
+
+    [[nodiscard]] static Command intoPipe(Command command) {
+        command.words.insert(command.words.begin(), {"sh", "-c", "\"$@\" | cat", "sh"});
+        return command;
+    }
+
+    [[nodiscard]] Command smallest() const { return orvex(store(10), {"get-total-count"}); }
+
+    static std::vector<std::string> selectRare(const std::string& option) {
+        if (option == "handles") {
+            return {"get-all-messages", "-handles", rareSender};
+        }
+        if (option == "types") {
+            return {"get-all-messages", "-p", "0", "-mt", "0"};
+        }
+        std::vector<std::string> words = {"get-all-messages", "--recordUUIDs"};
+        for (std::uint64_t number = 0; number < 10; ++number) {
+            words.push_back(recordUUIDText(number * 97));
+        }
+        return words;
+    }
+
+    void start() {
+        const Comparison comparison =
+            compare(rounds(400), smallest(), sqlite(store(10), {"select count(*) from messages"}));
+        printRow("start-up: `get-total-count`, 10 messages", comparison, 1.3);
+    }
+
+    void count() {
+        printRow("`get-total-count`, of all; peer: of 1,000",
+                 compare(rounds(50), orvex(store(largest_), {"get-total-count"}),
+                         orvex(store(1000), {"get-total-count"})),
+                 1.2);
+    }
+
+    void filter() {
+        const std::pair<std::string, std::string> filters[] = {{"by handle, 100 hits", "handles"},
+                                                               {"by record UUID, 10", "uuids"},
+                                                               {"by provider and type, 1,000 hits", "types"}};
+        for (const auto& [name, option] : filters) {
+            printRow("`get-all-messages` " + name + "; peer: own start-up",
+                     compare(rounds(100), orvex(store(largest_), selectRare(option)), smallest()), 1.5);
+        }
+    }
+
+    void list() {
+        const Command ours = orvex(store(largest_), {"get-all-messages"});
+        const Command peer = sqlite(store(largest_), {"-line", "select * from messages"});
+        const Comparison comparison = compare(rounds(5), ours, peer);
+        printRow("`get-all-messages` to /dev/null", comparison, 0.45);
+        printRow("the same into a pipe", compare(rounds(5), intoPipe(ours), intoPipe(peer)), 0.45);
+        const double printed = static_cast<double>(fs::file_size(coloredList()));
+        const double memory = median(comparison.ours, &Cost::memory);
+        std::printf(
+            "| peak memory of that list; peer: the bytes it prints | %s | %s | %.2f × | | 0.80 × | |\n",
+            sizeText(memory).c_str(), sizeText(printed).c_str(), memory / printed);
+    }
+
+    [[nodiscard]] fs::path coloredList() const {
+        Command list = orvex(store(largest_), {"get-all-messages"});
+        list.output = path("list");
+        Orvex::Bench::run(list);
+        return list.output;
+    }
+
+    void strip() {
+        const Command peer{.words = {self_, "strip", coloredList()}};
+        printRow("`get-all-messages -nc`; peer: bare loop with ICU",
+                 compare(rounds(3), orvex(store(largest_), {"get-all-messages", "-nc"}), peer), 1.25);
+    }
+
+    /// Two fresh copies of a store, on the disk.
+    void copyStore(std::uint64_t count) const {
+        for (const char* const name : {"ours", "peers"}) {
+            fs::copy_file(store(count), path(name), fs::copy_options::overwrite_existing);
+        }
+        sync();
+    }
+
+    /// Deletes every tenth message, by provider and type, in batches of 100.
+    [[nodiscard]] Comparison deletionOf(std::uint64_t count, int times) const {
+        std::string sql = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;\n";
+        std::uint64_t inBatch = 0;
+        for (std::uint64_t number = 5; number < count; number += 10) {
+            sql += inBatch == 0 ? "BEGIN IMMEDIATE;\n" : "";
+            std::string digits = recordUUIDText(number);
+            std::erase(digits, '-');
+            sql += "DELETE FROM messages WHERE record_uuid = x'" + digits + "';\n";
+            inBatch = (inBatch + 1) % 100;
+            sql += inBatch == 0 ? "COMMIT;\n" : "";
+        }
+        const Command ours =
+            into("yes", "y\n", orvex(path("ours"), {"delete-message", "-a", "-p", "1", "-mt", "0"}));
+        const Command peer = into("deletions", sql, {.words = {"sqlite3", "-batch", path("peers")}});
+        return compare(times, ours, peer, [&] { copyStore(count); });
+    }
+
+    void deletion() {
+        printRow("`delete-message -a` of every tenth, in batches of 100",
+                 deletionOf(largest_, isQuick_ ? 1 : 3), 1.0);
+    }
+
+    [[nodiscard]] Comparison saveInto(std::uint64_t count, int times) const {
+        copyStore(count);
+        return compare(
+            times, orvex(path("ours"), {"save-message", "-frm", "ann@example.com"}),
+            sqlite(path("peers"),
+                   {"PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; INSERT INTO messages "
+                    "(record_uuid, conversation_id, type, provider, mailbox, sender, created, duration, "
+                    "read, sensitive, rtt, transcription, message_file, sim_id, quality) VALUES "
+                    "(randomblob(16), randomblob(16), 2, 2, 0, 'ann@example.com', 1793265000000, 0, 0, 0, "
+                    "0, 0, 'file:///tmp/video.mov', '59C5063D-14E9-455A-8509-59D607362C9D', 1)"}));
+    }
+
+    void save() { printRow("`save-message`, each of 500 processes", saveInto(1000, rounds(500)), 1.2); }
+
+    void voicemails() {
+        constexpr std::uint64_t voicemails = 10'000;
+        const fs::path file = path("voicemails");
+        const fs::path folder = path("transcripts");
+        if (!fs::exists(file)) {
+            Orvex::Bench::run(
+                {.words = {self_, "make-voicemails", file, std::to_string(voicemails), folder}});
+        }
+        printRow("`voicemail-messages`, 10,000 transcripts of 2 KB; peer: reading them",
+                 compare(rounds(15), orvex(file, {"voicemail-messages"}), {.words = {self_, "read", folder}}),
+                 3.0);
+    }
+
+    void video() {
+        const fs::path file =
+            made("video.mov", "make-video", (isQuick_ ? std::uint64_t{1} << 27U : std::uint64_t{1} << 30U));
+        const auto clear = [&] {
+            fs::remove_all(path("outbox"));
+            fs::remove(path("copy"));
+            sync();
+        };
+        const Command ours =
+            orvex(path("none"), {"send-video-message", "--video-url", file, "--sender-handle",
+                                 "ann@example.com", "--destination-handles", "bob@example.com"});
+        const Command peer{
+            .words = {"sh", "-c", "cp \"$1\" \"$2\" && sync \"$2\"", "sh", file, path("copy")}};
+        printRow("`send-video-message` of 1 GiB; peer: `cp` and `sync`", compare(5, ours, peer, clear), 1.05);
+        clear();
+    }
+
+    void growth() {
+        std::puts(
+            "\n| Messages | List | By handle | Delete a tenth, each batch | Save |\n|---|---|---|---|---|");
+        for (std::uint64_t count = 1000; count <= largest_; count *= 10) {
+            const auto timeOf = [&](const Command& command) {
+                std::vector<Cost> costs;
+                for (int i = 0; i < 5; ++i) {
+                    costs.push_back(Orvex::Bench::run(command));
+                }
+                return median(costs, &Cost::wall);
+            };
+            const double list = timeOf(orvex(store(count), {"get-all-messages"}));
+            const double filter = timeOf(orvex(store(count), selectRare("handles")));
+            const double batches = static_cast<double>(count) / 1000;
+            const double deletion = median(deletionOf(count, 1).ours, &Cost::wall) / batches;
+            const double save = median(saveInto(count, 20).ours, &Cost::wall);
+            std::printf("| %lu | %s | %s | %s | %s |\n", count, timeText(list).c_str(),
+                        timeText(filter).c_str(), timeText(deletion).c_str(), timeText(save).c_str());
+            std::fflush(stdout);
+        }
+    }
+
+    const std::string self_ = fs::read_symlink("/proc/self/exe").native();
+    fs::path folder_;
+    bool isQuick_;
+    std::uint64_t largest_;
+};
+
+} // namespace
+
+/// Run by scripts/bench; other first words than `run` are for its own child processes.
+int main(int argc, char* argv[]) {
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    try {
+        const std::string& action = words.at(0);
+        const std::string& file = words.at(1);
+        if (action == "run") {
+            const bool isQuick = words.size() > 2 && words[2] == "--quick";
+            Bench(fs::absolute(file), isQuick).run({words.begin() + (isQuick ? 3 : 2), words.end()});
+        } else if (action == "make-store") {
+            makeStore(file, std::stoull(words.at(2)));
+        } else if (action == "make-voicemails") {
+            makeVoicemails(file, words.at(3), std::stoull(words.at(2)));
+        } else if (action == "make-video") {
+            makeVideo(file, std::stoull(words.at(2)));
+        } else if (action == "strip") {
+            stripTexts(file);
+        } else if (action == "read") {
+            readFiles(file);
+        }
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orvex_bench: %s\n", error.what());
+        return 1;
+    }
+}
