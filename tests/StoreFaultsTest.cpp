@@ -502,7 +502,7 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
             const mode_t mask = umask(0);
             outcome =
                 runInProcesses(1, [&](int) {
-                    const FailingSystemCalls failing(number, effect, ENOSPC);
+                    const FailingSystemCalls failing(number, {.effect = effect, .error = ENOSPC});
                     try {
                         save();
                     } catch (const MessageStoreError& error) {
