@@ -203,7 +203,11 @@ struct ValidStores {
         }
         sqlite3* database = nullptr;
         sqlite3_open(file.c_str(), &database);
-        sqlite3_exec(database, "UPDATE messages SET created = 1700000000000 + id", nullptr, nullptr, nullptr);
+        // A count that the store keeps would be believed.
+        sqlite3_exec(database,
+                     "UPDATE messages SET created = 1700000000000 + id;"
+                     "DELETE FROM settings WHERE name LIKE 'messageCount%'",
+                     nullptr, nullptr, nullptr);
         whole = {bytesOf(file), ""};
         sqlite3_exec(database,
                      "PRAGMA journal_mode = TRUNCATE; BEGIN; UPDATE messages SET sender = 'changed'", nullptr,
