@@ -59,10 +59,11 @@ void endWhenReaderLeaves() {
     std::signal(SIGPIPE, SIG_DFL);
 }
 
-/// Prints in large pieces, except where somebody may be watching each line.
+/// Prints into files and pipes in large pieces.
 void bufferStandardOutput() {
     static std::array<char, std::size_t{1} << 16U> buffer;
-    if (isatty(STDOUT_FILENO) == 0) {
+    const int output = fileno(stdout);
+    if (output >= 0 && isatty(output) == 0) {
         std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
     }
 }
