@@ -111,7 +111,7 @@ int errorOf(FailingDisk::Calls call, sqlite3_file* file = nullptr, Change change
         }
         return plan.error;
     case Effect::powerFailureHalfway:
-        if (!change.bytes.empty()) {
+        if (file != nullptr && !change.bytes.empty()) {
             change.bytes.resize(change.bytes.size() / 2);
             ours(file).name->changes.push_back(change);
         }

@@ -319,7 +319,7 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
     for (const auto& [root, type, cell, read, cause] : cases) {
         stack(root, type, cell);
         const auto report = [&, &read = read](int /*process*/) {
-            alarm(60);
+            alarm(20);
             SQLiteMessageStore store(file);
             writeFile(folder / "error", errorOf([&] { read(store); }));
         };

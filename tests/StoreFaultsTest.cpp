@@ -596,11 +596,13 @@ TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
 TEST_F(StoreFaultsTest, AListThatNobodyReadsOnKeepsNoWriterWaiting) {
     create_directory(home);
     SQLiteMessageStore store(file);
-    for (StoredMessage message : newMessages(10)) {
+    for (StoredMessage message : newMessages(20)) {
         // More than the program and the terminal take in advance.
         message.simID = std::string(100000, 'x');
         wait(store.saveMessage(message));
     }
+    // A store that grew has no limits of when it was opened.
+    EXPECT_EQ(wait(store.allMessages()).size(), 20U);
     TerminalSession pager({ORVEX_PROGRAM, "--store", file, "get-all-messages"});
     ASSERT_TRUE(pager.shows("Message #1:"));
     const auto start = std::chrono::steady_clock::now();
