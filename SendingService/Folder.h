@@ -1,0 +1,71 @@
+#pragma once
+
+#include "Foundation/FileDescriptor.h"
+#include <cerrno>
+#include <fcntl.h>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace Orvex {
+
+/// Passes the result of a system call on, or throws what went wrong.
+template <class Result>
+Result checked(Result result, const std::string& attempt) {
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category(), attempt);
+    }
+    return result;
+}
+
+inline constexpr int openFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+/// A folder of the user's own, held open: what is done in it goes by its descriptor, so that nothing that is
+/// put in its place meanwhile leads elsewhere. Throws `std::system_error`, and `SendingServiceError` where
+/// the folder belongs to somebody else.
+class Folder {
+  public:
+    explicit Folder(const std::string& path) : Folder(AT_FDCWD, path, path) {}
+    Folder(const Folder& outer, const std::string& name)
+        : Folder(outer.get(), name, outer.path_ + "/" + name) {}
+
+    /// The folder inside of this name, made where it is missing.
+    [[nodiscard]] Folder inner(const std::string& name) const;
+
+    /// Makes a file inside, for the user alone, to be written.
+    [[nodiscard]] FileDescriptor makeFile(const std::string& name) const;
+
+    /// Makes what was made, moved or removed inside survive a crash.
+    void sync() const;
+
+    // A lock goes with this object or its process, or before.
+    void lock() const;
+    /// Whether nobody else had it.
+    [[nodiscard]] bool tryLock() const;
+    void unlock() const;
+
+    /// Whether what has this name inside is this open file or folder.
+    [[nodiscard]] bool has(const std::string& name, int file) const;
+
+    /// Moves this folder, named `name` in `source`, to `target`, where it is not durable yet.
+    void move(const Folder& source, const Folder& target, const std::string& name);
+
+    [[nodiscard]] std::string pathOf(const std::string& name) const;
+    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] int get() const { return descriptor_.get(); }
+
+  private:
+    Folder(int outer, const std::string& name, std::string path);
+
+    std::string path_;
+    FileDescriptor descriptor_;
+};
+
+/// What is in a folder, as far as that can be read.
+[[nodiscard]] std::vector<std::string> namesIn(int folder);
+
+/// Writes all of `bytes`; `path`, in quotes, is for the error.
+void writeAll(int file, std::string_view bytes, const std::string& path);
+
+} // namespace Orvex
