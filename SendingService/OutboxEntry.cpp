@@ -107,7 +107,7 @@ std::optional<OutboxEntry> OutboxEntry::open(const Folder& outbox, const std::st
     if (message.request.recordUUID != recordUUID) {
         throw std::runtime_error(inQuotes(folder.path()) + " holds another message");
     }
-    return OutboxEntry(Folder(outbox.path()), std::move(folder), std::move(message));
+    return OutboxEntry(Folder(outbox.path()), std::move(folder), std::move(message), place == "cur");
 }
 
 std::optional<OutboxEntry> OutboxEntry::find(const std::filesystem::path& outbox, const UUID& recordUUID) {
@@ -176,12 +176,16 @@ void OutboxEntry::save() const {
 }
 
 void OutboxEntry::finish() {
+    if (isFinished_) {
+        return;
+    }
     const Folder source(outbox_, "new");
     const Folder target = outbox_.inner("cur");
     outbox_.sync();
     folder_.move(source, target, message.request.recordUUID.text());
     target.sync();
     source.sync();
+    isFinished_ = true;
 }
 
 } // namespace Orvex

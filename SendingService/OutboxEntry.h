@@ -53,8 +53,12 @@ struct OutboxMessage {
 /// An entry of the outbox that this process delivers: locked as long as the object lives.
 class OutboxEntry {
   public:
-    OutboxEntry(Folder outbox, Folder folder, OutboxMessage content)
-        : message(std::move(content)), outbox_(std::move(outbox)), folder_(std::move(folder)) {}
+    /// One under `new/`, or under `cur/` if it is finished.
+    OutboxEntry(Folder outbox, Folder folder, OutboxMessage content, bool isFinished = false)
+        : message(std::move(content)),
+          outbox_(std::move(outbox)),
+          folder_(std::move(folder)),
+          isFinished_(isFinished) {}
 
     /// The entry with this record UUID, from `new/` or else from `cur/`, once nobody else delivers it any
     /// more. Absent where there is none. Throws `std::exception` for one that cannot be read.
@@ -77,10 +81,8 @@ class OutboxEntry {
     /// Replaces `request.json`, durably: whatever fails, there is the old one or the new one.
     void save() const;
 
-    /// Moves the entry to `cur/`, durably.
+    /// Moves the entry to `cur/`, durably, unless it is there.
     void finish();
-
-    [[nodiscard]] const std::string& path() const { return folder_.path(); }
 
     OutboxMessage message;
 
@@ -90,6 +92,7 @@ class OutboxEntry {
 
     Folder outbox_;
     Folder folder_;
+    bool isFinished_;
 };
 
 } // namespace Orvex

@@ -1,6 +1,7 @@
 #include "Foundation/FileURL.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/AllCommands.h"
+#include "Orvex/host/Module.h"
 #include "Orvex/store/MessageStoreClient.h"
 #include "Orvex/store/SendingService.h"
 #include "SendingService/OutboxSendingService.h"
@@ -10,8 +11,33 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
+
+namespace Orvex {
+
+/// What delivers video messages, by its URL.
+struct ServiceLocation {
+    std::string url;
+};
+
+template <>
+struct ArgumentConversion<ServiceLocation> {
+    static std::optional<ServiceLocation> parse(std::string_view word) {
+        const bool isKnown = word.starts_with("smtp://") || word.starts_with("smtps://");
+        return isKnown ? std::optional(ServiceLocation{std::string(word)}) : std::nullopt;
+    }
+    static std::string text(const ServiceLocation& location) { return location.url; }
+    static ValueSyntax syntax() {
+        return {.placeholder = "<url>",
+                .expected = "a URL such as smtp://mail.example.com or smtps://ann@mail.example.com",
+                .values = {},
+                .meanings = {}};
+    }
+};
+
+} // namespace Orvex
 
 namespace {
 
@@ -24,7 +50,13 @@ struct HostOptions {
         "The file of the message store. Without it: orvex/messages.db in $XDG_DATA_HOME, or else in "
         "~/.local/share."};
 
-    ORVEX_CODING_KEYS(HostOptions, store)
+    Option<std::optional<ServiceLocation>> sendingService{
+        std::nullopt,
+        {derivedLong},
+        "The smtp:// or smtps:// URL of the server that video messages are sent by way of. Without it, they "
+        "wait in the outbox."};
+
+    ORVEX_CODING_KEYS(HostOptions, store, sendingService)
 };
 static_assert(ParsableArguments<HostOptions>);
 
@@ -39,6 +71,10 @@ the cloud account.
 The store is one file, by default orvex/messages.db in the folder that XDG_DATA_HOME names, or else in
 ~/.local/share. The first change makes it. Video messages that are sent go into the folder "outbox" beside
 it.
+
+A mail server delivers them as e-mail: {tool} --sending-service smtp://ann@mail.example.com. It takes the package
+orvex-smtp. The password is looked up in ~/.netrc. Telephone numbers need a gateway, as in
+smtp://mail.example.com?phone-domain=sms.example.com.
 
 An option that takes a list takes all words up to the next option, and may be repeated. A value that
 begins with "-" is joined to its option by "=". Types, providers, mailboxes and the state of a
@@ -65,6 +101,19 @@ std::filesystem::path userDataFolder() {
     throw std::runtime_error("cannot tell where the message store is: HOME is not set; give --store <path>");
 }
 
+/// Loads the module that delivers what is in the outbox.
+std::shared_ptr<SendingService> makeSMTPSendingService(const std::string& url,
+                                                       const std::filesystem::path& outbox) {
+    void* factory = nullptr;
+    try {
+        factory = factoryInModule("smtp", "orvexMakeSMTPSendingService");
+    } catch (const std::runtime_error& error) {
+        throw SendingServiceError(std::string("cannot send a video message by SMTP: ") + error.what());
+    }
+    const auto make = reinterpret_cast<SendingService* (*)(const char*, const char*)>(factory);
+    return std::shared_ptr<SendingService>(make(url.c_str(), outbox.c_str()));
+}
+
 /// Puts the SQLite store, and the outbox beside it, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
     const std::filesystem::path given =
@@ -72,7 +121,12 @@ void chooseStoreAndService(const HostOptions& options) {
     const std::filesystem::path file = FileURL::fromPath(given.native()).path();
     const std::filesystem::path outbox = file.parent_path() / "outbox";
     MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
-    SendingService::setFactory([outbox] { return std::make_shared<OutboxSendingService>(outbox); });
+    SendingService::setFactory([outbox, &options]() -> std::shared_ptr<SendingService> {
+        if (options.sendingService->has_value()) {
+            return makeSMTPSendingService((*options.sendingService)->url, outbox);
+        }
+        return std::make_shared<OutboxSendingService>(outbox);
+    });
 }
 
 } // namespace
