@@ -75,27 +75,26 @@ std::string attachmentHeader(std::string_view fileName) {
     if (isPlainName(fileName)) {
         return header.append("=\"").append(fileName) + '"';
     }
-    // In sections, since a line has at most 78 characters.
+    // In sections, since a line should have no more than 78 characters.
     constexpr std::size_t longestSection = 54;
     constexpr std::string_view hexadecimal = "0123456789ABCDEF";
-    std::size_t section = 0;
-    std::string value = "UTF-8''";
-    const auto endSection = [&] {
-        header += "*" + std::to_string(section++) + "*=" + std::exchange(value, "");
-    };
+    std::vector<std::string> sections{"UTF-8''"};
     for (const char c : asText(fileName)) {
-        if (value.size() > longestSection) {
-            endSection();
-            header += ";\r\n filename";
+        if (sections.back().size() > longestSection) {
+            sections.emplace_back();
         }
         if (isLetterOrDigit(c) || c == '.' || c == '-' || c == '_') {
-            value += c;
+            sections.back() += c;
         } else {
             const auto byte = static_cast<unsigned char>(c);
-            value += {'%', hexadecimal[byte / hexadecimal.size()], hexadecimal[byte % hexadecimal.size()]};
+            sections.back() +=
+                {'%', hexadecimal[byte / hexadecimal.size()], hexadecimal[byte % hexadecimal.size()]};
         }
     }
-    endSection();
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        header += i > 0 ? ";\r\n filename" : "";
+        header += (sections.size() > 1 ? "*" + std::to_string(i) : "") + "*=" + sections[i];
+    }
     return header;
 }
 

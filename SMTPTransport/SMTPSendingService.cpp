@@ -5,6 +5,8 @@
 #include "SMTPTransport/Address.h"
 #include "SMTPTransport/MailHeaders.h"
 #include "SendingService/Outbox.h"
+#include <algorithm>
+#include <cstddef>
 #include <curl/curl.h>
 #include <exception>
 #include <optional>
@@ -40,6 +42,24 @@ std::string messageID(const UUID& recordUUID, const std::string& sender) {
 bool isAccepted(const OutboxEntry& entry) {
     return !entry.has(DeliveryState::deferred) && !entry.has(DeliveryState::refused) &&
            !entry.has(DeliveryState::unknown);
+}
+
+/// Whether there is something to tell that nobody has told yet: deferred once more is no news, and what
+/// whoever died did not move to `cur/`, they did not report either.
+bool hasBadNews(const OutboxEntry& entry, const std::vector<Delivery>& before) {
+    const auto isDeferred = [](const Delivery& delivery) {
+        return delivery.state == DeliveryState::deferred;
+    };
+    if (std::none_of(before.begin(), before.end(), isDeferred)) {
+        return !isAccepted(entry);
+    }
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const DeliveryState state = entry.message.deliveries[i].state;
+        if (isDeferred(before[i]) && (state == DeliveryState::refused || state == DeliveryState::unknown)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// What the message is called, what each destination answered, and what can be done.
@@ -149,12 +169,14 @@ Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
 void SMTPSendingService::continueDeferred(const UUID& except) const {
     for (const UUID& recordUUID : OutboxEntry::waiting(outbox_, service_.text)) {
         std::optional<OutboxEntry> entry;
+        std::vector<Delivery> before;
         bool reachedServer = true;
         try {
             entry = recordUUID != except ? OutboxEntry::openIfFree(outbox_, recordUUID) : std::nullopt;
             if (!entry) {
                 continue;
             }
+            before = entry->message.deliveries;
             reachedServer = deliver(*entry);
         } catch (const std::exception&) {
             // Damage to one message must not keep others from being sent.
@@ -163,8 +185,7 @@ void SMTPSendingService::continueDeferred(const UUID& except) const {
         if (!reachedServer) {
             return;
         }
-        // Nobody else would tell. Deferred once more is no news.
-        if (!entry->has(DeliveryState::deferred) && !isAccepted(*entry)) {
+        if (hasBadNews(*entry, before)) {
             throw SendingServiceError(
                 attempt + ", which can be sent again: an earlier one failed first: " + report(*entry));
         }

@@ -118,6 +118,7 @@ class Attempt {
         curl_mimepart* const text = curl_mime_addpart(form);
         check(curl_mime_data(text, message_.text.c_str(), CURL_ZERO_TERMINATED));
         check(curl_mime_type(text, "text/plain; charset=us-ascii"));
+        check(curl_mime_encoder(text, "7bit"));
         curl_mimepart* const video = curl_mime_addpart(form);
         check(curl_mime_data_cb(video, static_cast<curl_off_t>(message_.videoSize), &Attempt::onRead, nullptr,
                                 nullptr, this));
