@@ -43,8 +43,10 @@ bool namesThisMachine(const std::string& host) {
 
 ServiceURL ServiceURL::parse(const std::string& text) {
     const URL url(curl_url(), curl_url_cleanup);
-    // What cannot be read has no scheme.
-    curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0);
+    // What cannot be read has no scheme; libcurl would read on behind a third slash.
+    if (text.find(":///") == std::string::npos) {
+        curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0);
+    }
     const std::string scheme = part(url, CURLUPART_SCHEME);
     const std::string host = part(url, CURLUPART_HOST);
     if ((scheme != "smtp" && scheme != "smtps") || host.empty()) {
@@ -61,8 +63,7 @@ ServiceURL ServiceURL::parse(const std::string& text) {
         !part(url, CURLUPART_OPTIONS).empty() || (!query.empty() && !query.starts_with(phoneDomain))) {
         fail("has more than a user, a host, a port and ?phone-domain=DOMAIN");
     }
-    query.erase(0, phoneDomain.size());
-    if (!query.empty() && !isDomain(query)) {
+    if (!query.empty() && !isDomain(query.erase(0, phoneDomain.size()))) {
         fail("names no domain behind phone-domain=");
     }
     // Where mail is submitted (RFC 6409, RFC 8314); libcurl would choose the port between servers.
