@@ -66,14 +66,18 @@ ServiceURL ServiceURL::parse(const std::string& text) {
     if (!query.empty() && !isDomain(query.erase(0, phoneDomain.size()))) {
         fail("names no domain behind phone-domain=");
     }
+    // As it is spelled, once it is known to be decodable: libcurl looks for the password of a user in the URL
+    // alone.
+    const std::string user =
+        part(url, CURLUPART_USER, CURLU_URLDECODE).empty() ? "" : part(url, CURLUPART_USER);
     // Where mail is submitted (RFC 6409, RFC 8314); libcurl would choose the port between servers.
     std::string port = part(url, CURLUPART_PORT);
     if (port.empty()) {
         port = scheme == "smtps" ? "465" : "587";
     }
     return {.text = text,
-            .server = scheme + "://" + host + ":" + port,
-            .user = part(url, CURLUPART_USER, CURLU_URLDECODE),
+            .server = scheme + "://" + (user.empty() ? "" : user + "@") + host + ":" + port,
+            .hasUser = !user.empty(),
             .phoneDomain = query,
             .isLoopback = namesThisMachine(host)};
 }

@@ -9,10 +9,9 @@ namespace Orvex {
 struct ServiceURL {
     /// As it was given.
     std::string text;
-    /// Scheme, host and port alone.
+    /// Scheme, user, host and port alone.
     std::string server;
-    /// Empty for one that asks for no user.
-    std::string user;
+    bool hasUser = false;
     /// Where telephone numbers are mail boxes; empty where that is nowhere.
     std::string phoneDomain;
     /// Whether what is sent does not leave this machine.

@@ -79,8 +79,7 @@ class Attempt {
         if (const char* const authorities = std::getenv("SSL_CERT_FILE"); authorities != nullptr) {
             set(CURLOPT_CAINFO, authorities);
         }
-        if (!service.user.empty()) {
-            set(CURLOPT_USERNAME, service.user.c_str());
+        if (service.hasUser) {
             set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
         }
         set(CURLOPT_MAIL_FROM, message_.sender.c_str());

@@ -371,5 +371,102 @@ TEST_F(SMTPTransportTest, NeverSendsTwiceWhicheverStepFailsOrIsTheLast) {
     }
 }
 
+/// Against a packaged server, by the built program and its module.
+class MailServerTest : public SMTPTransportTest {
+  protected:
+    MailServerTest() {
+        create_directory(received);
+        writeFile(folder / ".netrc", "machine localhost login ann password secret\n");
+        setenv("HOME", folder.operator/("").c_str(), 1);
+        EXPECT_EQ(runProgram({"sh", "-c",
+                              "cd '" + (folder / "").native() +
+                                  "' && openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out "
+                                  "certificate.pem -subj /CN=localhost -addext "
+                                  "subjectAltName=DNS:localhost,IP:0.0.0.0 2>errors && cat key.pem "
+                                  "certificate.pem >both.pem"})
+                      .status,
+                  0);
+    }
+    ~MailServerTest() override { unsetenv("SSL_CERT_FILE"); }
+
+    ProgramRun send(const std::string& url, const std::string& program = ORVEX_PROGRAM) {
+        return runProgram({program, "--store", folder / "messages.db", "--sending-service", url,
+                           "send-video-message", "--video-url", video, "--sender-handle", "me@example.com",
+                           "--destination-handles", "ann@example.com", "bob@example.com"});
+    }
+
+    path received = folder / "received";
+};
+
+TEST_F(MailServerTest, GetsEveryByteAndNothingWithoutProtection) {
+    TerminalSession mailServer({"/usr/bin/python3", "-W", "ignore", ORVEX_TEST_SOURCES "/mail-server.py",
+                                received, folder / "both.pem"});
+    const std::vector<std::string> ports = split(mailServer.shownUpTo("\r\n").value_or("none none none"));
+    ASSERT_EQ(ports.size(), 3U);
+    const auto url = [&](const std::string& beginning, std::size_t port) {
+        return beginning + ":" + ports[port];
+    };
+    std::string bytes;
+    for (const std::size_t size : {1U, 56U, 57U, 58U, 1200001U}) {
+        while (bytes.size() < size) {
+            bytes += static_cast<char>(bytes.size() * 31 % 251);
+        }
+        video = folder / ("Grüße " + std::to_string(size) + ".mov");
+        writeFile(video, bytes);
+        EXPECT_EQ(send(url("smtp://localhost", 0)), (ProgramRun{"", "", 0}));
+        EXPECT_EQ(readFile(received / video.filename()), bytes) << size;
+    }
+    std::filesystem::remove(received / "envelopes");
+
+    const struct {
+        std::string url;
+        bool knowsCertificate = false;
+        std::string fault{};
+        std::string user = "None";
+    } cases[] = {
+        {url("smtp://ann@localhost", 0), false, "", "True"},
+        {url("smtp://bob@localhost", 0), false, "535 5.7.8 Authentication credentials invalid"},
+        // It is this machine, but not by its name.
+        {url("smtp://0.0.0.0", 0), false, "STARTTLS not supported."},
+        {url("smtp://localhost", 1), false, "SSL certificate problem: self-signed certificate"},
+        {url("smtps://localhost", 2), false, "SSL certificate problem: self-signed certificate"},
+        {url("smtp://0.0.0.0", 1), true},
+        {url("smtp://ann@localhost", 1), true, "", "True"},
+        {url("smtps://ann@localhost", 2), true, "", "True"},
+        {url("smtps://127.0.0.1", 2), true,
+         "SSL: no alternative certificate subject name matches target host name '127.0.0.1'"},
+    };
+    std::vector<std::string> envelopes;
+    for (const auto& each : cases) {
+        if (each.knowsCertificate) {
+            setenv("SSL_CERT_FILE", (folder / "certificate.pem").c_str(), 1);
+        }
+        const ProgramRun run = send(each.url);
+        EXPECT_EQ(run.status, each.fault.empty() ? 0 : 1) << each.url;
+        EXPECT_THAT(run.errors,
+                    testing::HasSubstr(each.fault.empty() ? "" : " deferred (" + each.fault + ")"));
+        if (each.fault.empty()) {
+            envelopes.push_back(each.user + " me@example.com ann@example.com bob@example.com");
+        }
+    }
+    std::vector<std::string> kept = split(readFile(received / "envelopes"), "\n");
+    for (std::string& envelope : kept) {
+        envelope = envelope.substr(0, envelope.find(" <"));
+    }
+    EXPECT_EQ(kept, envelopes);
+}
+
+TEST_F(MailServerTest, IsReachedByAModuleThatIsLoadedWhenItIsAskedFor) {
+    const path alone = folder / "orvex";
+    copy_file(ORVEX_PROGRAM, alone);
+    EXPECT_THAT(send("smtp://localhost", alone).errors,
+                testing::MatchesRegex("orvex: cannot send a video message by SMTP: the package orvex-smtp is "
+                                      "missing \\(there is no \".*/orvex/smtp-.*\\.so\"\\); install it\n"));
+    EXPECT_EQ(runProgram({alone, "--store", folder / "messages.db", "send-video-message", "--video-url",
+                          video, "--sender-handle", "me", "--destination-handles", "you"}),
+              (ProgramRun{"", "", 0}));
+    EXPECT_EQ(send("http://localhost").status, 64);
+}
+
 } // namespace
 } // namespace Orvex::Testing
