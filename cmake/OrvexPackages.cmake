@@ -1,4 +1,5 @@
-# Debian packages: orvex with the program, orvex-dev with what is needed to build a tool of one's own.
+# Debian packages: orvex with the program, orvex-smtp with its module for e-mail, orvex-dev with what is needed to build a
+# tool of one's own.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME orvex)
@@ -6,7 +7,7 @@ set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL program development)
+set(CPACK_COMPONENTS_ALL program smtp development)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Orvex developers <orvex@example.com>")
@@ -22,6 +23,14 @@ Ten subcommands for engineers and testers: they list, count, add, update and
 delete video and audio messages and voicemails, send a test video message, read
 voicemail transcripts, and ask how transcription and the cloud account stand.
 The store is one SQLite file, and sent messages go into an outbox folder.")
+
+set(CPACK_DEBIAN_SMTP_PACKAGE_NAME orvex-smtp)
+set(CPACK_DEBIAN_SMTP_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_SMTP_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_SMTP_PACKAGE_DEPENDS "orvex (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_SMTP_DESCRIPTION "video messages of orvex as e-mail
+A module that orvex loads to deliver video messages by way of a mail server:
+orvex --sending-service smtp://ann@mail.example.com send-video-message.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME orvex-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -43,6 +52,7 @@ file(WRITE ${PROJECT_BINARY_DIR}/changelog "orvex (${PROJECT_VERSION}) unstable;
 file(ARCHIVE_CREATE OUTPUT ${PROJECT_BINARY_DIR}/changelog.gz PATHS ${PROJECT_BINARY_DIR}/changelog
   FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
 install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documentation}/orvex COMPONENT program EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documentation}/orvex-smtp COMPONENT smtp EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documentation}/orvex-dev COMPONENT development EXCLUDE_FROM_ALL)
 
 include(CPack)
