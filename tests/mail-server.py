@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 # A mail server that is not ours: keeps what it gets in a folder, each attachment under its own name. Prints the ports
-# that it listens on: without encryption, with STARTTLS, and with encryption from the beginning. A user logs in as ann,
-# with the password secret.
-#   mail-server.py <folder> <certificate and key>
+# that it listens on: without encryption and, given a certificate, with STARTTLS and with encryption from the beginning.
+# A user logs in as ann, with the password secret.
+#   mail-server.py <folder> [<certificate and key>]
 
 import asyncio
 import email.policy
@@ -11,7 +11,7 @@ import sys
 
 from aiosmtpd.smtp import SMTP, AuthResult
 
-folder, certificate = sys.argv[1:]
+folder, *certificates = sys.argv[1:]
 policy = email.policy.SMTP
 
 
@@ -40,10 +40,12 @@ async def listen(encryption=None, **options):
 
 
 async def main():
-    tls = ssl.create_default_context(ssl.Purpose.CLIENT_AUTH)
-    tls.load_cert_chain(certificate)
-    ports = [await listen(auth_require_tls=False), await listen(tls_context=tls, require_starttls=True),
-             await listen(tls, auth_require_tls=False)]
+    ports = [await listen(auth_require_tls=False)]
+    for certificate in certificates:
+        tls = ssl.create_default_context(ssl.Purpose.CLIENT_AUTH)
+        tls.load_cert_chain(certificate)
+        ports.append(await listen(tls_context=tls, require_starttls=True))
+        ports.append(await listen(tls, auth_require_tls=False))
     print(*ports, flush=True)
     await asyncio.Event().wait()
 
