@@ -145,10 +145,11 @@ TEST_F(SMTPTransportTest, KnowsWhatHasBecomeOfTheMessageWhereverTheServerFails) 
         }
         const VideoMessageRequest message = request();
         server.follow(each.script);
-        const bool isSilent = std::any_of(each.script.begin(), each.script.end(), [](const auto& answer) {
-            return answer.second == silence || answer.second == "what?";
+        // The answer to a goodbye is not waited for.
+        const bool waits = std::any_of(each.script.begin(), each.script.end(), [](const auto& step) {
+            return step.first != "QUIT" && (step.second == silence || step.second == "what?");
         });
-        limit = std::chrono::seconds(isSilent ? 1 : 60);
+        limit = std::chrono::seconds(waits ? 1 : 60);
         const auto start = currentTime();
         const std::string error = errorOfSending(message);
         EXPECT_LT(currentTime() - start, Seconds(20));
@@ -225,12 +226,16 @@ TEST_F(SMTPTransportTest, OneOfManyTakesWhatIsDeferred) {
     server.follow({{"MAIL ", "450 later"}});
     errorOfSending(earlier);
     server.follow({});
-    constexpr int senders = 6;
-    const std::vector<int> statuses = runInProcesses(
-        senders, [&](int) { _exit(errorOfSending(request({"dan@example.com"})).empty() ? 0 : 1); });
+    // Every other one sends the very message, too.
+    constexpr int senders = 12;
+    const std::vector<int> statuses = runInProcesses(senders, [&](int sender) {
+        const std::string error = errorOfSending(sender % 2 == 0 ? earlier : request({"dan@example.com"}));
+        EXPECT_EQ(error, "");
+        _exit(error.empty() ? 0 : 1);
+    });
     EXPECT_THAT(statuses, testing::Each(0));
     EXPECT_EQ(statesOf(earlier.recordUUID), "aaa");
-    EXPECT_EQ(server.messages().size(), senders + 1U);
+    EXPECT_EQ(server.messages().size(), senders / 2 + 1U);
 }
 
 TEST_F(SMTPTransportTest, RefusesWhatIsNoAddressBeforeAnythingIsWritten) {
@@ -250,6 +255,7 @@ TEST_F(SMTPTransportTest, RefusesWhatIsNoAddressBeforeAnythingIsWritten) {
                                    ".ann@example.com",
                                    "ann@example..com",
                                    "ann@-example.com",
+                                   "ann@example-.com",
                                    "ann@example.com.",
                                    "ann@[127.0.0.1]",
                                    "\u00e4nn@example.com",
