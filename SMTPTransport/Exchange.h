@@ -22,6 +22,7 @@ class Exchange {
 
     /// From now on, the server may have the whole message, whether it says so or not.
     void completeBody() { isBodyComplete_ = true; }
+    [[nodiscard]] bool isBodyComplete() const { return isBodyComplete_; }
 
     /// Whether the connection and the log-in were taken.
     [[nodiscard]] bool hasBegun() const { return step_ != Step::connection; }

@@ -98,7 +98,8 @@ class Attempt {
         set(CURLOPT_HEADERDATA, this);
 
         const CURLcode code = curl_easy_perform(handle.get());
-        if (failure_) {
+        // What went wrong here later is no reason to believe that the server does not have the message.
+        if (failure_ && !exchange_.isBodyComplete()) {
             std::rethrow_exception(failure_);
         }
         // Closing the connection says goodbye; nobody waits for the answer to that.

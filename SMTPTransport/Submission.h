@@ -40,6 +40,7 @@ struct Submission {
 
 /// Hands a message to a server. `beforeTheEnd` is called with what the deliveries will be if no answer comes,
 /// before the server can have the whole message. What it throws ends the attempt, and leaves this function.
+/// Whatever leaves it, the server does not have the message then.
 [[nodiscard]] Submission submit(const ServiceURL& service, const MailMessage& message,
                                 const TimeLimits& limits,
                                 const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd);
