@@ -27,7 +27,8 @@ The store is one SQLite file, and sent messages go into an outbox folder.")
 set(CPACK_DEBIAN_SMTP_PACKAGE_NAME orvex-smtp)
 set(CPACK_DEBIAN_SMTP_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_SMTP_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_SMTP_PACKAGE_DEPENDS "orvex (= ${PROJECT_VERSION})")
+# Options of libcurl are no symbols, which would show what version has them.
+set(CPACK_DEBIAN_SMTP_PACKAGE_DEPENDS "orvex (= ${PROJECT_VERSION}), libcurl4 (>= 7.88)")
 set(CPACK_DEBIAN_SMTP_DESCRIPTION "video messages of orvex as e-mail
 A module that orvex loads to deliver video messages by way of a mail server:
 orvex --sending-service smtp://ann@mail.example.com send-video-message.")
