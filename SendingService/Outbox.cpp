@@ -7,13 +7,8 @@
 #include "Foundation/Time.h"
 #include "Foundation/UTF8.h"
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdint>
-#include <dirent.h>
-#include <fcntl.h>
-#include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,100 +22,11 @@ namespace Orvex {
 
 namespace {
 
-/// Passes the result of a system call on, or throws what went wrong.
-template <class Result>
-Result checked(Result result, const std::string& attempt) {
-    if (result < 0) {
-        throw std::system_error(errno, std::generic_category(), attempt);
-    }
-    return result;
-}
-
-constexpr int openFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
-/// A folder of the user's own, held open: what is done in it goes by its descriptor, so that nothing that is
-/// put in its place meanwhile leads elsewhere.
-class Folder {
-  public:
-    explicit Folder(const std::string& path) : Folder(AT_FDCWD, path, path) {}
-    Folder(const Folder& outer, const std::string& name)
-        : Folder(outer.get(), name, outer.path_ + "/" + name) {}
-
-    /// The folder inside of this name, made where it is missing.
-    [[nodiscard]] Folder inner(const std::string& name) const {
-        if (mkdirat(get(), name.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
-            checked(-1, "cannot make " + pathOf(name));
-        }
-        return {*this, name};
-    }
-
-    /// Makes a file inside, for the user alone, to be written.
-    [[nodiscard]] FileDescriptor makeFile(const std::string& name) const {
-        return FileDescriptor(
-            checked(openat(get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR),
-                    "cannot make " + pathOf(name)));
-    }
-
-    /// Makes what was made, moved or removed inside survive a crash.
-    void sync() const { checked(fsync(get()), "cannot sync " + inQuotes(path_)); }
-
-    // A lock goes with this object or its process, or before.
-    void lock() const { checked(flock(get(), LOCK_EX), "cannot lock " + inQuotes(path_)); }
-    void unlock() const { flock(get(), LOCK_UN); }
-
-    [[nodiscard]] std::string pathOf(const std::string& name) const { return inQuotes(path_ + "/" + name); }
-    [[nodiscard]] const std::string& path() const { return path_; }
-    [[nodiscard]] int get() const { return descriptor_.get(); }
-
-  private:
-    Folder(int outer, const std::string& name, std::string path)
-        : path_(std::move(path)),
-          descriptor_(checked(openat(outer, name.c_str(), openFolder), "cannot open " + inQuotes(path_))) {
-        struct stat status {};
-        checked(fstat(get(), &status), "cannot look at " + inQuotes(path_));
-        if (status.st_uid != geteuid()) {
-            throw SendingServiceError(
-                inQuotes(path_) + " belongs to user " + std::to_string(status.st_uid) +
-                "; an outbox, its tmp/ and its new/ must belong to the user who sends, " +
-                std::to_string(geteuid()));
-        }
-    }
-
-    std::string path_;
-    FileDescriptor descriptor_;
-};
-
-struct Closer {
-    void operator()(DIR* list) const noexcept { closedir(list); }
-};
-
-/// Calls `visit` for each name in a folder, as far as they can be read.
-template <class Visit>
-void forEachName(int folder, Visit visit) {
-    // A descriptor of its own, since the list takes it over.
-    FileDescriptor listed(openat(folder, ".", openFolder));
-    const std::unique_ptr<DIR, Closer> names(listed.get() < 0 ? nullptr : fdopendir(listed.get()));
-    if (names == nullptr) {
-        return;
-    }
-    listed.release();
-    while (const dirent* const entry = readdir(names.get())) {
-        visit(&entry->d_name[0]);
-    }
-}
-
 /// Removes an entry, open as `entry`, and the files in it, as far as that can be done: a folder in it is not
 /// ours, and stays.
 void removeEntry(const Folder& tmp, const std::string& name, int entry) noexcept {
     forEachName(entry, [&](const char* file) { unlinkat(entry, file, 0); });
     unlinkat(tmp.get(), name.c_str(), AT_REMOVEDIR);
-}
-
-bool isAt(const Folder& folder, const std::string& name, int file) {
-    struct stat there {};
-    struct stat opened {};
-    return fstatat(folder.get(), name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 &&
-           fstat(file, &opened) == 0 && there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
 }
 
 /// Removes the entries under `tmp/` that nobody is writing any more. What cannot be removed is left to the
@@ -133,7 +39,7 @@ void clearAbandonedEntries(const Folder& tmp) {
         }
         const FileDescriptor entry(openat(tmp.get(), name, openFolder));
         // A writer that is done has given up the lock, too, and what was opened here is under `new/`.
-        if (entry.get() >= 0 && flock(entry.get(), LOCK_EX | LOCK_NB) == 0 && isAt(tmp, name, entry.get())) {
+        if (entry.get() >= 0 && flock(entry.get(), LOCK_EX | LOCK_NB) == 0 && tmp.has(name, entry.get())) {
             removeEntry(tmp, name, entry.get());
         }
     });
@@ -155,11 +61,11 @@ class UnfinishedEntry {
 
     [[nodiscard]] const Folder& folder() const { return folder_; }
 
-    /// Moves the entry, once its files are synced, to `target`, where it is durable afterwards.
-    void publish(const Folder& target) {
+    /// Moves the entry, once its files are synced, to `target`, where it is durable afterwards; returns its
+    /// folder, locked.
+    Folder publish(const Folder& target) {
         folder_.sync();
-        checked(renameat(tmp_.get(), name_.c_str(), target.get(), name_.c_str()),
-                "cannot move the message to " + inQuotes(target.path()));
+        folder_.move(tmp_, target, name_);
         isPublished_ = true;
         try {
             target.sync();
@@ -171,6 +77,7 @@ class UnfinishedEntry {
             isPublished_ = false;
             throw;
         }
+        return std::move(folder_);
     }
 
   private:
@@ -206,16 +113,6 @@ void checkHandle(std::string_view handle, const std::string& whose) {
             throw SendingServiceError(whose + " " + inQuotes(handle) +
                                       " has a control character, or bytes that are no UTF-8");
         }
-    }
-}
-
-void writeAll(int file, std::string_view bytes, const std::string& path) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(checked(written, "cannot write " + path)));
     }
 }
 
@@ -275,39 +172,21 @@ std::string videoName(const std::string& originalPath) {
     return isOrdinary ? "video" + extension : "video";
 }
 
-std::string requestText(const VideoMessageRequest& request, const std::string& video, std::uintmax_t size) {
-    const nlohmann::ordered_json json = {{"recordUUID", request.recordUUID.text()},
-                                         {"sender", request.senderHandle},
-                                         {"destinations", request.destinationHandles},
-                                         {"provider", rawValue(request.provider)},
-                                         {"originalURL", request.videoURL.text()},
-                                         {"video", video},
-                                         {"size", size},
-                                         {"created", timestampText(currentTime())}};
-    constexpr int indentation = 2;
-    return json.dump(indentation) + "\n";
-}
-
-void write(const UnfinishedEntry& entry, const VideoMessageRequest& request, const RegularFile& video) {
-    const Folder& folder = entry.folder();
-    const std::string name = videoName(request.videoURL.path());
-    const FileDescriptor copyOfVideo = folder.makeFile(name);
+void write(const Folder& folder, const RegularFile& video, const OutboxMessage& message) {
+    const FileDescriptor copyOfVideo = folder.makeFile(message.video);
     const std::uintmax_t size =
-        copy(video.descriptor(), copyOfVideo.get(), video.size(), folder.pathOf(name));
+        copy(video.descriptor(), copyOfVideo.get(), video.size(), folder.pathOf(message.video));
     if (size != video.size() || video.hasChanged()) {
         throw FileError("it changed while it was copied; send it again when it is complete");
     }
-    checked(fsync(copyOfVideo.get()), "cannot sync " + folder.pathOf(name));
-
-    const std::string requestName = "request.json";
-    const FileDescriptor requestFile = folder.makeFile(requestName);
-    writeAll(requestFile.get(), requestText(request, name, size), folder.pathOf(requestName));
-    checked(fsync(requestFile.get()), "cannot sync " + folder.pathOf(requestName));
+    checked(fsync(copyOfVideo.get()), "cannot sync " + folder.pathOf(message.video));
+    message.write(folder, "request.json");
 }
 
 } // namespace
 
-void putIntoOutbox(const std::filesystem::path& folder, const VideoMessageRequest& request) {
+OutboxEntry putIntoOutbox(const std::filesystem::path& folder, const VideoMessageRequest& request,
+                          const std::optional<Transport>& transport) {
     checkHandle(request.senderHandle, "cannot send the video message: the sender's handle");
     if (request.destinationHandles.empty()) {
         throw SendingServiceError("cannot send the video message: there is no destination");
@@ -322,14 +201,21 @@ void putIntoOutbox(const std::filesystem::path& folder, const VideoMessageReques
             throw FileError("it is empty");
         }
         makePrivateFolders(folder);
-        const Folder outbox(folder);
+        Folder outbox(folder);
         const Folder tmp = outbox.inner("tmp");
         const Folder published = outbox.inner("new");
         // Also when they were there: who made them may have died before they were synced.
         outbox.sync();
+        OutboxMessage message{.request = request,
+                              .video = videoName(videoPath),
+                              .size = video.size(),
+                              .created = timestampText(currentTime()),
+                              .transport = transport,
+                              .deliveries = {}};
+        message.deliveries.resize(transport ? request.destinationHandles.size() : 0);
         UnfinishedEntry entry(tmp, request.recordUUID.text());
-        write(entry, request, video);
-        entry.publish(published);
+        write(entry.folder(), video, message);
+        return {std::move(outbox), entry.publish(published), std::move(message)};
     } catch (const FileError& error) {
         throw SendingServiceError("cannot send the video " + inQuotes(videoPath) + ": " + error.what());
     } catch (const std::exception& error) {

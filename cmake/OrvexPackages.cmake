@@ -1,4 +1,5 @@
-# Debian packages: orvex with the program, orvex-postgresql with its module for stores on a server, orvex-dev with what is needed to build a tool of one's own.
+# Debian packages: orvex with the program, orvex-postgresql with its module for stores on a server, orvex-smtp with that for
+# e-mail, orvex-dev with what is needed to build a tool of one's own.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME orvex)
@@ -6,7 +7,7 @@ set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL program postgresql development)
+set(CPACK_COMPONENTS_ALL program postgresql smtp development)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Orvex developers <orvex@example.com>")
@@ -30,6 +31,14 @@ set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_DEPENDS "orvex (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_POSTGRESQL_DESCRIPTION "message stores of orvex on a PostgreSQL server
 A module that orvex loads when its message store is a database on a PostgreSQL
 server, which many machines share: orvex --store postgresql://host/database.")
+set(CPACK_DEBIAN_SMTP_PACKAGE_NAME orvex-smtp)
+set(CPACK_DEBIAN_SMTP_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_SMTP_PACKAGE_SHLIBDEPS ON)
+# Options of libcurl are no symbols, which would show what version has them.
+set(CPACK_DEBIAN_SMTP_PACKAGE_DEPENDS "orvex (= ${PROJECT_VERSION}), libcurl4 (>= 7.88)")
+set(CPACK_DEBIAN_SMTP_DESCRIPTION "video messages of orvex as e-mail
+A module that orvex loads to deliver video messages by way of a mail server:
+orvex --sending-service smtp://ann@mail.example.com send-video-message.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME orvex-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -52,6 +61,7 @@ file(ARCHIVE_CREATE OUTPUT ${PROJECT_BINARY_DIR}/changelog.gz PATHS ${PROJECT_BI
   FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
 install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documentation}/orvex COMPONENT program EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documentation}/orvex-postgresql COMPONENT postgresql EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documentation}/orvex-smtp COMPONENT smtp EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documentation}/orvex-dev COMPONENT development EXCLUDE_FROM_ALL)
 
 include(CPack)

@@ -21,3 +21,19 @@ function(orvex_library name)
     ARCHIVE COMPONENT development
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvex COMPONENT development)
 endfunction()
+
+# orvex_module(<name> MAP <file> SOURCES <file>... LIBRARIES <library>...)
+# What the program loads when it is asked for: NAME-VERSION.so, for the program of the same version alone, of the package
+# orvex-NAME. It keeps its symbols to itself, all but those in MAP; it has copies of the libraries that it shares with the
+# program.
+function(orvex_module name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAP" "SOURCES;LIBRARIES")
+  set(target orvex_${name})
+  set(map ${CMAKE_CURRENT_SOURCE_DIR}/${arg_MAP})
+  add_library(${target} MODULE ${arg_SOURCES})
+  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${name}-${PROJECT_VERSION} SUFFIX ".so"
+    CXX_VISIBILITY_PRESET hidden LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR} LINK_DEPENDS ${map})
+  target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} orvex_warnings)
+  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,--version-script=${map})
+  install(TARGETS ${target} LIBRARY DESTINATION ${ORVEX_MODULE_FOLDER} COMPONENT ${name})
+endfunction()

@@ -5,7 +5,10 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -40,6 +43,8 @@ struct UnsyncedName {
     std::string name;
     FileDescriptor oldFolder{};
     std::string oldName{};
+    /// What the file had in it that was replaced.
+    std::optional<std::string> replaced{};
 };
 std::vector<UnsyncedName> unsyncedNames;
 std::map<ino_t, FileDescriptor> unsyncedContents;
@@ -47,6 +52,10 @@ std::map<ino_t, FileDescriptor> unsyncedContents;
 /// The same file or folder, opened once more: a copy of the descriptor would keep its locks.
 FileDescriptor reopened(int file, int flags = O_RDONLY) {
     return FileDescriptor(__real_open(("/proc/self/fd/" + std::to_string(file)).c_str(), flags, 0));
+}
+
+std::filesystem::path pathOf(int folder, const std::string& name) {
+    return "/proc/self/fd/" + std::to_string(folder) + "/" + name;
 }
 
 ino_t inode(int file) {
@@ -132,9 +141,11 @@ void FailingSystemCalls::losePower(Loss loss) {
         const UnsyncedName& lost = unsyncedNames.back();
         if (lost.oldFolder.get() >= 0) {
             __real_renameat(lost.folder.get(), lost.name.c_str(), lost.oldFolder.get(), lost.oldName.c_str());
+            if (lost.replaced) {
+                std::ofstream(pathOf(lost.folder.get(), lost.name)) << *lost.replaced;
+            }
         } else {
-            std::filesystem::remove_all("/proc/self/fd/" + std::to_string(lost.folder.get()) + "/" +
-                                        lost.name);
+            std::filesystem::remove_all(pathOf(lost.folder.get(), lost.name));
         }
     }
 }
@@ -249,9 +260,14 @@ int __wrap_renameat(int fromFolder, const char* from, int toFolder, const char* 
     if (fails()) {
         return -1;
     }
+    std::optional<std::string> replaced;
+    if (plan.watchesDisk && is_regular_file(pathOf(toFolder, to))) {
+        std::ifstream file(pathOf(toFolder, to));
+        replaced.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
     const int result = __real_renameat(fromFolder, from, toFolder, to);
-    if (result == 0 && Orvex::Testing::plan.watchesDisk) {
-        unsyncedNames.push_back({reopened(toFolder), to, reopened(fromFolder), from});
+    if (result == 0 && plan.watchesDisk) {
+        unsyncedNames.push_back({reopened(toFolder), to, reopened(fromFolder), from, std::move(replaced)});
     }
     return result;
 }

@@ -29,7 +29,9 @@ const ManualText SendVideoMessage::manual{
     .description = R"(Hands a copy of the video to the sending service, together with the sender and all
 destinations. Handles are telephone numbers or e-mail addresses, and are handed on as
 they are. Each message gets a record UUID of its own. It is not added to the store.)",
-    .exitStatus = "When the message could not be sent, the exit status is 1, and standard error says why.",
+    .exitStatus =
+        "When the message was not accepted for every destination, the exit status is 1, and standard "
+        "error says why.",
     .examples = R"(Send a video to two people:
 
     {tool} send-video-message --video-url party.mov --sender-handle +15550100 \

@@ -1,18 +1,44 @@
 #include "Foundation/FileURL.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/AllCommands.h"
-#include "Orvex/host/SharedStore.h"
+#include "Orvex/host/Module.h"
 #include "Orvex/store/MessageStoreClient.h"
 #include "Orvex/store/SendingService.h"
 #include "SendingService/OutboxSendingService.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
+
+namespace Orvex {
+
+/// What delivers video messages, by its URL.
+struct ServiceLocation {
+    std::string url;
+};
+
+template <>
+struct ArgumentConversion<ServiceLocation> {
+    static std::optional<ServiceLocation> parse(std::string_view word) {
+        const bool isKnown = word.starts_with("smtp://") || word.starts_with("smtps://");
+        return isKnown ? std::optional(ServiceLocation{std::string(word)}) : std::nullopt;
+    }
+    static std::string text(const ServiceLocation& location) { return location.url; }
+    static ValueSyntax syntax() {
+        return {.placeholder = "<url>",
+                .expected = "a URL such as smtp://mail.example.com or smtps://ann@mail.example.com",
+                .values = {},
+                .meanings = {}};
+    }
+};
+
+} // namespace Orvex
 
 namespace {
 
@@ -25,7 +51,13 @@ struct HostOptions {
         "The file of the message store, or the postgresql://... URI of one on a server. Without it: "
         "orvex/messages.db in $XDG_DATA_HOME, or else in ~/.local/share."};
 
-    ORVEX_CODING_KEYS(HostOptions, store)
+    Option<std::optional<ServiceLocation>> sendingService{
+        std::nullopt,
+        {derivedLong},
+        "The smtp:// or smtps:// URL of the server that video messages are sent by way of. Without it, they "
+        "wait in the outbox."};
+
+    ORVEX_CODING_KEYS(HostOptions, store, sendingService)
 };
 static_assert(ParsableArguments<HostOptions>);
 
@@ -44,6 +76,9 @@ it.
 A store that several machines share is in a database on a PostgreSQL server: {tool} --store
 postgresql://host/database. It takes the package orvex-postgresql. Passwords are best kept in ~/.pgpass. Video
 messages that are sent go into the outbox of the default store then.
+A mail server delivers them as e-mail: {tool} --sending-service smtp://ann@mail.example.com. It takes the package
+orvex-smtp. The password is looked up in ~/.netrc. Telephone numbers need a gateway, as in
+smtp://mail.example.com?phone-domain=sms.example.com.
 
 An option that takes a list takes all words up to the next option, and may be repeated. A value that
 begins with "-" is joined to its option by "=". Types, providers, mailboxes and the state of a
@@ -70,22 +105,31 @@ std::filesystem::path userDataFolder() {
     throw std::runtime_error("cannot tell where the message store is: HOME is not set; give --store <path>");
 }
 
-/// Puts a store, and the outbox beside it or beside the default one, behind the commands.
+/// Puts a store, and the outbox beside it or else beside the default one, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
-    if (options.store->has_value() && isSharedStore((*options.store)->native())) {
-        MessageStoreClient::setStoreFactory(
-            [location = (*options.store)->native()] { return makeSharedStore(location); });
+    const std::string location = options.store->value_or("").native();
+    std::function<std::filesystem::path()> outbox;
+    if (location.starts_with("postgresql://") || location.starts_with("postgres://")) {
+        MessageStoreClient::setStoreFactory([location] {
+            return makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", location.c_str());
+        });
         // Only who sends something needs a home.
-        SendingService::setFactory(
-            [] { return std::make_shared<OutboxSendingService>(userDataFolder() / "orvex/outbox"); });
-        return;
+        outbox = [] { return userDataFolder() / "orvex/outbox"; };
+    } else {
+        const std::filesystem::path given =
+            options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
+        const std::filesystem::path file = FileURL::fromPath(given.native()).path();
+        MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
+        outbox = [folder = file.parent_path()] { return folder / "outbox"; };
     }
-    const std::filesystem::path given =
-        options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
-    const std::filesystem::path file = FileURL::fromPath(given.native()).path();
-    const std::filesystem::path outbox = file.parent_path() / "outbox";
-    MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
-    SendingService::setFactory([outbox] { return std::make_shared<OutboxSendingService>(outbox); });
+    SendingService::setFactory(
+        [outbox, service = *options.sendingService]() -> std::shared_ptr<SendingService> {
+            if (service) {
+                return makeByModule<SendingService>("smtp", "orvexMakeSMTPSendingService",
+                                                    service->url.c_str(), outbox().c_str());
+            }
+            return std::make_shared<OutboxSendingService>(outbox());
+        });
 }
 
 } // namespace

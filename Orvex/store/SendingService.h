@@ -42,8 +42,8 @@ class SendingService {
     SendingService(const SendingService&) = delete;
     SendingService& operator=(const SendingService&) = delete;
 
-    /// Has the message delivered, or durably accepted for delivery. Throws `SendingServiceError`; nothing was
-    /// sent then.
+    /// Has the message delivered, or durably accepted for delivery to every destination. Throws
+    /// `SendingServiceError`, which says whether some of them get it all the same.
     virtual Async<void> sendVideoMessage(VideoMessageRequest request) = 0;
 };
 

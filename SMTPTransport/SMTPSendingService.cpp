@@ -1,0 +1,210 @@
+#include "SMTPTransport/SMTPSendingService.h"
+
+#include "Foundation/Enumeration.h"
+#include "Foundation/QuotedText.h"
+#include "SMTPTransport/Address.h"
+#include "SMTPTransport/MailHeaders.h"
+#include "SendingService/Outbox.h"
+#include <algorithm>
+#include <cstddef>
+#include <curl/curl.h>
+#include <exception>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace Orvex {
+
+namespace {
+
+const std::string attempt = "cannot send the video message";
+
+struct Envelope {
+    std::string sender;
+    std::vector<std::string> recipients;
+};
+
+Envelope envelopeOf(const VideoMessageRequest& request, const std::string& phoneDomain) {
+    Envelope envelope{.sender =
+                          mailAddress(request.senderHandle, phoneDomain, attempt + ": the sender's handle"),
+                      .recipients = {}};
+    for (const std::string& handle : request.destinationHandles) {
+        envelope.recipients.push_back(mailAddress(handle, phoneDomain, attempt + ": the destination handle"));
+    }
+    return envelope;
+}
+
+/// The same for every attempt, and for whoever asks which message it was.
+std::string messageID(const UUID& recordUUID, const std::string& sender) {
+    return "<" + recordUUID.text() + sender.substr(sender.find('@')) + ">";
+}
+
+bool isAccepted(const OutboxEntry& entry) {
+    return !entry.has(DeliveryState::deferred) && !entry.has(DeliveryState::refused) &&
+           !entry.has(DeliveryState::unknown);
+}
+
+/// Whether there is something to tell that nobody has told yet: deferred once more is no news, and what
+/// whoever died did not move to `cur/`, they did not report either.
+bool hasBadNews(const OutboxEntry& entry, const std::vector<Delivery>& before) {
+    const auto isDeferred = [](const Delivery& delivery) {
+        return delivery.state == DeliveryState::deferred;
+    };
+    if (std::none_of(before.begin(), before.end(), isDeferred)) {
+        return !isAccepted(entry);
+    }
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const DeliveryState state = entry.message.deliveries[i].state;
+        if (isDeferred(before[i]) && (state == DeliveryState::refused || state == DeliveryState::unknown)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// What the message is called, what each destination answered, and what can be done.
+std::string report(const OutboxEntry& entry) {
+    const VideoMessageRequest& request = entry.message.request;
+    std::string text = "the video message " + request.recordUUID.text() +
+                       (isAccepted(entry) ? " was accepted" : " was not accepted for everybody");
+    std::string_view separator = ": ";
+    for (std::size_t i = 0; i < request.destinationHandles.size(); ++i) {
+        const Delivery& delivery = entry.message.deliveries[i];
+        text.append(separator) += inQuotes(request.destinationHandles[i]);
+        text.append(" ").append(caseName(delivery.state));
+        text += delivery.answer.empty() ? "" : " (" + delivery.answer + ")";
+        separator = ", ";
+    }
+    if (entry.has(DeliveryState::deferred)) {
+        text += "; the next video message that is sent by way of this service tries what is deferred again";
+    }
+    if (entry.has(DeliveryState::unknown)) {
+        text += "; what is unknown may have arrived, so ask before you send it again";
+    }
+    return text;
+}
+
+/// Hands the message to the server for those destinations that are deferred, and keeps what becomes of it.
+bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLimits& limits) {
+    OutboxMessage& message = entry.message;
+    const Envelope envelope = envelopeOf(message.request, service.phoneDomain);
+    const std::string name = std::filesystem::path(message.request.videoURL.path()).filename().native();
+    const FileDescriptor video = entry.openVideo();
+    MailMessage mail{.sender = envelope.sender,
+                     .recipients = {},
+                     .headers = {addressHeader("From", {envelope.sender}),
+                                 addressHeader("To", envelope.recipients), "Subject: Video message",
+                                 "Date: " + mailDate(message.created),
+                                 "Message-ID: " + messageID(message.request.recordUUID, envelope.sender)},
+                     .text = "A video message from " + envelope.sender + ".\r\n",
+                     .videoType = videoType(name),
+                     .videoHeader = attachmentHeader(name),
+                     .video = video.get(),
+                     .videoSize = message.size};
+    std::vector<std::size_t> tried;
+    for (std::size_t i = 0; i < message.deliveries.size(); ++i) {
+        if (message.deliveries[i].state == DeliveryState::deferred) {
+            tried.push_back(i);
+            mail.recipients.push_back(envelope.recipients[i]);
+        }
+    }
+    const auto keep = [&](const std::vector<Delivery>& deliveries) {
+        for (std::size_t i = 0; i < tried.size(); ++i) {
+            message.deliveries[tried[i]] = deliveries[i];
+        }
+        entry.save();
+    };
+    const std::vector<Delivery> before = message.deliveries;
+    Submission submission;
+    try {
+        submission = submit(service, mail, limits, keep);
+    } catch (const std::exception&) {
+        // The server does not have it: what says that it might must not stay.
+        message.deliveries = before;
+        try {
+            entry.save();
+        } catch (const std::exception&) {
+            // The first error says what is wrong.
+        }
+        throw;
+    }
+    keep(submission.deliveries);
+    return submission.reachedServer;
+}
+
+} // namespace
+
+SMTPSendingService::SMTPSendingService(const std::string& url, const std::filesystem::path& outbox,
+                                       TimeLimits limits)
+    : service_(ServiceURL::parse(url)), outbox_(std::filesystem::absolute(outbox)), limits_(limits) {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+}
+
+Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
+    const Envelope envelope = envelopeOf(request, service_.phoneDomain);
+    continueDeferred(request.recordUUID);
+    std::optional<OutboxEntry> entry;
+    try {
+        entry = OutboxEntry::find(outbox_, request.recordUUID);
+    } catch (const std::exception& error) {
+        throw SendingServiceError(attempt + ": " + onOneLine(error.what()));
+    }
+    if (!entry) {
+        const Transport transport{service_.text, messageID(request.recordUUID, envelope.sender)};
+        entry = putIntoOutbox(outbox_, request, transport);
+    } else if (const OutboxMessage& known = entry->message;
+               !known.transport || known.transport->service != service_.text ||
+               known.request.senderHandle != request.senderHandle ||
+               known.request.destinationHandles != request.destinationHandles) {
+        throw SendingServiceError(attempt + ": the outbox has another one with the record UUID " +
+                                  request.recordUUID.text());
+    }
+    deliver(*entry);
+    if (!isAccepted(*entry)) {
+        throw SendingServiceError(report(*entry));
+    }
+    co_return;
+}
+
+void SMTPSendingService::continueDeferred(const UUID& except) const {
+    for (const UUID& recordUUID : OutboxEntry::waiting(outbox_, service_.text)) {
+        std::optional<OutboxEntry> entry;
+        std::vector<Delivery> before;
+        bool reachedServer = true;
+        try {
+            entry = recordUUID != except ? OutboxEntry::openIfFree(outbox_, recordUUID) : std::nullopt;
+            if (!entry) {
+                continue;
+            }
+            before = entry->message.deliveries;
+            reachedServer = deliver(*entry);
+        } catch (const std::exception&) {
+            // Damage to one message must not keep others from being sent.
+            continue;
+        }
+        if (!reachedServer) {
+            return;
+        }
+        if (hasBadNews(*entry, before)) {
+            throw SendingServiceError(
+                attempt + ", which can be sent again: an earlier one failed first: " + report(*entry));
+        }
+    }
+}
+
+bool SMTPSendingService::deliver(OutboxEntry& entry) const {
+    bool reachedServer = true;
+    try {
+        if (entry.has(DeliveryState::deferred)) {
+            reachedServer = submitDeferred(entry, service_, limits_);
+        }
+        if (!entry.has(DeliveryState::deferred)) {
+            entry.finish();
+        }
+    } catch (const std::exception& error) {
+        throw SendingServiceError(report(entry) + "; the outbox failed: " + onOneLine(error.what()));
+    }
+    return reachedServer;
+}
+
+} // namespace Orvex

@@ -1,0 +1,85 @@
+#include "SMTPTransport/ServiceURL.h"
+
+#include "Foundation/LetterCase.h"
+#include "Orvex/store/SendingService.h"
+#include "SMTPTransport/Address.h"
+#include <arpa/inet.h>
+#include <curl/curl.h>
+#include <memory>
+#include <netinet/in.h>
+
+namespace Orvex {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& reason) {
+    throw SendingServiceError("cannot send the video message: the URL of the sending service " + reason);
+}
+
+using URL = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
+
+/// A part of the URL; empty where it is absent.
+std::string part(const URL& url, CURLUPart which, unsigned flags = 0) {
+    char* text = nullptr;
+    const CURLUcode code = curl_url_get(url.get(), which, &text, flags);
+    const std::unique_ptr<char, decltype(&curl_free)> owned(text, curl_free);
+    if (code == CURLUE_URLDECODE) {
+        fail("has an escape that cannot be decoded");
+    }
+    return text != nullptr ? text : "";
+}
+
+/// By its name alone: what a name server says may not tell whether a password can go in the clear.
+bool namesThisMachine(const std::string& host) {
+    constexpr unsigned loopbackNetwork = 127;
+    constexpr unsigned networkShift = 24;
+    in_addr address{};
+    return lowerCased(host) == "localhost" || host == "[::1]" ||
+           (inet_pton(AF_INET, host.c_str(), &address) == 1 &&
+            ntohl(address.s_addr) >> networkShift == loopbackNetwork);
+}
+
+} // namespace
+
+ServiceURL ServiceURL::parse(const std::string& text) {
+    const URL url(curl_url(), curl_url_cleanup);
+    // What cannot be read has no scheme; libcurl would read on behind a third slash.
+    if (text.find(":///") == std::string::npos) {
+        curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0);
+    }
+    const std::string scheme = part(url, CURLUPART_SCHEME);
+    const std::string host = part(url, CURLUPART_HOST);
+    if ((scheme != "smtp" && scheme != "smtps") || host.empty()) {
+        fail("is not of the form smtp://[USER@]HOST[:PORT][?phone-domain=DOMAIN] or smtps://...");
+    }
+    if (!part(url, CURLUPART_PASSWORD).empty()) {
+        fail("has a password, which others on the machine can read; keep it in ~/.netrc: machine HOST login "
+             "USER password PASSWORD");
+    }
+    const std::string path = part(url, CURLUPART_PATH);
+    std::string query = part(url, CURLUPART_QUERY, CURLU_URLDECODE);
+    constexpr std::string_view phoneDomain = "phone-domain=";
+    if ((path != "/" && !path.empty()) || !part(url, CURLUPART_FRAGMENT).empty() ||
+        !part(url, CURLUPART_OPTIONS).empty() || (!query.empty() && !query.starts_with(phoneDomain))) {
+        fail("has more than a user, a host, a port and ?phone-domain=DOMAIN");
+    }
+    if (!query.empty() && !isDomain(query.erase(0, phoneDomain.size()))) {
+        fail("names no domain behind phone-domain=");
+    }
+    // As it is spelled, once it is known to be decodable: libcurl looks for the password of a user in the URL
+    // alone.
+    const std::string user =
+        part(url, CURLUPART_USER, CURLU_URLDECODE).empty() ? "" : part(url, CURLUPART_USER);
+    // Where mail is submitted (RFC 6409, RFC 8314); libcurl would choose the port between servers.
+    std::string port = part(url, CURLUPART_PORT);
+    if (port.empty()) {
+        port = scheme == "smtps" ? "465" : "587";
+    }
+    return {.text = text,
+            .server = scheme + "://" + (user.empty() ? "" : user + "@") + host + ":" + port,
+            .hasUser = !user.empty(),
+            .phoneDomain = query,
+            .isLoopback = namesThisMachine(host)};
+}
+
+} // namespace Orvex

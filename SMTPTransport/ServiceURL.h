@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Orvex {
+
+/// The server that takes messages, as `smtp://[USER@]HOST[:PORT][?phone-domain=DOMAIN]` or `smtps://...`.
+struct ServiceURL {
+    /// As it was given.
+    std::string text;
+    /// Scheme, user, host and port alone.
+    std::string server;
+    bool hasUser = false;
+    /// Where telephone numbers are mail boxes; empty where that is nowhere.
+    std::string phoneDomain;
+    /// Whether what is sent does not leave this machine.
+    bool isLoopback = false;
+
+    /// Throws `SendingServiceError`, whose text does not repeat the URL: there may be a password in it.
+    [[nodiscard]] static ServiceURL parse(const std::string& text);
+};
+
+} // namespace Orvex

@@ -1,0 +1,196 @@
+#include "SMTPTransport/Submission.h"
+
+#include "SMTPTransport/Exchange.h"
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <curl/curl.h>
+#include <exception>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace Orvex {
+
+namespace {
+
+template <auto destroy>
+struct Destroyer {
+    template <class T>
+    void operator()(T* owned) const {
+        destroy(owned);
+    }
+};
+using Handle = std::unique_ptr<CURL, Destroyer<curl_easy_cleanup>>;
+using Form = std::unique_ptr<curl_mime, Destroyer<curl_mime_free>>;
+using List = std::unique_ptr<curl_slist, Destroyer<curl_slist_free_all>>;
+
+List listOf(const std::vector<std::string>& texts) {
+    List list;
+    for (const std::string& text : texts) {
+        curl_slist* const longer = curl_slist_append(list.get(), text.c_str());
+        if (longer == nullptr) {
+            throw std::bad_alloc();
+        }
+        // The first element stays where it was.
+        static_cast<void>(list.release());
+        list.reset(longer);
+    }
+    return list;
+}
+
+void check(CURLcode code) {
+    if (code != CURLE_OK) {
+        throw std::runtime_error(curl_easy_strerror(code));
+    }
+}
+
+/// One attempt: what libcurl calls back, and what it is told.
+class Attempt {
+  public:
+    Attempt(const MailMessage& message, const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd)
+        : message_(message), beforeTheEnd_(beforeTheEnd) {}
+
+    Submission run(const ServiceURL& service, const TimeLimits& limits) {
+        const Handle handle(curl_easy_init());
+        if (!handle) {
+            throw std::bad_alloc();
+        }
+        const List headers = listOf(message_.headers);
+        const List recipients = listOf(message_.recipients);
+        const List videoHeaders = listOf({message_.videoHeader});
+        const Form form(curl_mime_init(handle.get()));
+        fill(form.get(), videoHeaders.get());
+        const auto set = [&handle](CURLoption option, auto value) {
+            check(curl_easy_setopt(handle.get(), option, value));
+        };
+        std::array<char, CURL_ERROR_SIZE> fault{};
+        set(CURLOPT_ERRORBUFFER, fault.data());
+        set(CURLOPT_URL, service.server.c_str());
+        set(CURLOPT_PROTOCOLS_STR, "smtp,smtps");
+        // What is this machine for us is another one for a proxy.
+        set(CURLOPT_PROXY, "");
+        set(CURLOPT_USE_SSL, static_cast<long>(service.isLoopback ? CURLUSESSL_TRY : CURLUSESSL_ALL));
+        if (const char* const authorities = std::getenv("SSL_CERT_FILE"); authorities != nullptr) {
+            set(CURLOPT_CAINFO, authorities);
+        }
+        if (service.hasUser) {
+            set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
+        }
+        set(CURLOPT_MAIL_FROM, message_.sender.c_str());
+        set(CURLOPT_MAIL_RCPT, recipients.get());
+        set(CURLOPT_MAIL_RCPT_ALLLOWFAILS, 1L);
+        set(CURLOPT_HTTPHEADER, headers.get());
+        set(CURLOPT_MIMEPOST, form.get());
+        set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(limits.connecting.count()));
+        set(CURLOPT_SERVER_RESPONSE_TIMEOUT, static_cast<long>(limits.step.count()));
+        set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+        set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(limits.step.count()));
+        set(CURLOPT_VERBOSE, 1L);
+        set(CURLOPT_DEBUGFUNCTION, &Attempt::onTrace);
+        set(CURLOPT_DEBUGDATA, this);
+        set(CURLOPT_HEADERFUNCTION, &Attempt::onLine);
+        set(CURLOPT_HEADERDATA, this);
+
+        const CURLcode code = curl_easy_perform(handle.get());
+        // What went wrong here later is no reason to believe that the server does not have the message.
+        if (failure_ && !exchange_.isBodyComplete()) {
+            std::rethrow_exception(failure_);
+        }
+        // Closing the connection says goodbye; nobody waits for the answer to that.
+        curl_socket_t connection = CURL_SOCKET_BAD;
+        if (curl_easy_getinfo(handle.get(), CURLINFO_ACTIVESOCKET, &connection) == CURLE_OK &&
+            connection != CURL_SOCKET_BAD) {
+            shutdown(connection, SHUT_RD);
+        }
+        return {exchange_.deliveries(message_.recipients.size(),
+                                     fault[0] != '\0' ? fault.data() : curl_easy_strerror(code)),
+                exchange_.hasBegun()};
+    }
+
+  private:
+    void fill(curl_mime* form, curl_slist* videoHeaders) {
+        curl_mimepart* const text = curl_mime_addpart(form);
+        check(curl_mime_data(text, message_.text.c_str(), CURL_ZERO_TERMINATED));
+        check(curl_mime_type(text, "text/plain; charset=us-ascii"));
+        check(curl_mime_encoder(text, "7bit"));
+        curl_mimepart* const video = curl_mime_addpart(form);
+        check(curl_mime_data_cb(video, static_cast<curl_off_t>(message_.videoSize), &Attempt::onRead, nullptr,
+                                nullptr, this));
+        check(curl_mime_type(video, message_.videoType.c_str()));
+        check(curl_mime_encoder(video, "base64"));
+        check(curl_mime_headers(video, videoHeaders, 0));
+    }
+
+    /// Runs `action`; `stop` where it throws, which must not go through libcurl.
+    template <class Result, class Action>
+    Result guarded(Result stop, Action action) {
+        try {
+            return action();
+        } catch (...) {
+            failure_ = std::current_exception();
+            return stop;
+        }
+    }
+
+    std::size_t read(char* buffer, std::size_t size) {
+        const std::uintmax_t rest = message_.videoSize - read_;
+        ssize_t count = 0;
+        do {
+            count = ::read(message_.video, buffer, std::min<std::uintmax_t>(size, rest));
+        } while (count < 0 && errno == EINTR);
+        if (count < 0 || (count == 0 && rest > 0)) {
+            throw std::system_error(count < 0 ? errno : EIO, std::generic_category(),
+                                    "cannot read the video");
+        }
+        read_ += static_cast<std::size_t>(count);
+        if (rest > 0 && read_ == message_.videoSize) {
+            Exchange unanswered = exchange_;
+            unanswered.completeBody();
+            beforeTheEnd_(unanswered.deliveries(message_.recipients.size(),
+                                                "the sender ended before the server answered"));
+            exchange_.completeBody();
+        }
+        return static_cast<std::size_t>(count);
+    }
+
+    static int onTrace(CURL* /*handle*/, curl_infotype type, char* text, std::size_t size, void* attempt) {
+        auto* const self = static_cast<Attempt*>(attempt);
+        return self->guarded(0, [=] {
+            if (type == CURLINFO_HEADER_OUT) {
+                self->exchange_.sent({text, size});
+            }
+            return 0;
+        });
+    }
+
+    static std::size_t onLine(char* text, std::size_t /*one*/, std::size_t size, void* attempt) {
+        auto* const self = static_cast<Attempt*>(attempt);
+        return self->guarded(std::size_t{0}, [=] { return self->exchange_.heard({text, size}) ? size : 0; });
+    }
+
+    static std::size_t onRead(char* buffer, std::size_t /*one*/, std::size_t size, void* attempt) {
+        auto* const self = static_cast<Attempt*>(attempt);
+        return self->guarded(std::size_t{CURL_READFUNC_ABORT}, [=] { return self->read(buffer, size); });
+    }
+
+    const MailMessage& message_;
+    const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd_;
+    Exchange exchange_;
+    std::uintmax_t read_ = 0;
+    std::exception_ptr failure_;
+};
+
+} // namespace
+
+Submission submit(const ServiceURL& service, const MailMessage& message, const TimeLimits& limits,
+                  const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd) {
+    return Attempt(message, beforeTheEnd).run(service, limits);
+}
+
+} // namespace Orvex

@@ -1,0 +1,81 @@
+#include "SendingService/Folder.h"
+
+#include "Foundation/QuotedText.h"
+#include "Orvex/store/SendingService.h"
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace Orvex {
+
+Folder::Folder(int outer, const std::string& name, std::string path)
+    : path_(std::move(path)),
+      descriptor_(checked(openat(outer, name.c_str(), openFolder), "cannot open " + inQuotes(path_))) {
+    struct stat status {};
+    checked(fstat(get(), &status), "cannot look at " + inQuotes(path_));
+    if (status.st_uid != geteuid()) {
+        throw SendingServiceError(inQuotes(path_) + " belongs to user " + std::to_string(status.st_uid) +
+                                  "; an outbox, its tmp/ and its new/ must belong to the user who sends, " +
+                                  std::to_string(geteuid()));
+    }
+}
+
+Folder Folder::inner(const std::string& name) const {
+    if (mkdirat(get(), name.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+        checked(-1, "cannot make " + pathOf(name));
+    }
+    return {*this, name};
+}
+
+FileDescriptor Folder::makeFile(const std::string& name) const {
+    return FileDescriptor(
+        checked(openat(get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR),
+                "cannot make " + pathOf(name)));
+}
+
+void Folder::sync() const {
+    checked(fsync(get()), "cannot sync " + inQuotes(path_));
+}
+
+void Folder::lock() const {
+    checked(flock(get(), LOCK_EX), "cannot lock " + inQuotes(path_));
+}
+
+bool Folder::tryLock() const {
+    return flock(get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+void Folder::unlock() const {
+    flock(get(), LOCK_UN);
+}
+
+bool Folder::has(const std::string& name, int file) const {
+    struct stat there {};
+    struct stat opened {};
+    return fstatat(get(), name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 && fstat(file, &opened) == 0 &&
+           there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
+}
+
+void Folder::move(const Folder& source, const Folder& target, const std::string& name) {
+    std::string moved = target.path() + "/" + name;
+    checked(renameat(source.get(), name.c_str(), target.get(), name.c_str()),
+            "cannot move the message to " + inQuotes(target.path()));
+    path_ = std::move(moved);
+}
+
+std::string Folder::pathOf(const std::string& name) const {
+    return inQuotes(path_ + "/" + name);
+}
+
+void writeAll(int file, std::string_view bytes, const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(checked(written, "cannot write " + path)));
+    }
+}
+
+} // namespace Orvex
