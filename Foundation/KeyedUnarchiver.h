@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,14 +27,14 @@ class KeyedObject {
 
   private:
     friend class KeyedUnarchiver;
-    KeyedObject(KeyedUnarchiver& archive, PropertyListObject dictionary)
+    KeyedObject(KeyedUnarchiver& archive, PropertyList::Object dictionary)
         : archive_(&archive), dictionary_(std::move(dictionary)) {}
 
     /// The key's value, or, where that is a reference, the object that it refers to.
-    [[nodiscard]] std::optional<PropertyListObject> value(std::string_view key) const;
+    [[nodiscard]] std::optional<PropertyList::Object> value(std::string_view key) const;
 
     KeyedUnarchiver* archive_;
-    PropertyListObject dictionary_;
+    PropertyList::Object dictionary_;
 };
 
 /// Decodes a keyed archive: a property list with `$archiver` "NSKeyedArchiver", `$version` 100000, the table
@@ -53,22 +52,20 @@ class KeyedUnarchiver {
   private:
     friend class KeyedObject;
 
-    /// Where in the property list the value of a dictionary's key is.
-    [[nodiscard]] std::optional<std::size_t> find(const PropertyListObject& dictionary, std::string_view key);
     /// The value of a dictionary's key, which must be there and of this kind.
-    [[nodiscard]] PropertyListObject required(const PropertyListObject& dictionary, std::string_view key,
-                                              PropertyListObject::Kind kind);
+    [[nodiscard]] PropertyList::Object required(const PropertyList::Object& dictionary, std::string_view key,
+                                                PropertyListKind kind);
     /// The object that a reference means; no value for nil.
-    [[nodiscard]] std::optional<PropertyListObject> referredTo(const PropertyListObject& reference);
+    [[nodiscard]] std::optional<PropertyList::Object> referredTo(const PropertyList::Object& reference);
     /// The name of an object's class.
-    [[nodiscard]] const std::string& className(const PropertyListObject& object);
-    [[nodiscard]] std::string nameOfClass(const PropertyListObject& classObject);
-    [[nodiscard]] KeyedObject decoded(PropertyListObject object, std::string_view expectedClass);
+    [[nodiscard]] const std::string& className(const PropertyList::Object& object);
+    [[nodiscard]] std::string nameOfClass(const PropertyList::Object& classObject);
+    [[nodiscard]] KeyedObject decoded(PropertyList::Object object, std::string_view expectedClass);
 
-    std::unique_ptr<PropertyList> list_;
+    PropertyList list_;
     /// Where the entries of `$objects` are in the property list.
-    std::vector<std::size_t> entries_;
-    PropertyListObject top_;
+    PropertyList::References entries_;
+    PropertyList::Object top_;
     std::map<std::int64_t, std::string> classNames_;
     /// Which entries have been elements of an array.
     std::vector<bool> visited_;

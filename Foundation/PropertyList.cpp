@@ -1,40 +1,281 @@
 #include "Foundation/PropertyList.h"
 
-#include "Foundation/BinaryPropertyList.h"
+#include "Foundation/PropertyListWriter.h"
+#include "Foundation/UTF8.h"
 #include "Foundation/XMLPropertyList.h"
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <limits>
+#include <utility>
 
 namespace Orvex {
 
-std::string_view kindName(PropertyListObject::Kind kind) {
+using Kind = PropertyListKind;
+
+std::string_view kindName(Kind kind) {
     constexpr std::array<std::string_view, 11> names = {
         "null",     "a boolean",   "an integer", "a real number", "a date",      "data",
         "a string", "a reference", "an array",   "a set",         "a dictionary"};
     return names.at(static_cast<std::size_t>(kind));
 }
 
-PropertyList::PropertyList(std::size_t size) : allowance_(16 * std::max<std::size_t>(size, 4096)) {}
+/// Reads the bytes of one object and none behind them.
+class PropertyList::Cursor {
+  public:
+    Cursor(std::size_t index, std::string_view rest) : index_(index), rest_(rest) {}
+
+    [[noreturn]] void fail(const std::string& fault) const {
+        throw ArchiveError("it is damaged: object " + std::to_string(index_) + " " + fault);
+    }
+
+    std::string_view take(std::size_t size) {
+        if (size > rest_.size()) {
+            fail("is cut off");
+        }
+        const std::string_view taken = rest_.substr(0, size);
+        rest_.remove_prefix(size);
+        return taken;
+    }
+
+    /// `count` items of `size` bytes each.
+    std::string_view take(std::size_t count, std::size_t size) {
+        if (count > rest_.size() / size) {
+            fail("is cut off");
+        }
+        return take(count * size);
+    }
+
+    unsigned byte() { return static_cast<unsigned char>(take(1).front()); }
+
+    std::int64_t signedInteger(unsigned sizeExponent) {
+        constexpr unsigned widest = 4;
+        if (sizeExponent > widest) {
+            fail("is an integer of more than 16 bytes");
+        }
+        const std::string_view bytes = take(std::size_t{1} << sizeExponent);
+        // Only those of 8 bytes and more are signed.
+        const auto value = static_cast<std::int64_t>(
+            bigEndian(bytes.substr(bytes.size() - std::min<std::size_t>(bytes.size(), 8))));
+        if (bytes.size() == 16 && bigEndian(bytes.substr(0, 8)) != (value < 0 ? UINT64_MAX : 0)) {
+            fail("is an integer of more than 64 bits");
+        }
+        return value;
+    }
+
+    double real(unsigned sizeExponent) {
+        switch (sizeExponent) {
+        case 2:
+            return std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(take(4))));
+        case 3:
+            return std::bit_cast<double>(bigEndian(take(8)));
+        default:
+            fail("is a real number of neither 4 nor 8 bytes");
+        }
+    }
+
+    std::int64_t uid(unsigned sizeMinusOne) {
+        constexpr unsigned widest = 8;
+        const std::uint64_t value = sizeMinusOne < widest ? bigEndian(take(sizeMinusOne + 1)) : UINT64_MAX;
+        if (value > std::numeric_limits<std::uint32_t>::max()) {
+            fail("is a UID of more than 32 bits");
+        }
+        return static_cast<std::int64_t>(value);
+    }
+
+    /// A count of four bits, or, where these are all ones, the integer that follows.
+    std::size_t count(unsigned low) {
+        constexpr unsigned follows = 0xF;
+        if (low != follows) {
+            return low;
+        }
+        const unsigned marker = byte();
+        constexpr unsigned integerKind = 0x1;
+        const std::int64_t count = marker >> 4U == integerKind ? signedInteger(marker & 0xFU) : -1;
+        if (count < 0) {
+            fail("has no valid count");
+        }
+        return static_cast<std::size_t>(count);
+    }
+
+    std::string_view ascii(std::size_t count) {
+        const std::string_view bytes = take(count);
+        // All bytes together, which the compiler can turn into a few wide instructions.
+        unsigned char bits = 0;
+        for (const char c : bytes) {
+            bits |= static_cast<unsigned char>(c);
+        }
+        if (bits > 0x7F) {
+            fail("is an ASCII string with a byte that is none");
+        }
+        return bytes;
+    }
+
+    /// `count` code units, as UTF-8.
+    std::string utf16(std::size_t count) {
+        std::string_view units = take(count, 2);
+        std::string text;
+        const auto unit = [&units](std::size_t offset) {
+            return static_cast<char32_t>(bigEndian(units.substr(offset, 2)));
+        };
+        while (!units.empty()) {
+            const char32_t high = unit(0);
+            const bool isHalf = high >= 0xD800 && high < 0xE000;
+            const bool isPair =
+                isHalf && high < 0xDC00 && units.size() >= 4 && unit(2) >= 0xDC00 && unit(2) < 0xE000;
+            if (isHalf && !isPair) {
+                fail("is a string of invalid UTF-16");
+            }
+            appendUTF8(text, isPair ? 0x10000 + ((high - 0xD800) << 10U) + (unit(2) - 0xDC00) : high);
+            units.remove_prefix(isPair ? 4 : 2);
+        }
+        return text;
+    }
+
+  private:
+    std::size_t index_;
+    std::string_view rest_;
+};
+
+// The binary form: after the magic come the objects, then the table of their offsets, then a trailer that
+// says where the table is and how wide its entries and the references between objects are. All integers are
+// big-endian.
+PropertyList::PropertyList(std::string_view bytes)
+    : allowance_(16 * std::max<std::size_t>(bytes.size(), 4096)) {
+    constexpr std::string_view magicOfAnyVersion = "bplist";
+    if (bytes.empty()) {
+        throw ArchiveError("it is empty");
+    }
+    if (!bytes.starts_with(magicOfAnyVersion)) {
+        converted_ = binaryFromXML(bytes);
+        bytes = converted_;
+    }
+    if (!bytes.starts_with(binaryMagic)) {
+        throw ArchiveError("it is a binary property list of another version than 00");
+    }
+    constexpr std::size_t trailerSize = 32;
+    if (bytes.size() < binaryMagic.size() + trailerSize) {
+        throw ArchiveError("it is cut off");
+    }
+    const std::size_t end = bytes.size() - trailerSize;
+    const std::string_view trailer = bytes.substr(end);
+    offsetSize_ = bigEndian(trailer.substr(6, 1));
+    referenceSize_ = bigEndian(trailer.substr(7, 1));
+    count_ = bigEndian(trailer.substr(8, 8));
+    root_ = bigEndian(trailer.substr(16, 8));
+    const std::size_t tableOffset = bigEndian(trailer.substr(24, 8));
+    const auto isWidth = [](std::size_t size) { return size >= 1 && size <= 8; };
+    if (!isWidth(offsetSize_) || !isWidth(referenceSize_) || tableOffset < binaryMagic.size() ||
+        tableOffset > end || count_ > (end - tableOffset) / offsetSize_ || root_ >= count_) {
+        throw ArchiveError("it is damaged: its trailer points outside of it");
+    }
+    objects_ = bytes.substr(0, tableOffset);
+    offsets_ = bytes.substr(tableOffset, count_ * offsetSize_);
+}
+
+PropertyList::Object PropertyList::object(std::size_t index) {
+    Cursor cursor = cursorAt(index);
+    const unsigned marker = cursor.byte();
+    const unsigned low = marker & 0xFU;
+    switch (marker >> 4U) {
+    case 0x0:
+        switch (low) {
+        case 0x0:
+            return {.kind = Kind::null};
+        case 0x8:
+        case 0x9:
+            return {.kind = Kind::boolean, .integer = low == 0x9 ? 1 : 0};
+        default:
+            cursor.fail("is of no known kind");
+        }
+    case 0x1:
+        return {.kind = Kind::integer, .integer = cursor.signedInteger(low)};
+    case 0x2:
+        return {.kind = Kind::real, .real = cursor.real(low)};
+    case 0x3:
+        return {.kind = Kind::date};
+    case 0x4:
+        return {.kind = Kind::data};
+    case 0x5: {
+        const std::string_view text = cursor.ascii(cursor.count(low));
+        charge(4 * text.size());
+        return {.kind = Kind::string, .text = std::string(text)};
+    }
+    case 0x6: {
+        std::string text = cursor.utf16(cursor.count(low));
+        charge(4 * text.size());
+        return {.kind = Kind::string, .text = std::move(text)};
+    }
+    case 0x8:
+        return {.kind = Kind::uid, .integer = cursor.uid(low)};
+    case 0xA:
+        return {.kind = Kind::array, .elements = references(cursor, cursor.count(low))};
+    case 0xC:
+        return {.kind = Kind::set, .elements = references(cursor, cursor.count(low))};
+    case 0xD: {
+        const std::size_t count = cursor.count(low);
+        const References keys = references(cursor, count);
+        return {.kind = Kind::dictionary, .elements = references(cursor, count), .keys = keys};
+    }
+    default:
+        cursor.fail("is of no known kind");
+    }
+}
+
+bool PropertyList::isString(std::size_t index, std::string_view text) const {
+    Cursor cursor = cursorAt(index);
+    const unsigned marker = cursor.byte();
+    switch (marker >> 4U) {
+    case 0x5: {
+        const std::size_t count = cursor.count(marker & 0xFU);
+        return count == text.size() && cursor.take(count) == text;
+    }
+    case 0x6: {
+        const std::size_t count = cursor.count(marker & 0xFU);
+        return count <= text.size() && cursor.utf16(count) == text;
+    }
+    default:
+        return false;
+    }
+}
+
+std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::string_view key) const {
+    for (std::size_t i = 0; i < dictionary.keys.size(); ++i) {
+        if (isString(dictionary.keys[i], key)) {
+            return dictionary.elements[i];
+        }
+    }
+    return std::nullopt;
+}
+
+PropertyList::Cursor PropertyList::cursorAt(std::size_t index) const {
+    const std::size_t offset = bigEndian(offsets_.substr(index * offsetSize_, offsetSize_));
+    if (offset < binaryMagic.size() || offset >= objects_.size()) {
+        throw ArchiveError("it is damaged: object " + std::to_string(index) + " lies outside of the objects");
+    }
+    return {index, objects_.substr(offset)};
+}
+
+PropertyList::References PropertyList::references(Cursor& cursor, std::size_t count) {
+    References references;
+    references.first_ = cursor.take(count, referenceSize_).data();
+    references.count_ = count;
+    references.width_ = referenceSize_;
+    charge(sizeof(std::size_t) * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (references[i] >= count_) {
+            cursor.fail("refers to object " + std::to_string(references[i]) + " of " +
+                        std::to_string(count_));
+        }
+    }
+    return references;
+}
 
 void PropertyList::charge(std::size_t amount) {
     if (amount > allowance_) {
         throw ArchiveError("it is damaged: its objects refer to the same objects too often");
     }
     allowance_ -= amount;
-}
-
-std::unique_ptr<PropertyList> PropertyList::read(std::string_view bytes) {
-    if (bytes.empty()) {
-        throw ArchiveError("it is empty");
-    }
-    if (bytes.starts_with(binaryMagic)) {
-        return readBinaryPropertyList(bytes);
-    }
-    constexpr std::string_view binaryMagicOfAnyVersion = "bplist";
-    if (bytes.starts_with(binaryMagicOfAnyVersion)) {
-        throw ArchiveError("it is a binary property list of another version than 00");
-    }
-    return readXMLPropertyList(bytes);
 }
 
 } // namespace Orvex

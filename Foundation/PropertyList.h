@@ -1,33 +1,35 @@
 #pragma once
 
 #include "Foundation/ArchiveError.h"
+#include <boost/endian/conversion.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace Orvex {
 
-/// One object of a property list. Arrays and dictionaries refer to others by their place in the list's table.
-struct PropertyListObject {
-    enum class Kind { null, boolean, integer, real, date, data, string, uid, array, set, dictionary };
+enum class PropertyListKind { null, boolean, integer, real, date, data, string, uid, array, set, dictionary };
 
-    Kind kind = Kind::null;
+/// The kind in words, as in "a string".
+[[nodiscard]] std::string_view kindName(PropertyListKind kind);
+
+/// One object of a property list. Arrays and dictionaries refer to others by their place in the list's table;
+/// `References` is a sequence of such places.
+template <class References>
+struct BasicPropertyListObject {
+    PropertyListKind kind = PropertyListKind::null;
     /// Of a boolean (0 or 1), an integer or a UID.
     std::int64_t integer = 0;
     double real = 0;
     /// Of a string, in UTF-8.
     std::string text{};
     /// Of an array, a set or a dictionary.
-    std::vector<std::size_t> elements{};
+    References elements{};
     /// Of a dictionary: as many as there are elements. A key may stand there twice; the first one counts.
-    std::vector<std::size_t> keys{};
+    References keys{};
 };
-
-/// The kind in words, as in "a string".
-[[nodiscard]] std::string_view kindName(PropertyListObject::Kind kind);
 
 /// A property list from outside, binary (version 00) or XML, as a table of objects that are looked at only
 /// when they are asked for. Nothing follows references by itself, so that it does not matter how they nest or
@@ -35,32 +37,63 @@ struct PropertyListObject {
 /// texts to four times the list's size together. Dates and data are recognised without their contents.
 class PropertyList {
   public:
-    /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
-    [[nodiscard]] static std::unique_ptr<PropertyList> read(std::string_view bytes);
+    /// References as they stand in the list.
+    class References {
+      public:
+        References() = default;
+        [[nodiscard]] std::size_t size() const noexcept { return count_; }
+        [[nodiscard]] std::size_t operator[](std::size_t i) const noexcept {
+            return bigEndian({first_ + i * width_, width_});
+        }
 
-    virtual ~PropertyList() = default;
+      private:
+        friend class PropertyList;
+
+        const char* first_ = nullptr;
+        std::size_t count_ = 0;
+        std::size_t width_ = 0;
+    };
+
+    /// Refers to the list.
+    using Object = BasicPropertyListObject<References>;
+
+    /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
+    explicit PropertyList(std::string_view bytes);
     PropertyList(const PropertyList&) = delete;
     PropertyList& operator=(const PropertyList&) = delete;
 
     [[nodiscard]] std::size_t root() const noexcept { return root_; }
     /// The object at this place of the table, which must be one that an object refers to, or the root.
-    [[nodiscard]] virtual PropertyListObject object(std::size_t index) = 0;
+    [[nodiscard]] Object object(std::size_t index);
     /// Whether the object there is this string; handing nothing out, it can be asked as often as one likes.
-    [[nodiscard]] virtual bool isString(std::size_t index, std::string_view text) = 0;
-
-  protected:
-    explicit PropertyList(std::size_t size);
-
-    // Called before as much is handed out.
-    void chargeText(std::size_t bytes) { charge(4 * bytes); }
-    void chargeReferences(std::size_t count) { charge(sizeof(std::size_t) * count); }
-
-    std::size_t root_ = 0;
+    [[nodiscard]] bool isString(std::size_t index, std::string_view text) const;
+    /// Where the value of a dictionary's key is; no value where there is no such key.
+    [[nodiscard]] std::optional<std::size_t> find(const Object& dictionary, std::string_view key) const;
 
   private:
+    class Cursor;
+
+    /// The integer in 1 to 8 bytes of a list. Eight can be read wherever one begins, since the trailer, which
+    /// ends with one of eight, comes last; those behind it are shifted out.
+    static std::uint64_t bigEndian(std::string_view bytes) noexcept {
+        const auto* const first = reinterpret_cast<const unsigned char*>(bytes.data());
+        return boost::endian::load_big_u64(first) >> (64 - 8 * bytes.size());
+    }
+
+    [[nodiscard]] Cursor cursorAt(std::size_t index) const;
+    [[nodiscard]] References references(Cursor& cursor, std::size_t count);
+    /// Called for all that is handed out.
     void charge(std::size_t amount);
 
     std::size_t allowance_;
+    /// The list, if it was none of the binary form.
+    std::string converted_;
+    std::size_t offsetSize_ = 0;
+    std::size_t referenceSize_ = 0;
+    std::size_t count_ = 0;
+    std::size_t root_ = 0;
+    std::string_view objects_;
+    std::string_view offsets_;
 };
 
 } // namespace Orvex

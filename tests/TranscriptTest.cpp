@@ -311,14 +311,14 @@ TEST(PropertyList, HandsOutOnlySoMuch) {
          {binary({"\x5E" + letters}), binary({"\x67" + letters}), binary({"\xAE" + std::string(14, '\0')}),
           binary({"\xD7" + std::string(14, '\0')}), "<plist><string>" + letters + "</string></plist>",
           "<plist><array>" + repeated("<true/>", 14) + "</array></plist>"}) {
-        const auto list = PropertyList::read(archive);
+        PropertyList list(archive);
         const auto askOften = [&list] {
             for (int i = 0; i < 2000; ++i) {
-                static_cast<void>(list->object(list->root()));
+                static_cast<void>(list.object(list.root()));
             }
         };
         EXPECT_THROW(askOften(), ArchiveError) << archive;
-        EXPECT_FALSE(list->isString(list->root(), "y"));
+        EXPECT_FALSE(list.isString(list.root(), "y"));
     }
 }
 
@@ -345,7 +345,8 @@ TEST(PropertyList, ReadsNumbers) {
         {"<plist><real>-1e3</real></plist>", 0, -1000},
     };
     for (const auto& each : cases) {
-        const PropertyListObject object = PropertyList::read(each.list)->object(0);
+        PropertyList list(each.list);
+        const auto object = list.object(list.root());
         EXPECT_EQ(object.integer, each.integer) << each.list;
         EXPECT_EQ(object.real, each.real) << each.list;
     }
@@ -354,11 +355,11 @@ TEST(PropertyList, ReadsNumbers) {
 TEST(PropertyList, KnowsAStringInEitherForm) {
     using namespace std::string_literals;
     for (const std::string& archive : {binary({"\x52hi"s}), binary({"\x62\0h\0i"s})}) {
-        const auto list = PropertyList::read(archive);
-        EXPECT_TRUE(list->isString(0, "hi"));
-        EXPECT_FALSE(list->isString(0, "h"));
-        EXPECT_FALSE(list->isString(0, "hi!"));
-        EXPECT_EQ(list->object(0).text, "hi");
+        PropertyList list(archive);
+        EXPECT_TRUE(list.isString(0, "hi"));
+        EXPECT_FALSE(list.isString(0, "h"));
+        EXPECT_FALSE(list.isString(0, "hi!"));
+        EXPECT_EQ(list.object(0).text, "hi");
     }
 }
 
