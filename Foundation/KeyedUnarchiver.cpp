@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
 
 namespace Orvex {
 
@@ -37,11 +36,8 @@ KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) : list_(archive) {
 }
 
 std::optional<KeyedObject> KeyedUnarchiver::root(std::string_view className) {
-    std::optional<PropertyList::Object> root = referredTo(required(top_, "root", Kind::uid));
-    if (!root) {
-        return std::nullopt;
-    }
-    return decoded(*std::move(root), className);
+    const std::optional<PropertyList::Object> root = referredTo(required(top_, "root", Kind::uid));
+    return root ? std::optional(decoded(*root, className)) : std::nullopt;
 }
 
 PropertyList::Object KeyedUnarchiver::required(const PropertyList::Object& dictionary, std::string_view key,
@@ -66,7 +62,7 @@ std::optional<PropertyList::Object> KeyedUnarchiver::referredTo(const PropertyLi
     return entry == 0 ? std::nullopt : std::optional(list_.object(entries_[entry]));
 }
 
-const std::string& KeyedUnarchiver::className(const PropertyList::Object& object) {
+std::string_view KeyedUnarchiver::className(const PropertyList::Object& object) {
     const PropertyList::Object reference = required(object, "$class", Kind::uid);
     auto known = classNames_.find(reference.integer);
     if (known == classNames_.end()) {
@@ -79,9 +75,9 @@ const std::string& KeyedUnarchiver::className(const PropertyList::Object& object
     return known->second;
 }
 
-std::string KeyedUnarchiver::nameOfClass(const PropertyList::Object& classObject) {
-    std::string name = required(classObject, "$classname", Kind::string).text;
-    const PropertyList::References classes = required(classObject, "$classes", Kind::array).elements;
+std::string_view KeyedUnarchiver::nameOfClass(const PropertyList::Object& classObject) {
+    const std::string_view name = required(classObject, "$classname", Kind::string).text;
+    const PropertyList::Integers classes = required(classObject, "$classes", Kind::array).elements;
     constexpr std::size_t longestChain = 16;
     if (classes.size() > longestChain) {
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit from " +
@@ -89,7 +85,7 @@ std::string KeyedUnarchiver::nameOfClass(const PropertyList::Object& classObject
     }
     if (classes.size() == 0 || !list_.isString(classes[0], name) ||
         !list_.isString(classes[classes.size() - 1], "NSObject")) {
-        std::vector<std::string> chain;
+        std::vector<std::string_view> chain;
         for (std::size_t i = 0; i < classes.size(); ++i) {
             chain.push_back(list_.object(classes[i]).text);
         }
@@ -99,16 +95,16 @@ std::string KeyedUnarchiver::nameOfClass(const PropertyList::Object& classObject
     return name;
 }
 
-KeyedObject KeyedUnarchiver::decoded(PropertyList::Object object, std::string_view expectedClass) {
+KeyedObject KeyedUnarchiver::decoded(const PropertyList::Object& object, std::string_view expectedClass) {
     if (object.kind != Kind::dictionary) {
         throw ArchiveError("there is " + std::string(kindName(object.kind)) + " where an object of class " +
                            inQuotes(expectedClass) + " belongs");
     }
-    if (const std::string& name = className(object); name != expectedClass) {
+    if (const std::string_view name = className(object); name != expectedClass) {
         throw ArchiveError("there is an object of class " + excerptInQuotes(name) + " where one of class " +
                            inQuotes(expectedClass) + " belongs");
     }
-    return {*this, std::move(object)};
+    return {*this, object};
 }
 
 std::optional<PropertyList::Object> KeyedObject::value(std::string_view key) const {
@@ -116,19 +112,19 @@ std::optional<PropertyList::Object> KeyedObject::value(std::string_view key) con
     if (!index) {
         return std::nullopt;
     }
-    PropertyList::Object value = archive_->list_.object(*index);
-    return value.kind == Kind::uid ? archive_->referredTo(value) : std::optional(std::move(value));
+    const PropertyList::Object value = archive_->list_.object(*index);
+    return value.kind == Kind::uid ? archive_->referredTo(value) : value;
 }
 
 std::optional<std::string> KeyedObject::string(std::string_view key) const {
-    std::optional<PropertyList::Object> found = value(key);
+    const std::optional<PropertyList::Object> found = value(key);
     if (!found) {
         return std::nullopt;
     }
     if (found->kind != Kind::string) {
         throw ArchiveError(typeFault(key, *found, "a string"));
     }
-    return std::move(found->text);
+    return std::string(found->text);
 }
 
 std::optional<double> KeyedObject::real(std::string_view key) const {
@@ -157,14 +153,14 @@ void KeyedObject::forEachObject(std::string_view key, std::string_view className
                                                      archive_->className(*found)) == arrayClasses.end()) {
         throw ArchiveError(typeFault(key, *found, "an object of class \"NSArray\""));
     }
-    const PropertyList::References elements = archive_->required(*found, "NS.objects", Kind::array).elements;
+    const PropertyList::Integers elements = archive_->required(*found, "NS.objects", Kind::array).elements;
     for (std::size_t i = 0; i < elements.size(); ++i) {
         const PropertyList::Object reference = archive_->list_.object(elements[i]);
         if (reference.kind != Kind::uid) {
             throw ArchiveError("an element of " + inQuotes(key) + " is " +
                                std::string(kindName(reference.kind)) + ", not a reference");
         }
-        std::optional<PropertyList::Object> element = archive_->referredTo(reference);
+        const std::optional<PropertyList::Object> element = archive_->referredTo(reference);
         if (!element) {
             throw ArchiveError("an element of " + inQuotes(key) + " is nil");
         }
@@ -173,7 +169,7 @@ void KeyedObject::forEachObject(std::string_view key, std::string_view className
                                " is an element of arrays twice");
         }
         archive_->visited_[static_cast<std::size_t>(reference.integer)] = true;
-        visit(archive_->decoded(*std::move(element), className));
+        visit(archive_->decoded(*element, className));
     }
 }
 

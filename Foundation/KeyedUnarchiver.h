@@ -27,8 +27,8 @@ class KeyedObject {
 
   private:
     friend class KeyedUnarchiver;
-    KeyedObject(KeyedUnarchiver& archive, PropertyList::Object dictionary)
-        : archive_(&archive), dictionary_(std::move(dictionary)) {}
+    KeyedObject(KeyedUnarchiver& archive, const PropertyList::Object& dictionary)
+        : archive_(&archive), dictionary_(dictionary) {}
 
     /// The key's value, or, where that is a reference, the object that it refers to.
     [[nodiscard]] std::optional<PropertyList::Object> value(std::string_view key) const;
@@ -58,15 +58,15 @@ class KeyedUnarchiver {
     /// The object that a reference means; no value for nil.
     [[nodiscard]] std::optional<PropertyList::Object> referredTo(const PropertyList::Object& reference);
     /// The name of an object's class.
-    [[nodiscard]] const std::string& className(const PropertyList::Object& object);
-    [[nodiscard]] std::string nameOfClass(const PropertyList::Object& classObject);
-    [[nodiscard]] KeyedObject decoded(PropertyList::Object object, std::string_view expectedClass);
+    [[nodiscard]] std::string_view className(const PropertyList::Object& object);
+    [[nodiscard]] std::string_view nameOfClass(const PropertyList::Object& classObject);
+    [[nodiscard]] KeyedObject decoded(const PropertyList::Object& object, std::string_view expectedClass);
 
     PropertyList list_;
     /// Where the entries of `$objects` are in the property list.
-    PropertyList::References entries_;
+    PropertyList::Integers entries_;
     PropertyList::Object top_;
-    std::map<std::int64_t, std::string> classNames_;
+    std::map<std::int64_t, std::string_view> classNames_;
     /// Which entries have been elements of an array.
     std::vector<bool> visited_;
 };

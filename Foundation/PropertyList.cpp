@@ -20,18 +20,30 @@ std::string_view kindName(Kind kind) {
     return names.at(static_cast<std::size_t>(kind));
 }
 
+namespace {
+
+[[noreturn]] void fail(std::size_t index, const std::string& fault) {
+    throw ArchiveError("it is damaged: object " + std::to_string(index) + " " + fault);
+}
+
+} // namespace
+
 /// Reads the bytes of one object and none behind them.
 class PropertyList::Cursor {
   public:
-    Cursor(std::size_t index, std::string_view rest) : index_(index), rest_(rest) {}
-
-    [[noreturn]] void fail(const std::string& fault) const {
-        throw ArchiveError("it is damaged: object " + std::to_string(index_) + " " + fault);
+    Cursor(const PropertyList& list, std::size_t index) : index_(index) {
+        const std::size_t offset = list.offsets_[index];
+        if (offset < binaryMagic.size() || offset >= list.objects_.size()) {
+            fail(index_, "lies outside of the objects");
+        }
+        rest_ = {list.objects_.data() + offset, list.objects_.size() - offset};
     }
+
+    [[nodiscard]] std::size_t index() const noexcept { return index_; }
 
     std::string_view take(std::size_t size) {
         if (size > rest_.size()) {
-            fail("is cut off");
+            fail(index_, "is cut off");
         }
         const std::string_view taken = rest_.substr(0, size);
         rest_.remove_prefix(size);
@@ -41,24 +53,27 @@ class PropertyList::Cursor {
     /// `count` items of `size` bytes each.
     std::string_view take(std::size_t count, std::size_t size) {
         if (count > rest_.size() / size) {
-            fail("is cut off");
+            fail(index_, "is cut off");
         }
         return take(count * size);
     }
+
+    /// Of 1 to 8 bytes.
+    std::uint64_t integer(std::size_t size) { return bigEndian(take(size).data(), size); }
 
     unsigned byte() { return static_cast<unsigned char>(take(1).front()); }
 
     std::int64_t signedInteger(unsigned sizeExponent) {
         constexpr unsigned widest = 4;
         if (sizeExponent > widest) {
-            fail("is an integer of more than 16 bytes");
+            fail(index_, "is an integer of more than 16 bytes");
         }
         const std::string_view bytes = take(std::size_t{1} << sizeExponent);
         // Only those of 8 bytes and more are signed.
-        const auto value = static_cast<std::int64_t>(
-            bigEndian(bytes.substr(bytes.size() - std::min<std::size_t>(bytes.size(), 8))));
-        if (bytes.size() == 16 && bigEndian(bytes.substr(0, 8)) != (value < 0 ? UINT64_MAX : 0)) {
-            fail("is an integer of more than 64 bits");
+        const std::size_t width = std::min<std::size_t>(bytes.size(), 8);
+        const auto value = static_cast<std::int64_t>(bigEndian(bytes.end() - width, width));
+        if (bytes.size() == 16 && bigEndian(bytes.data(), 8) != (value < 0 ? UINT64_MAX : 0)) {
+            fail(index_, "is an integer of more than 64 bits");
         }
         return value;
     }
@@ -66,19 +81,19 @@ class PropertyList::Cursor {
     double real(unsigned sizeExponent) {
         switch (sizeExponent) {
         case 2:
-            return std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(take(4))));
+            return std::bit_cast<float>(static_cast<std::uint32_t>(integer(4)));
         case 3:
-            return std::bit_cast<double>(bigEndian(take(8)));
+            return std::bit_cast<double>(integer(8));
         default:
-            fail("is a real number of neither 4 nor 8 bytes");
+            fail(index_, "is a real number of neither 4 nor 8 bytes");
         }
     }
 
     std::int64_t uid(unsigned sizeMinusOne) {
         constexpr unsigned widest = 8;
-        const std::uint64_t value = sizeMinusOne < widest ? bigEndian(take(sizeMinusOne + 1)) : UINT64_MAX;
+        const std::uint64_t value = sizeMinusOne < widest ? integer(sizeMinusOne + 1) : UINT64_MAX;
         if (value > std::numeric_limits<std::uint32_t>::max()) {
-            fail("is a UID of more than 32 bits");
+            fail(index_, "is a UID of more than 32 bits");
         }
         return static_cast<std::int64_t>(value);
     }
@@ -86,16 +101,7 @@ class PropertyList::Cursor {
     /// A count of four bits, or, where these are all ones, the integer that follows.
     std::size_t count(unsigned low) {
         constexpr unsigned follows = 0xF;
-        if (low != follows) {
-            return low;
-        }
-        const unsigned marker = byte();
-        constexpr unsigned integerKind = 0x1;
-        const std::int64_t count = marker >> 4U == integerKind ? signedInteger(marker & 0xFU) : -1;
-        if (count < 0) {
-            fail("has no valid count");
-        }
-        return static_cast<std::size_t>(count);
+        return low != follows ? low : countThatFollows();
     }
 
     std::string_view ascii(std::size_t count) {
@@ -106,36 +112,50 @@ class PropertyList::Cursor {
             bits |= static_cast<unsigned char>(c);
         }
         if (bits > 0x7F) {
-            fail("is an ASCII string with a byte that is none");
+            fail(index_, "is an ASCII string with a byte that is none");
         }
         return bytes;
     }
 
     /// `count` code units, as UTF-8.
-    std::string utf16(std::size_t count) {
-        std::string_view units = take(count, 2);
-        std::string text;
-        const auto unit = [&units](std::size_t offset) {
-            return static_cast<char32_t>(bigEndian(units.substr(offset, 2)));
-        };
-        while (!units.empty()) {
-            const char32_t high = unit(0);
-            const bool isHalf = high >= 0xD800 && high < 0xE000;
-            const bool isPair =
-                isHalf && high < 0xDC00 && units.size() >= 4 && unit(2) >= 0xDC00 && unit(2) < 0xE000;
-            if (isHalf && !isPair) {
-                fail("is a string of invalid UTF-16");
-            }
-            appendUTF8(text, isPair ? 0x10000 + ((high - 0xD800) << 10U) + (unit(2) - 0xDC00) : high);
-            units.remove_prefix(isPair ? 4 : 2);
-        }
-        return text;
-    }
+    std::string utf16(std::size_t count);
 
   private:
+    std::size_t countThatFollows();
+
     std::size_t index_;
     std::string_view rest_;
 };
+
+std::size_t PropertyList::Cursor::countThatFollows() {
+    const unsigned marker = byte();
+    constexpr unsigned integerKind = 0x1;
+    const std::int64_t count = marker >> 4U == integerKind ? signedInteger(marker & 0xFU) : -1;
+    if (count < 0) {
+        fail(index_, "has no valid count");
+    }
+    return static_cast<std::size_t>(count);
+}
+
+std::string PropertyList::Cursor::utf16(std::size_t count) {
+    std::string_view units = take(count, 2);
+    std::string text;
+    const auto unit = [&units](std::size_t offset) {
+        return static_cast<char32_t>(bigEndian(units.data() + offset, 2));
+    };
+    while (!units.empty()) {
+        const char32_t high = unit(0);
+        const bool isHalf = high >= 0xD800 && high < 0xE000;
+        const bool isPair =
+            isHalf && high < 0xDC00 && units.size() >= 4 && unit(2) >= 0xDC00 && unit(2) < 0xE000;
+        if (isHalf && !isPair) {
+            fail(index_, "is a string of invalid UTF-16");
+        }
+        appendUTF8(text, isPair ? 0x10000 + ((high - 0xD800) << 10U) + (unit(2) - 0xDC00) : high);
+        units.remove_prefix(isPair ? 4 : 2);
+    }
+    return text;
+}
 
 // The binary form: after the magic come the objects, then the table of their offsets, then a trailer that
 // says where the table is and how wide its entries and the references between objects are. All integers are
@@ -159,22 +179,22 @@ PropertyList::PropertyList(std::string_view bytes)
     }
     const std::size_t end = bytes.size() - trailerSize;
     const std::string_view trailer = bytes.substr(end);
-    offsetSize_ = bigEndian(trailer.substr(6, 1));
-    referenceSize_ = bigEndian(trailer.substr(7, 1));
-    count_ = bigEndian(trailer.substr(8, 8));
-    root_ = bigEndian(trailer.substr(16, 8));
-    const std::size_t tableOffset = bigEndian(trailer.substr(24, 8));
+    const std::size_t offsetSize = bigEndian(trailer.data() + 6, 1);
+    referenceSize_ = bigEndian(trailer.data() + 7, 1);
+    const std::size_t count = bigEndian(trailer.data() + 8, 8);
+    root_ = bigEndian(trailer.data() + 16, 8);
+    const std::size_t tableOffset = bigEndian(trailer.data() + 24, 8);
     const auto isWidth = [](std::size_t size) { return size >= 1 && size <= 8; };
-    if (!isWidth(offsetSize_) || !isWidth(referenceSize_) || tableOffset < binaryMagic.size() ||
-        tableOffset > end || count_ > (end - tableOffset) / offsetSize_ || root_ >= count_) {
+    if (!isWidth(offsetSize) || !isWidth(referenceSize_) || tableOffset < binaryMagic.size() ||
+        tableOffset > end || count > (end - tableOffset) / offsetSize || root_ >= count) {
         throw ArchiveError("it is damaged: its trailer points outside of it");
     }
     objects_ = bytes.substr(0, tableOffset);
-    offsets_ = bytes.substr(tableOffset, count_ * offsetSize_);
+    offsets_ = {bytes.data() + tableOffset, count, offsetSize};
 }
 
 PropertyList::Object PropertyList::object(std::size_t index) {
-    Cursor cursor = cursorAt(index);
+    Cursor cursor(*this, index);
     const unsigned marker = cursor.byte();
     const unsigned low = marker & 0xFU;
     switch (marker >> 4U) {
@@ -186,7 +206,7 @@ PropertyList::Object PropertyList::object(std::size_t index) {
         case 0x9:
             return {.kind = Kind::boolean, .integer = low == 0x9 ? 1 : 0};
         default:
-            cursor.fail("is of no known kind");
+            fail(index, "is of no known kind");
         }
     case 0x1:
         return {.kind = Kind::integer, .integer = cursor.signedInteger(low)};
@@ -199,12 +219,12 @@ PropertyList::Object PropertyList::object(std::size_t index) {
     case 0x5: {
         const std::string_view text = cursor.ascii(cursor.count(low));
         charge(4 * text.size());
-        return {.kind = Kind::string, .text = std::string(text)};
+        return {.kind = Kind::string, .text = text};
     }
     case 0x6: {
-        std::string text = cursor.utf16(cursor.count(low));
+        const std::string& text = texts_.emplace_front(cursor.utf16(cursor.count(low)));
         charge(4 * text.size());
-        return {.kind = Kind::string, .text = std::move(text)};
+        return {.kind = Kind::string, .text = text};
     }
     case 0x8:
         return {.kind = Kind::uid, .integer = cursor.uid(low)};
@@ -214,16 +234,16 @@ PropertyList::Object PropertyList::object(std::size_t index) {
         return {.kind = Kind::set, .elements = references(cursor, cursor.count(low))};
     case 0xD: {
         const std::size_t count = cursor.count(low);
-        const References keys = references(cursor, count);
+        const Integers keys = references(cursor, count);
         return {.kind = Kind::dictionary, .elements = references(cursor, count), .keys = keys};
     }
     default:
-        cursor.fail("is of no known kind");
+        fail(index, "is of no known kind");
     }
 }
 
 bool PropertyList::isString(std::size_t index, std::string_view text) const {
-    Cursor cursor = cursorAt(index);
+    Cursor cursor(*this, index);
     const unsigned marker = cursor.byte();
     switch (marker >> 4U) {
     case 0x5: {
@@ -248,24 +268,13 @@ std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::str
     return std::nullopt;
 }
 
-PropertyList::Cursor PropertyList::cursorAt(std::size_t index) const {
-    const std::size_t offset = bigEndian(offsets_.substr(index * offsetSize_, offsetSize_));
-    if (offset < binaryMagic.size() || offset >= objects_.size()) {
-        throw ArchiveError("it is damaged: object " + std::to_string(index) + " lies outside of the objects");
-    }
-    return {index, objects_.substr(offset)};
-}
-
-PropertyList::References PropertyList::references(Cursor& cursor, std::size_t count) {
-    References references;
-    references.first_ = cursor.take(count, referenceSize_).data();
-    references.count_ = count;
-    references.width_ = referenceSize_;
+PropertyList::Integers PropertyList::references(Cursor& cursor, std::size_t count) {
+    const Integers references(cursor.take(count, referenceSize_).data(), count, referenceSize_);
     charge(sizeof(std::size_t) * count);
     for (std::size_t i = 0; i < count; ++i) {
-        if (references[i] >= count_) {
-            cursor.fail("refers to object " + std::to_string(references[i]) + " of " +
-                        std::to_string(count_));
+        if (references[i] >= offsets_.size()) {
+            fail(cursor.index(), "refers to object " + std::to_string(references[i]) + " of " +
+                                     std::to_string(offsets_.size()));
         }
     }
     return references;

@@ -4,6 +4,7 @@
 #include <boost/endian/conversion.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <forward_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,14 +18,14 @@ enum class PropertyListKind { null, boolean, integer, real, date, data, string, 
 
 /// One object of a property list. Arrays and dictionaries refer to others by their place in the list's table;
 /// `References` is a sequence of such places.
-template <class References>
+template <class Text, class References>
 struct BasicPropertyListObject {
     PropertyListKind kind = PropertyListKind::null;
     /// Of a boolean (0 or 1), an integer or a UID.
     std::int64_t integer = 0;
     double real = 0;
     /// Of a string, in UTF-8.
-    std::string text{};
+    Text text{};
     /// Of an array, a set or a dictionary.
     References elements{};
     /// Of a dictionary: as many as there are elements. A key may stand there twice; the first one counts.
@@ -37,25 +38,29 @@ struct BasicPropertyListObject {
 /// texts to four times the list's size together. Dates and data are recognised without their contents.
 class PropertyList {
   public:
-    /// References as they stand in the list.
-    class References {
+    /// Integers of `width` bytes each, 1 to 8, as they stand in the list. Eight can be read wherever one
+    /// begins, since the list ends with one of eight.
+    class Integers {
       public:
-        References() = default;
-        [[nodiscard]] std::size_t size() const noexcept { return count_; }
+        Integers() = default;
+        Integers(const char* first, std::size_t size, std::size_t width)
+            : first_(first), size_(size), width_(static_cast<unsigned>(width)), shift_(64 - 8 * width_) {}
+
+        [[nodiscard]] std::size_t size() const noexcept { return size_; }
         [[nodiscard]] std::size_t operator[](std::size_t i) const noexcept {
-            return bigEndian({first_ + i * width_, width_});
+            return boost::endian::load_big_u64(reinterpret_cast<const unsigned char*>(first_ + i * width_)) >>
+                   shift_;
         }
 
       private:
-        friend class PropertyList;
-
         const char* first_ = nullptr;
-        std::size_t count_ = 0;
-        std::size_t width_ = 0;
+        std::size_t size_ = 0;
+        unsigned width_ = 0;
+        unsigned shift_ = 0;
     };
 
-    /// Refers to the list.
-    using Object = BasicPropertyListObject<References>;
+    /// Refers to the list, and to its bytes.
+    using Object = BasicPropertyListObject<std::string_view, Integers>;
 
     /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
     explicit PropertyList(std::string_view bytes);
@@ -73,27 +78,24 @@ class PropertyList {
   private:
     class Cursor;
 
-    /// The integer in 1 to 8 bytes of a list. Eight can be read wherever one begins, since the trailer, which
-    /// ends with one of eight, comes last; those behind it are shifted out.
-    static std::uint64_t bigEndian(std::string_view bytes) noexcept {
-        const auto* const first = reinterpret_cast<const unsigned char*>(bytes.data());
-        return boost::endian::load_big_u64(first) >> (64 - 8 * bytes.size());
+    static std::uint64_t bigEndian(const char* first, std::size_t size) noexcept {
+        return Integers(first, 1, size)[0];
     }
 
-    [[nodiscard]] Cursor cursorAt(std::size_t index) const;
-    [[nodiscard]] References references(Cursor& cursor, std::size_t count);
+    [[nodiscard]] Integers references(Cursor& cursor, std::size_t count);
     /// Called for all that is handed out.
     void charge(std::size_t amount);
 
     std::size_t allowance_;
     /// The list, if it was none of the binary form.
     std::string converted_;
-    std::size_t offsetSize_ = 0;
     std::size_t referenceSize_ = 0;
-    std::size_t count_ = 0;
     std::size_t root_ = 0;
+    /// All in front of the table of offsets.
     std::string_view objects_;
-    std::string_view offsets_;
+    Integers offsets_;
+    /// Texts that were handed out and do not stand in the bytes as they are.
+    std::forward_list<std::string> texts_;
 };
 
 } // namespace Orvex

@@ -13,7 +13,7 @@ namespace Orvex {
 inline constexpr std::string_view binaryMagic = "bplist00";
 
 /// An object to be written.
-using PropertyListObject = BasicPropertyListObject<std::vector<std::size_t>>;
+using PropertyListObject = BasicPropertyListObject<std::string, std::vector<std::size_t>>;
 
 /// The binary form, version 00, of a table of objects; dates and data have no contents. Throws
 /// `std::invalid_argument` for text that is no UTF-8.

@@ -14,9 +14,15 @@ namespace {
 void printTranscript(const FileURL& file, bool noColor) {
     try {
         const std::optional<VMVoicemailTranscript> transcript = readTranscript(file);
-        printLine(inGreen("Transcript: ") +
-                      (transcript ? "Optional(" + transcript->description() + ")" : "nil"),
-                  noColor);
+        std::string text = inGreen("Transcript: ");
+        if (transcript) {
+            text += "Optional(";
+            transcript->appendDescription(text);
+            text += ')';
+        } else {
+            text += "nil";
+        }
+        printLine(text, noColor);
     } catch (const std::exception& error) {
         printLine(inRed("Error: ") + error.what(), noColor);
     }
