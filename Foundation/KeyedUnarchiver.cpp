@@ -64,15 +64,15 @@ std::optional<PropertyList::Object> KeyedUnarchiver::referredTo(const PropertyLi
 
 std::string_view KeyedUnarchiver::className(const PropertyList::Object& object) {
     const PropertyList::Object reference = required(object, "$class", Kind::uid);
-    auto known = classNames_.find(reference.integer);
-    if (known == classNames_.end()) {
+    if (reference.integer != lastClass_) {
         const std::optional<PropertyList::Object> classObject = referredTo(reference);
         if (!classObject) {
             throw ArchiveError("an object's class is nil");
         }
-        known = classNames_.emplace(reference.integer, nameOfClass(*classObject)).first;
+        lastClassName_ = nameOfClass(*classObject);
+        lastClass_ = reference.integer;
     }
-    return known->second;
+    return lastClassName_;
 }
 
 std::string_view KeyedUnarchiver::nameOfClass(const PropertyList::Object& classObject) {

@@ -3,7 +3,6 @@
 #include "Foundation/PropertyList.h"
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -66,7 +65,9 @@ class KeyedUnarchiver {
     /// Where the entries of `$objects` are in the property list.
     PropertyList::Integers entries_;
     PropertyList::Object top_;
-    std::map<std::int64_t, std::string_view> classNames_;
+    /// The last object's; most have the same.
+    std::int64_t lastClass_ = -1;
+    std::string_view lastClassName_;
     /// Which entries have been elements of an array.
     std::vector<bool> visited_;
 };

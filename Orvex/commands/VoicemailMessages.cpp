@@ -5,26 +5,26 @@
 #include "VoxArchive/VMVoicemailTranscript.h"
 #include <exception>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace Orvex {
 
 namespace {
 
-void printTranscript(const FileURL& file, bool noColor) {
+void appendTranscript(std::string& out, const FileURL& file) {
     try {
         const std::optional<VMVoicemailTranscript> transcript = readTranscript(file);
-        std::string text = inGreen("Transcript: ");
+        appendInGreen(out, {"Transcript: "});
         if (transcript) {
-            text += "Optional(";
-            transcript->appendDescription(text);
-            text += ')';
+            out += "Optional(";
+            transcript->appendDescription(out);
+            out += ')';
         } else {
-            text += "nil";
+            out += "nil";
         }
-        printLine(text, noColor);
     } catch (const std::exception& error) {
-        printLine(inRed("Error: ") + error.what(), noColor);
+        out += inRed("Error: ") + error.what();
     }
 }
 
@@ -35,10 +35,15 @@ Async<void> VoicemailMessages::run() {
     const std::vector<StoredMessage> messages =
         co_await client.voicemailMessages(MessageProvider::Telephony, MessageType::audio);
     std::size_t number = 0;
+    std::string text;
     for (const StoredMessage& message : messages) {
-        printMessage(message, ++number, noColor);
+        text.clear();
+        appendMessage(text, message, ++number);
+        printLine(text, noColor);
         if (message.transcriptURL) {
-            printTranscript(*message.transcriptURL, noColor);
+            text.clear();
+            appendTranscript(text, *message.transcriptURL);
+            printLine(text, noColor);
         }
     }
 }
