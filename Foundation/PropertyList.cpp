@@ -39,8 +39,6 @@ class PropertyList::Cursor {
         rest_ = {list.objects_.data() + offset, list.objects_.size() - offset};
     }
 
-    [[nodiscard]] std::size_t index() const noexcept { return index_; }
-
     std::string_view take(std::size_t size) {
         if (size > rest_.size()) {
             fail(index_, "is cut off");
@@ -50,16 +48,16 @@ class PropertyList::Cursor {
         return taken;
     }
 
-    /// `count` items of `size` bytes each.
-    std::string_view take(std::size_t count, std::size_t size) {
-        if (count > rest_.size() / size) {
+    Integers integers(std::size_t count, std::size_t width) {
+        // Lest the product be too large for its type.
+        if (count > rest_.size()) {
             fail(index_, "is cut off");
         }
-        return take(count * size);
+        return {take(count * width).data(), count, width};
     }
 
     /// Of 1 to 8 bytes.
-    std::uint64_t integer(std::size_t size) { return bigEndian(take(size).data(), size); }
+    std::uint64_t integer(std::size_t width) { return integers(1, width)[0]; }
 
     unsigned byte() { return static_cast<unsigned char>(take(1).front()); }
 
@@ -68,11 +66,10 @@ class PropertyList::Cursor {
         if (sizeExponent > widest) {
             fail(index_, "is an integer of more than 16 bytes");
         }
-        const std::string_view bytes = take(std::size_t{1} << sizeExponent);
+        const std::uint64_t upper = sizeExponent == widest ? integer(8) : 0;
         // Only those of 8 bytes and more are signed.
-        const std::size_t width = std::min<std::size_t>(bytes.size(), 8);
-        const auto value = static_cast<std::int64_t>(bigEndian(bytes.end() - width, width));
-        if (bytes.size() == 16 && bigEndian(bytes.data(), 8) != (value < 0 ? UINT64_MAX : 0)) {
+        const auto value = static_cast<std::int64_t>(integer(std::size_t{1} << std::min(sizeExponent, 3U)));
+        if (sizeExponent == widest && upper != (value < 0 ? UINT64_MAX : 0)) {
             fail(index_, "is an integer of more than 64 bits");
         }
         return value;
@@ -101,7 +98,16 @@ class PropertyList::Cursor {
     /// A count of four bits, or, where these are all ones, the integer that follows.
     std::size_t count(unsigned low) {
         constexpr unsigned follows = 0xF;
-        return low != follows ? low : countThatFollows();
+        if (low != follows) {
+            return low;
+        }
+        const unsigned marker = byte();
+        constexpr unsigned integerKind = 0x1;
+        const std::int64_t count = marker >> 4U == integerKind ? signedInteger(marker & 0xFU) : -1;
+        if (count < 0) {
+            fail(index_, "has no valid count");
+        }
+        return static_cast<std::size_t>(count);
     }
 
     std::string_view ascii(std::size_t count) {
@@ -117,45 +123,10 @@ class PropertyList::Cursor {
         return bytes;
     }
 
-    /// `count` code units, as UTF-8.
-    std::string utf16(std::size_t count);
-
   private:
-    std::size_t countThatFollows();
-
     std::size_t index_;
     std::string_view rest_;
 };
-
-std::size_t PropertyList::Cursor::countThatFollows() {
-    const unsigned marker = byte();
-    constexpr unsigned integerKind = 0x1;
-    const std::int64_t count = marker >> 4U == integerKind ? signedInteger(marker & 0xFU) : -1;
-    if (count < 0) {
-        fail(index_, "has no valid count");
-    }
-    return static_cast<std::size_t>(count);
-}
-
-std::string PropertyList::Cursor::utf16(std::size_t count) {
-    std::string_view units = take(count, 2);
-    std::string text;
-    const auto unit = [&units](std::size_t offset) {
-        return static_cast<char32_t>(bigEndian(units.data() + offset, 2));
-    };
-    while (!units.empty()) {
-        const char32_t high = unit(0);
-        const bool isHalf = high >= 0xD800 && high < 0xE000;
-        const bool isPair =
-            isHalf && high < 0xDC00 && units.size() >= 4 && unit(2) >= 0xDC00 && unit(2) < 0xE000;
-        if (isHalf && !isPair) {
-            fail(index_, "is a string of invalid UTF-16");
-        }
-        appendUTF8(text, isPair ? 0x10000 + ((high - 0xD800) << 10U) + (unit(2) - 0xDC00) : high);
-        units.remove_prefix(isPair ? 4 : 2);
-    }
-    return text;
-}
 
 // The binary form: after the magic come the objects, then the table of their offsets, then a trailer that
 // says where the table is and how wide its entries and the references between objects are. All integers are
@@ -178,12 +149,13 @@ PropertyList::PropertyList(std::string_view bytes)
         throw ArchiveError("it is cut off");
     }
     const std::size_t end = bytes.size() - trailerSize;
-    const std::string_view trailer = bytes.substr(end);
-    const std::size_t offsetSize = bigEndian(trailer.data() + 6, 1);
-    referenceSize_ = bigEndian(trailer.data() + 7, 1);
-    const std::size_t count = bigEndian(trailer.data() + 8, 8);
-    root_ = bigEndian(trailer.data() + 16, 8);
-    const std::size_t tableOffset = bigEndian(trailer.data() + 24, 8);
+    const Integers widths(bytes.data() + end + 6, 2, 1);
+    const Integers places(bytes.data() + end + 8, 3, 8);
+    const std::size_t offsetSize = widths[0];
+    referenceSize_ = widths[1];
+    const std::size_t count = places[0];
+    root_ = places[1];
+    const std::size_t tableOffset = places[2];
     const auto isWidth = [](std::size_t size) { return size >= 1 && size <= 8; };
     if (!isWidth(offsetSize) || !isWidth(referenceSize_) || tableOffset < binaryMagic.size() ||
         tableOffset > end || count > (end - tableOffset) / offsetSize || root_ >= count) {
@@ -222,20 +194,24 @@ PropertyList::Object PropertyList::object(std::size_t index) {
         return {.kind = Kind::string, .text = text};
     }
     case 0x6: {
-        const std::string& text = texts_.emplace_front(cursor.utf16(cursor.count(low)));
+        const std::string& text = texts_.emplace_front(utf16(index, cursor.integers(cursor.count(low), 2)));
         charge(4 * text.size());
         return {.kind = Kind::string, .text = text};
     }
     case 0x8:
         return {.kind = Kind::uid, .integer = cursor.uid(low)};
     case 0xA:
-        return {.kind = Kind::array, .elements = references(cursor, cursor.count(low))};
+        return {.kind = Kind::array,
+                .elements = references(index, cursor.integers(cursor.count(low), referenceSize_))};
     case 0xC:
-        return {.kind = Kind::set, .elements = references(cursor, cursor.count(low))};
+        return {.kind = Kind::set,
+                .elements = references(index, cursor.integers(cursor.count(low), referenceSize_))};
     case 0xD: {
         const std::size_t count = cursor.count(low);
-        const Integers keys = references(cursor, count);
-        return {.kind = Kind::dictionary, .elements = references(cursor, count), .keys = keys};
+        const Integers keys = references(index, cursor.integers(count, referenceSize_));
+        return {.kind = Kind::dictionary,
+                .elements = references(index, cursor.integers(count, referenceSize_)),
+                .keys = keys};
     }
     default:
         fail(index, "is of no known kind");
@@ -245,18 +221,15 @@ PropertyList::Object PropertyList::object(std::size_t index) {
 bool PropertyList::isString(std::size_t index, std::string_view text) const {
     Cursor cursor(*this, index);
     const unsigned marker = cursor.byte();
-    switch (marker >> 4U) {
-    case 0x5: {
-        const std::size_t count = cursor.count(marker & 0xFU);
-        return count == text.size() && cursor.take(count) == text;
-    }
-    case 0x6: {
-        const std::size_t count = cursor.count(marker & 0xFU);
-        return count <= text.size() && cursor.utf16(count) == text;
-    }
-    default:
+    const bool isASCII = marker >> 4U == 0x5;
+    if (!isASCII && marker >> 4U != 0x6) {
         return false;
     }
+    const std::size_t count = cursor.count(marker & 0xFU);
+    if (isASCII) {
+        return count == text.size() && cursor.take(count) == text;
+    }
+    return count <= text.size() && utf16(index, cursor.integers(count, 2)) == text;
 }
 
 std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::string_view key) const {
@@ -268,16 +241,31 @@ std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::str
     return std::nullopt;
 }
 
-PropertyList::Integers PropertyList::references(Cursor& cursor, std::size_t count) {
-    const Integers references(cursor.take(count, referenceSize_).data(), count, referenceSize_);
-    charge(sizeof(std::size_t) * count);
-    for (std::size_t i = 0; i < count; ++i) {
+PropertyList::Integers PropertyList::references(std::size_t index, Integers references) {
+    charge(sizeof(std::size_t) * references.size());
+    for (std::size_t i = 0; i < references.size(); ++i) {
         if (references[i] >= offsets_.size()) {
-            fail(cursor.index(), "refers to object " + std::to_string(references[i]) + " of " +
-                                     std::to_string(offsets_.size()));
+            fail(index, "refers to object " + std::to_string(references[i]) + " of " +
+                            std::to_string(offsets_.size()));
         }
     }
     return references;
+}
+
+std::string PropertyList::utf16(std::size_t index, Integers units) {
+    std::string text;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        const auto high = static_cast<char32_t>(units[i]);
+        const bool isHalf = high >= 0xD800 && high < 0xE000;
+        const auto next = static_cast<char32_t>(i + 1 < units.size() ? units[i + 1] : 0);
+        const bool isPair = isHalf && high < 0xDC00 && next >= 0xDC00 && next < 0xE000;
+        if (isHalf && !isPair) {
+            fail(index, "is a string of invalid UTF-16");
+        }
+        appendUTF8(text, isPair ? 0x10000 + ((high - 0xD800) << 10U) + (next - 0xDC00) : high);
+        i += isPair ? 1 : 0;
+    }
+    return text;
 }
 
 void PropertyList::charge(std::size_t amount) {

@@ -78,12 +78,11 @@ class PropertyList {
   private:
     class Cursor;
 
-    static std::uint64_t bigEndian(const char* first, std::size_t size) noexcept {
-        return Integers(first, 1, size)[0];
-    }
-
-    [[nodiscard]] Integers references(Cursor& cursor, std::size_t count);
-    /// Called for all that is handed out.
+    /// The references of the object there, once they are known to lead to objects.
+    [[nodiscard]] Integers references(std::size_t index, Integers references);
+    /// The UTF-16 of the string there as UTF-8.
+    [[nodiscard]] static std::string utf16(std::size_t index, Integers units);
+    /// Called for all that is handed out, with 4 for a byte of text and 8 for a reference.
     void charge(std::size_t amount);
 
     std::size_t allowance_;
