@@ -155,6 +155,8 @@ void expectFaults(const std::vector<Hostile>& cases) {
 TEST(Transcript, RefusesArchivesThatLie) {
     const std::string good = archiveOf(instance(2, "<key>text</key>" + uid(5)), "<string>x</string>");
     ASSERT_EQ(faultOf(good), "");
+    // The first of equal keys counts.
+    EXPECT_EQ(faultOf(withField("text", "<string>x</string><key>text</key><true/>")), "");
     const std::string noArchive = "it is no keyed archive: ";
     const std::string belongs = R"( where one of class "VMVoicemailTranscript" belongs)";
     expectFaults({
@@ -197,6 +199,7 @@ TEST(Transcript, RefusesArchivesThatLie) {
         std::string key, value, kinds;
     } fields[] = {
         {"text", "<integer>1</integer>", "an integer, not a string"},
+        {"text", "<date></date>", "a date, not a string"},
         {"text", uid(5), "data, not a string"},
         {"text", uid(6), "a reference, not a string"},
         {"text", uid(1), "a dictionary, not a string"},
