@@ -301,6 +301,10 @@ TEST(Transcript, RefusesBinaryPropertyListsThatPointAnywhere) {
          "it is damaged: object 0 lies outside of the objects"},
         {"bplist00\x09\x07"s + withTrailer(0, 0).substr(10),
          "it is damaged: object 0 lies outside of the objects"},
+        // So many references that the number of their bytes overflows.
+        {binary({"\xAF\x13\x20\0\0\0\0\0\0\x01"s + std::string(8, '\0')},
+                [](std::string& trailer) { trailer[7] = 8; }),
+         "it is damaged: object 0 is cut off"},
         // Each array holds the next one twice, and the last one the first.
         {binary({"\xA2\1\1"s, "\xA2\2\2"s, "\xA2\0\0"s}), R"(it is no keyed archive: it has no "$archiver")"},
         {binary({"\xD1\1\0"s, "\x59$archiver"s}),
