@@ -34,21 +34,21 @@ bool standsForItselfInPath(char c) {
 std::optional<std::string> percentDecoded(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            decoded += text[i];
-            continue;
+    while (true) {
+        const std::size_t plain = std::min(text.find('%'), text.size());
+        decoded += text.substr(0, plain);
+        text.remove_prefix(plain);
+        if (text.empty()) {
+            return decoded;
         }
         unsigned char byte = 0;
-        const char* const digits = text.data() + i + 1;
-        const bool complete = text.size() - i > 2;
-        if (!complete || std::from_chars(digits, digits + 2, byte, 16).ptr != digits + 2) {
+        const bool complete = text.size() > 2;
+        if (!complete || std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr != text.data() + 3) {
             return std::nullopt;
         }
         decoded += static_cast<char>(byte);
-        i += 2;
+        text.remove_prefix(3);
     }
-    return decoded;
 }
 
 bool startsWithIgnoringCase(std::string_view text, std::string_view lowerCasePrefix) {

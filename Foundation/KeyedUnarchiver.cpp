@@ -4,23 +4,22 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
 
 namespace Orvex {
 
 namespace {
 
-using Kind = PropertyListObject::Kind;
+using Kind = PropertyListKind;
 
-std::string typeFault(std::string_view key, const PropertyListObject& value, std::string_view expected) {
+std::string typeFault(std::string_view key, const PropertyList::Object& value, std::string_view expected) {
     return "the value of " + inQuotes(key) + " is " + std::string(kindName(value.kind)) + ", not " +
            std::string(expected);
 }
 
 } // namespace
 
-KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) : list_(PropertyList::read(archive)) {
-    const PropertyListObject archived = list_->object(list_->root());
+KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) : list_(archive) {
+    const PropertyList::Object archived = list_.object(list_.root());
     if (required(archived, "$archiver", Kind::string).text != "NSKeyedArchiver") {
         throw ArchiveError("it is no keyed archive: its \"$archiver\" is not \"NSKeyedArchiver\"");
     }
@@ -30,77 +29,65 @@ KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) : list_(PropertyList:
     }
     top_ = required(archived, "$top", Kind::dictionary);
     entries_ = required(archived, "$objects", Kind::array).elements;
-    if (entries_.empty() || !list_->isString(entries_.front(), "$null")) {
+    if (entries_.size() == 0 || !list_.isString(entries_[0], "$null")) {
         throw ArchiveError("it is no keyed archive: entry 0 of its \"$objects\" is not \"$null\"");
     }
     visited_.resize(entries_.size());
 }
 
 std::optional<KeyedObject> KeyedUnarchiver::root(std::string_view className) {
-    std::optional<PropertyListObject> root = referredTo(required(top_, "root", Kind::uid));
-    if (!root) {
-        return std::nullopt;
-    }
-    return decoded(*std::move(root), className);
+    const std::optional<PropertyList::Object> root = referredTo(required(top_, "root", Kind::uid));
+    return root ? std::optional(decoded(*root, className)) : std::nullopt;
 }
 
-std::optional<std::size_t> KeyedUnarchiver::find(const PropertyListObject& dictionary, std::string_view key) {
-    const auto found = std::find_if(dictionary.keys.begin(), dictionary.keys.end(),
-                                    [&](std::size_t candidate) { return list_->isString(candidate, key); });
-    if (found == dictionary.keys.end()) {
-        return std::nullopt;
-    }
-    return dictionary.elements[static_cast<std::size_t>(found - dictionary.keys.begin())];
-}
-
-PropertyListObject KeyedUnarchiver::required(const PropertyListObject& dictionary, std::string_view key,
-                                             Kind kind) {
-    const std::optional<std::size_t> index = find(dictionary, key);
+PropertyList::Object KeyedUnarchiver::required(const PropertyList::Object& dictionary, std::string_view key,
+                                               Kind kind) {
+    const std::optional<std::size_t> index = list_.find(dictionary, key);
     if (!index) {
         throw ArchiveError("it is no keyed archive: it has no " + inQuotes(key));
     }
-    PropertyListObject value = list_->object(*index);
+    PropertyList::Object value = list_.object(*index);
     if (value.kind != kind) {
         throw ArchiveError(typeFault(key, value, kindName(kind)));
     }
     return value;
 }
 
-std::optional<PropertyListObject> KeyedUnarchiver::referredTo(const PropertyListObject& reference) {
+std::optional<PropertyList::Object> KeyedUnarchiver::referredTo(const PropertyList::Object& reference) {
     const auto entry = static_cast<std::size_t>(reference.integer);
     if (entry >= entries_.size()) {
         throw ArchiveError("it is damaged: it refers to entry " + std::to_string(entry) + " of " +
                            std::to_string(entries_.size()));
     }
-    return entry == 0 ? std::nullopt : std::optional(list_->object(entries_[entry]));
+    return entry == 0 ? std::nullopt : std::optional(list_.object(entries_[entry]));
 }
 
-const std::string& KeyedUnarchiver::className(const PropertyListObject& object) {
-    const PropertyListObject reference = required(object, "$class", Kind::uid);
-    auto known = classNames_.find(reference.integer);
-    if (known == classNames_.end()) {
-        const std::optional<PropertyListObject> classObject = referredTo(reference);
+std::string_view KeyedUnarchiver::className(const PropertyList::Object& object) {
+    const PropertyList::Object reference = required(object, "$class", Kind::uid);
+    if (reference.integer != lastClass_) {
+        const std::optional<PropertyList::Object> classObject = referredTo(reference);
         if (!classObject) {
             throw ArchiveError("an object's class is nil");
         }
-        known = classNames_.emplace(reference.integer, nameOfClass(*classObject)).first;
+        lastClassName_ = nameOfClass(*classObject);
+        lastClass_ = reference.integer;
     }
-    return known->second;
+    return lastClassName_;
 }
 
-std::string KeyedUnarchiver::nameOfClass(const PropertyListObject& classObject) {
-    std::string name = required(classObject, "$classname", Kind::string).text;
-    const std::vector<std::size_t> classes = required(classObject, "$classes", Kind::array).elements;
+std::string_view KeyedUnarchiver::nameOfClass(const PropertyList::Object& classObject) {
+    const std::string_view name = required(classObject, "$classname", Kind::string).text;
+    const PropertyList::Integers classes = required(classObject, "$classes", Kind::array).elements;
     constexpr std::size_t longestChain = 16;
     if (classes.size() > longestChain) {
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit from " +
                            std::to_string(classes.size()) + " classes");
     }
-    if (classes.empty() || !list_->isString(classes.front(), name) ||
-        !list_->isString(classes.back(), "NSObject")) {
-        std::vector<std::string> chain;
-        for (const std::size_t index : classes) {
-            chain.push_back(list_->object(index).text);
+    if (classes.size() == 0 || !list_.isString(classes[0], name) ||
+        !list_.isString(classes[classes.size() - 1], "NSObject")) {
+        std::vector<std::string_view> chain;
+        for (std::size_t i = 0; i < classes.size(); ++i) {
+            chain.push_back(list_.object(classes[i]).text);
         }
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit by way of " +
                            bracketed(chain, excerptInQuotes));
@@ -108,40 +95,40 @@ std::string KeyedUnarchiver::nameOfClass(const PropertyListObject& classObject) 
     return name;
 }
 
-KeyedObject KeyedUnarchiver::decoded(PropertyListObject object, std::string_view expectedClass) {
+KeyedObject KeyedUnarchiver::decoded(const PropertyList::Object& object, std::string_view expectedClass) {
     if (object.kind != Kind::dictionary) {
         throw ArchiveError("there is " + std::string(kindName(object.kind)) + " where an object of class " +
                            inQuotes(expectedClass) + " belongs");
     }
-    if (const std::string& name = className(object); name != expectedClass) {
+    if (const std::string_view name = className(object); name != expectedClass) {
         throw ArchiveError("there is an object of class " + excerptInQuotes(name) + " where one of class " +
                            inQuotes(expectedClass) + " belongs");
     }
-    return {*this, std::move(object)};
+    return {*this, object};
 }
 
-std::optional<PropertyListObject> KeyedObject::value(std::string_view key) const {
-    const std::optional<std::size_t> index = archive_->find(dictionary_, key);
+std::optional<PropertyList::Object> KeyedObject::value(std::string_view key) const {
+    const std::optional<std::size_t> index = archive_->list_.find(dictionary_, key);
     if (!index) {
         return std::nullopt;
     }
-    PropertyListObject value = archive_->list_->object(*index);
-    return value.kind == Kind::uid ? archive_->referredTo(value) : std::optional(std::move(value));
+    const PropertyList::Object value = archive_->list_.object(*index);
+    return value.kind == Kind::uid ? archive_->referredTo(value) : value;
 }
 
 std::optional<std::string> KeyedObject::string(std::string_view key) const {
-    std::optional<PropertyListObject> found = value(key);
+    const std::optional<PropertyList::Object> found = value(key);
     if (!found) {
         return std::nullopt;
     }
     if (found->kind != Kind::string) {
         throw ArchiveError(typeFault(key, *found, "a string"));
     }
-    return std::move(found->text);
+    return std::string(found->text);
 }
 
 std::optional<double> KeyedObject::real(std::string_view key) const {
-    const std::optional<PropertyListObject> found = value(key);
+    const std::optional<PropertyList::Object> found = value(key);
     if (!found) {
         return std::nullopt;
     }
@@ -157,7 +144,7 @@ std::optional<double> KeyedObject::real(std::string_view key) const {
 
 void KeyedObject::forEachObject(std::string_view key, std::string_view className,
                                 const std::function<void(const KeyedObject&)>& visit) const {
-    const std::optional<PropertyListObject> found = value(key);
+    const std::optional<PropertyList::Object> found = value(key);
     if (!found) {
         return;
     }
@@ -166,13 +153,14 @@ void KeyedObject::forEachObject(std::string_view key, std::string_view className
                                                      archive_->className(*found)) == arrayClasses.end()) {
         throw ArchiveError(typeFault(key, *found, "an object of class \"NSArray\""));
     }
-    for (const std::size_t index : archive_->required(*found, "NS.objects", Kind::array).elements) {
-        const PropertyListObject reference = archive_->list_->object(index);
+    const PropertyList::Integers elements = archive_->required(*found, "NS.objects", Kind::array).elements;
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        const PropertyList::Object reference = archive_->list_.object(elements[i]);
         if (reference.kind != Kind::uid) {
             throw ArchiveError("an element of " + inQuotes(key) + " is " +
                                std::string(kindName(reference.kind)) + ", not a reference");
         }
-        std::optional<PropertyListObject> element = archive_->referredTo(reference);
+        const std::optional<PropertyList::Object> element = archive_->referredTo(reference);
         if (!element) {
             throw ArchiveError("an element of " + inQuotes(key) + " is nil");
         }
@@ -181,7 +169,7 @@ void KeyedObject::forEachObject(std::string_view key, std::string_view className
                                " is an element of arrays twice");
         }
         archive_->visited_[static_cast<std::size_t>(reference.integer)] = true;
-        visit(archive_->decoded(*std::move(element), className));
+        visit(archive_->decoded(*element, className));
     }
 }
 

@@ -3,8 +3,6 @@
 #include "Foundation/PropertyList.h"
 #include <cstddef>
 #include <functional>
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,14 +26,14 @@ class KeyedObject {
 
   private:
     friend class KeyedUnarchiver;
-    KeyedObject(KeyedUnarchiver& archive, PropertyListObject dictionary)
-        : archive_(&archive), dictionary_(std::move(dictionary)) {}
+    KeyedObject(KeyedUnarchiver& archive, const PropertyList::Object& dictionary)
+        : archive_(&archive), dictionary_(dictionary) {}
 
     /// The key's value, or, where that is a reference, the object that it refers to.
-    [[nodiscard]] std::optional<PropertyListObject> value(std::string_view key) const;
+    [[nodiscard]] std::optional<PropertyList::Object> value(std::string_view key) const;
 
     KeyedUnarchiver* archive_;
-    PropertyListObject dictionary_;
+    PropertyList::Object dictionary_;
 };
 
 /// Decodes a keyed archive: a property list with `$archiver` "NSKeyedArchiver", `$version` 100000, the table
@@ -53,23 +51,23 @@ class KeyedUnarchiver {
   private:
     friend class KeyedObject;
 
-    /// Where in the property list the value of a dictionary's key is.
-    [[nodiscard]] std::optional<std::size_t> find(const PropertyListObject& dictionary, std::string_view key);
     /// The value of a dictionary's key, which must be there and of this kind.
-    [[nodiscard]] PropertyListObject required(const PropertyListObject& dictionary, std::string_view key,
-                                              PropertyListObject::Kind kind);
+    [[nodiscard]] PropertyList::Object required(const PropertyList::Object& dictionary, std::string_view key,
+                                                PropertyListKind kind);
     /// The object that a reference means; no value for nil.
-    [[nodiscard]] std::optional<PropertyListObject> referredTo(const PropertyListObject& reference);
+    [[nodiscard]] std::optional<PropertyList::Object> referredTo(const PropertyList::Object& reference);
     /// The name of an object's class.
-    [[nodiscard]] const std::string& className(const PropertyListObject& object);
-    [[nodiscard]] std::string nameOfClass(const PropertyListObject& classObject);
-    [[nodiscard]] KeyedObject decoded(PropertyListObject object, std::string_view expectedClass);
+    [[nodiscard]] std::string_view className(const PropertyList::Object& object);
+    [[nodiscard]] std::string_view nameOfClass(const PropertyList::Object& classObject);
+    [[nodiscard]] KeyedObject decoded(const PropertyList::Object& object, std::string_view expectedClass);
 
-    std::unique_ptr<PropertyList> list_;
+    PropertyList list_;
     /// Where the entries of `$objects` are in the property list.
-    std::vector<std::size_t> entries_;
-    PropertyListObject top_;
-    std::map<std::int64_t, std::string> classNames_;
+    PropertyList::Integers entries_;
+    PropertyList::Object top_;
+    /// The last object's; most have the same.
+    std::int64_t lastClass_ = -1;
+    std::string_view lastClassName_;
     /// Which entries have been elements of an array.
     std::vector<bool> visited_;
 };

@@ -1,33 +1,36 @@
 #pragma once
 
 #include "Foundation/ArchiveError.h"
+#include <boost/endian/conversion.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <forward_list>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace Orvex {
 
-/// One object of a property list. Arrays and dictionaries refer to others by their place in the list's table.
-struct PropertyListObject {
-    enum class Kind { null, boolean, integer, real, date, data, string, uid, array, set, dictionary };
+enum class PropertyListKind { null, boolean, integer, real, date, data, string, uid, array, set, dictionary };
 
-    Kind kind = Kind::null;
+/// The kind in words, as in "a string".
+[[nodiscard]] std::string_view kindName(PropertyListKind kind);
+
+/// One object of a property list. Arrays and dictionaries refer to others by their place in the list's table;
+/// `References` is a sequence of such places.
+template <class Text, class References>
+struct BasicPropertyListObject {
+    PropertyListKind kind = PropertyListKind::null;
     /// Of a boolean (0 or 1), an integer or a UID.
     std::int64_t integer = 0;
     double real = 0;
     /// Of a string, in UTF-8.
-    std::string text{};
+    Text text{};
     /// Of an array, a set or a dictionary.
-    std::vector<std::size_t> elements{};
+    References elements{};
     /// Of a dictionary: as many as there are elements. A key may stand there twice; the first one counts.
-    std::vector<std::size_t> keys{};
+    References keys{};
 };
-
-/// The kind in words, as in "a string".
-[[nodiscard]] std::string_view kindName(PropertyListObject::Kind kind);
 
 /// A property list from outside, binary (version 00) or XML, as a table of objects that are looked at only
 /// when they are asked for. Nothing follows references by itself, so that it does not matter how they nest or
@@ -35,32 +38,63 @@ struct PropertyListObject {
 /// texts to four times the list's size together. Dates and data are recognised without their contents.
 class PropertyList {
   public:
-    /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
-    [[nodiscard]] static std::unique_ptr<PropertyList> read(std::string_view bytes);
+    /// Integers of `width` bytes each, 1 to 8, as they stand in the list. Eight can be read wherever one
+    /// begins, since the list ends with one of eight.
+    class Integers {
+      public:
+        Integers() = default;
+        Integers(const char* first, std::size_t size, std::size_t width)
+            : first_(first), size_(size), width_(static_cast<unsigned>(width)), shift_(64 - 8 * width_) {}
 
-    virtual ~PropertyList() = default;
+        [[nodiscard]] std::size_t size() const noexcept { return size_; }
+        [[nodiscard]] std::size_t operator[](std::size_t i) const noexcept {
+            return boost::endian::load_big_u64(reinterpret_cast<const unsigned char*>(first_ + i * width_)) >>
+                   shift_;
+        }
+
+      private:
+        const char* first_ = nullptr;
+        std::size_t size_ = 0;
+        unsigned width_ = 0;
+        unsigned shift_ = 0;
+    };
+
+    /// Refers to the list, and to its bytes.
+    using Object = BasicPropertyListObject<std::string_view, Integers>;
+
+    /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
+    explicit PropertyList(std::string_view bytes);
     PropertyList(const PropertyList&) = delete;
     PropertyList& operator=(const PropertyList&) = delete;
 
     [[nodiscard]] std::size_t root() const noexcept { return root_; }
     /// The object at this place of the table, which must be one that an object refers to, or the root.
-    [[nodiscard]] virtual PropertyListObject object(std::size_t index) = 0;
+    [[nodiscard]] Object object(std::size_t index);
     /// Whether the object there is this string; handing nothing out, it can be asked as often as one likes.
-    [[nodiscard]] virtual bool isString(std::size_t index, std::string_view text) = 0;
-
-  protected:
-    explicit PropertyList(std::size_t size);
-
-    // Called before as much is handed out.
-    void chargeText(std::size_t bytes) { charge(4 * bytes); }
-    void chargeReferences(std::size_t count) { charge(sizeof(std::size_t) * count); }
-
-    std::size_t root_ = 0;
+    [[nodiscard]] bool isString(std::size_t index, std::string_view text) const;
+    /// Where the value of a dictionary's key is; no value where there is no such key.
+    [[nodiscard]] std::optional<std::size_t> find(const Object& dictionary, std::string_view key) const;
 
   private:
+    class Cursor;
+
+    /// The references of the object there, once they are known to lead to objects.
+    [[nodiscard]] Integers references(std::size_t index, Integers references);
+    /// The UTF-16 of the string there as UTF-8.
+    [[nodiscard]] static std::string utf16(std::size_t index, Integers units);
+    /// Called for all that is handed out, with 4 for a byte of text and 8 for a reference.
     void charge(std::size_t amount);
 
     std::size_t allowance_;
+    /// The list, if it was none of the binary form.
+    std::string converted_;
+    std::size_t referenceSize_ = 0;
+    std::size_t root_ = 0;
+    /// All in front of the table of offsets.
+    std::string_view objects_;
+    Integers offsets_;
+    /// Texts that were handed out and do not stand in the bytes as they are.
+    std::forward_list<std::string> texts_;
 };
 
 } // namespace Orvex

@@ -1,6 +1,5 @@
 #include "Foundation/PropertyListWriter.h"
 
-#include "Foundation/BinaryPropertyList.h"
 #include "Foundation/Number.h"
 #include "Foundation/UTF8.h"
 #include <algorithm>
@@ -13,7 +12,7 @@ namespace Orvex {
 
 namespace {
 
-using Kind = PropertyListObject::Kind;
+using Kind = PropertyListKind;
 
 std::u32string characters(std::string_view text) {
     std::u32string characters;
@@ -60,6 +59,13 @@ class BinaryWriter {
         case Kind::real:
             out_ += '\x23';
             appendBigEndian(out_, std::bit_cast<std::uint64_t>(object.real), 8);
+            break;
+        case Kind::date:
+            out_ += '\x33';
+            appendBigEndian(out_, 0, 8);
+            break;
+        case Kind::data:
+            marker(0x4, 0);
             break;
         case Kind::string:
             string(object.text);
@@ -112,10 +118,14 @@ class BinaryWriter {
     }
 
     void string(std::string_view text) {
+        if (std::all_of(text.begin(), text.end(),
+                        [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+            marker(0x5, text.size());
+            out_ += text;
+            return;
+        }
         std::string units;
-        bool isASCII = true;
         for (const char32_t c : characters(text)) {
-            isASCII = isASCII && c < 0x80;
             if (c > 0xFFFF) {
                 appendBigEndian(units, 0xD800 + ((c - 0x10000) >> 10U), 2);
                 appendBigEndian(units, 0xDC00 + ((c - 0x10000) & 0x3FFU), 2);
@@ -123,13 +133,8 @@ class BinaryWriter {
                 appendBigEndian(units, c, 2);
             }
         }
-        if (isASCII) {
-            marker(0x5, text.size());
-            out_ += text;
-        } else {
-            marker(0x6, units.size() / 2);
-            out_ += units;
-        }
+        marker(0x6, units.size() / 2);
+        out_ += units;
     }
 
     void references(std::span<const std::size_t> indices) {

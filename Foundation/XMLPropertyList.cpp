@@ -1,25 +1,29 @@
 #include "Foundation/XMLPropertyList.h"
 
+#include "Foundation/ArchiveError.h"
 #include "Foundation/Number.h"
+#include "Foundation/PropertyListWriter.h"
 #include "Foundation/QuotedText.h"
 #include <algorithm>
 #include <array>
 #include <exception>
 #include <expat.h>
 #include <limits>
+#include <memory>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace Orvex {
 
 namespace {
 
-using Kind = PropertyListObject::Kind;
+using Kind = PropertyListKind;
 
-/// Reads the XML form from the events of Expat. Entities of the document's own are refused.
-class XMLPropertyList final : public PropertyList {
+/// Builds the table of a property list from the events of Expat. Entities of the document's own are refused.
+class XMLPropertyList {
   public:
-    explicit XMLPropertyList(std::string_view bytes) : PropertyList(bytes.size()) {
+    explicit XMLPropertyList(std::string_view bytes) {
         const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(XML_ParserCreate(nullptr),
                                                                                   &XML_ParserFree);
         if (!parser) {
@@ -57,16 +61,8 @@ class XMLPropertyList final : public PropertyList {
         }
     }
 
-    PropertyListObject object(std::size_t index) override {
-        const PropertyListObject& object = objects_[index];
-        chargeText(object.text.size());
-        chargeReferences(object.elements.size() + object.keys.size());
-        return object;
-    }
-
-    bool isString(std::size_t index, std::string_view text) override {
-        return objects_[index].kind == Kind::string && objects_[index].text == text;
-    }
+    /// The first one is the root.
+    [[nodiscard]] const std::vector<PropertyListObject>& objects() const noexcept { return objects_; }
 
   private:
     static constexpr std::size_t deepest = 64;
@@ -207,8 +203,8 @@ class XMLPropertyList final : public PropertyList {
 
 } // namespace
 
-std::unique_ptr<PropertyList> readXMLPropertyList(std::string_view bytes) {
-    return std::make_unique<XMLPropertyList>(bytes);
+std::string binaryFromXML(std::string_view bytes) {
+    return binaryPropertyList(XMLPropertyList(bytes).objects(), 0);
 }
 
 } // namespace Orvex

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "Foundation/PropertyList.h"
+#include <string>
 #include <string_view>
 
 namespace Orvex {
 
-/// See `PropertyList::read`. A list that declares entities is refused.
-[[nodiscard]] std::unique_ptr<PropertyList> readXMLPropertyList(std::string_view bytes);
+/// A property list of the XML form in the binary form. One that declares entities is refused. Throws
+/// `ArchiveError`.
+[[nodiscard]] std::string binaryFromXML(std::string_view bytes);
 
 } // namespace Orvex

@@ -10,7 +10,7 @@ namespace Orvex {
 
 namespace {
 
-using Kind = PropertyListObject::Kind;
+using Kind = PropertyListKind;
 
 /// The values of one object, by key.
 using Fields = std::vector<std::pair<std::string_view, std::size_t>>;

@@ -26,7 +26,12 @@ std::optional<double> confidence(const KeyedObject& object) {
 
 std::string VMVoicemailTranscript::description() const {
     std::string lines;
-    Description description(lines, "VMVoicemailTranscript");
+    appendDescription(lines);
+    return lines;
+}
+
+void VMVoicemailTranscript::appendDescription(std::string& out) const {
+    Description description(out, "VMVoicemailTranscript");
     description.field("text", text);
     description.field("locale", locale);
     description.field("confidence", confidence);
@@ -38,7 +43,6 @@ std::string VMVoicemailTranscript::description() const {
         fields.field("duration", segment.duration);
         fields.field("confidence", segment.confidence);
     }
-    return lines;
 }
 
 std::optional<VMVoicemailTranscript> decodeTranscript(std::string_view archive) {

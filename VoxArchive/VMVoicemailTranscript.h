@@ -32,6 +32,8 @@ struct VMVoicemailTranscript {
 
     /// The class name, then one field a line, the segments numbered from 1.
     [[nodiscard]] std::string description() const;
+    /// Adds the same to the end of `out`.
+    void appendDescription(std::string& out) const;
 };
 
 /// What is wrong with a transcript's file: `what()` is one line that names the file and the fault.

@@ -155,6 +155,8 @@ void expectFaults(const std::vector<Hostile>& cases) {
 TEST(Transcript, RefusesArchivesThatLie) {
     const std::string good = archiveOf(instance(2, "<key>text</key>" + uid(5)), "<string>x</string>");
     ASSERT_EQ(faultOf(good), "");
+    // The first of equal keys counts.
+    EXPECT_EQ(faultOf(withField("text", "<string>x</string><key>text</key><true/>")), "");
     const std::string noArchive = "it is no keyed archive: ";
     const std::string belongs = R"( where one of class "VMVoicemailTranscript" belongs)";
     expectFaults({
@@ -197,6 +199,7 @@ TEST(Transcript, RefusesArchivesThatLie) {
         std::string key, value, kinds;
     } fields[] = {
         {"text", "<integer>1</integer>", "an integer, not a string"},
+        {"text", "<date></date>", "a date, not a string"},
         {"text", uid(5), "data, not a string"},
         {"text", uid(6), "a reference, not a string"},
         {"text", uid(1), "a dictionary, not a string"},
@@ -298,6 +301,10 @@ TEST(Transcript, RefusesBinaryPropertyListsThatPointAnywhere) {
          "it is damaged: object 0 lies outside of the objects"},
         {"bplist00\x09\x07"s + withTrailer(0, 0).substr(10),
          "it is damaged: object 0 lies outside of the objects"},
+        // So many references that the number of their bytes overflows.
+        {binary({"\xAF\x13\x20\0\0\0\0\0\0\x01"s + std::string(8, '\0')},
+                [](std::string& trailer) { trailer[7] = 8; }),
+         "it is damaged: object 0 is cut off"},
         // Each array holds the next one twice, and the last one the first.
         {binary({"\xA2\1\1"s, "\xA2\2\2"s, "\xA2\0\0"s}), R"(it is no keyed archive: it has no "$archiver")"},
         {binary({"\xD1\1\0"s, "\x59$archiver"s}),
@@ -311,14 +318,14 @@ TEST(PropertyList, HandsOutOnlySoMuch) {
          {binary({"\x5E" + letters}), binary({"\x67" + letters}), binary({"\xAE" + std::string(14, '\0')}),
           binary({"\xD7" + std::string(14, '\0')}), "<plist><string>" + letters + "</string></plist>",
           "<plist><array>" + repeated("<true/>", 14) + "</array></plist>"}) {
-        const auto list = PropertyList::read(archive);
+        PropertyList list(archive);
         const auto askOften = [&list] {
             for (int i = 0; i < 2000; ++i) {
-                static_cast<void>(list->object(list->root()));
+                static_cast<void>(list.object(list.root()));
             }
         };
         EXPECT_THROW(askOften(), ArchiveError) << archive;
-        EXPECT_FALSE(list->isString(list->root(), "y"));
+        EXPECT_FALSE(list.isString(list.root(), "y"));
     }
 }
 
@@ -345,7 +352,8 @@ TEST(PropertyList, ReadsNumbers) {
         {"<plist><real>-1e3</real></plist>", 0, -1000},
     };
     for (const auto& each : cases) {
-        const PropertyListObject object = PropertyList::read(each.list)->object(0);
+        PropertyList list(each.list);
+        const auto object = list.object(list.root());
         EXPECT_EQ(object.integer, each.integer) << each.list;
         EXPECT_EQ(object.real, each.real) << each.list;
     }
@@ -354,11 +362,11 @@ TEST(PropertyList, ReadsNumbers) {
 TEST(PropertyList, KnowsAStringInEitherForm) {
     using namespace std::string_literals;
     for (const std::string& archive : {binary({"\x52hi"s}), binary({"\x62\0h\0i"s})}) {
-        const auto list = PropertyList::read(archive);
-        EXPECT_TRUE(list->isString(0, "hi"));
-        EXPECT_FALSE(list->isString(0, "h"));
-        EXPECT_FALSE(list->isString(0, "hi!"));
-        EXPECT_EQ(list->object(0).text, "hi");
+        PropertyList list(archive);
+        EXPECT_TRUE(list.isString(0, "hi"));
+        EXPECT_FALSE(list.isString(0, "h"));
+        EXPECT_FALSE(list.isString(0, "hi!"));
+        EXPECT_EQ(list.object(0).text, "hi");
     }
 }
 

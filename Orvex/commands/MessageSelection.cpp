@@ -41,11 +41,6 @@ auto storeValues(std::span<const Input> inputs) {
     return values;
 }
 
-void appendMessage(std::string& out, const StoredMessage& message, std::size_t number) {
-    appendInGreen(out, {"\nMessage #", std::to_string(number), ":\n"});
-    message.appendDescription(out);
-}
-
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view whiteSpace = " \t\r\v\f";
     text.remove_prefix(std::min(text.find_first_not_of(whiteSpace), text.size()));
@@ -90,10 +85,9 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
     co_return std::vector<StoredMessage>{};
 }
 
-void printMessage(const StoredMessage& message, std::size_t number, bool noColor) {
-    std::string text;
-    appendMessage(text, message, number);
-    printLine(text, noColor);
+void appendMessage(std::string& out, const StoredMessage& message, std::size_t number) {
+    appendInGreen(out, {"\nMessage #", std::to_string(number), ":\n"});
+    message.appendDescription(out);
 }
 
 void listMessages(std::span<const StoredMessage> messages, bool noColor) {

@@ -21,8 +21,8 @@ fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string>
               std::vector<InputProviderType> providers, std::vector<InputMessageType> types,
               std::vector<std::string> recordUUIDStrings, std::vector<std::string> voicemailIDStrings);
 
-/// Prints a message under its number.
-void printMessage(const StoredMessage& message, std::size_t number, bool noColor);
+/// Adds the text of a message under its number.
+void appendMessage(std::string& out, const StoredMessage& message, std::size_t number);
 
 /// Prints each message under its number, counted from 1.
 void listMessages(std::span<const StoredMessage> messages, bool noColor);

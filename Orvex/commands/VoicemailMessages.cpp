@@ -5,20 +5,26 @@
 #include "VoxArchive/VMVoicemailTranscript.h"
 #include <exception>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace Orvex {
 
 namespace {
 
-void printTranscript(const FileURL& file, bool noColor) {
+void appendTranscript(std::string& out, const FileURL& file) {
     try {
         const std::optional<VMVoicemailTranscript> transcript = readTranscript(file);
-        printLine(inGreen("Transcript: ") +
-                      (transcript ? "Optional(" + transcript->description() + ")" : "nil"),
-                  noColor);
+        appendInGreen(out, {"Transcript: "});
+        if (transcript) {
+            out += "Optional(";
+            transcript->appendDescription(out);
+            out += ')';
+        } else {
+            out += "nil";
+        }
     } catch (const std::exception& error) {
-        printLine(inRed("Error: ") + error.what(), noColor);
+        out += inRed("Error: ") + error.what();
     }
 }
 
@@ -29,10 +35,15 @@ Async<void> VoicemailMessages::run() {
     const std::vector<StoredMessage> messages =
         co_await client.voicemailMessages(MessageProvider::Telephony, MessageType::audio);
     std::size_t number = 0;
+    std::string text;
     for (const StoredMessage& message : messages) {
-        printMessage(message, ++number, noColor);
+        text.clear();
+        appendMessage(text, message, ++number);
+        printLine(text, noColor);
         if (message.transcriptURL) {
-            printTranscript(*message.transcriptURL, noColor);
+            text.clear();
+            appendTranscript(text, *message.transcriptURL);
+            printLine(text, noColor);
         }
     }
 }
