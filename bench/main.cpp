@@ -215,19 +215,19 @@ class Bench {
     /// The name of a database with a store on the server.
     std::string sharedStore(std::uint64_t count) {
         const std::string size = std::to_string(count);
-        const std::string name = "store_" + size;
+        std::string name = "store_" + size;
         const std::string isThere = "SELECT count(*) FROM pg_database WHERE datname = '" + name + "'";
         if (answer(server().psql("postgres", {"-Atc", isThere})) == "0") {
             runSQL("postgres", {"DROP DATABASE IF EXISTS unfinished", "CREATE DATABASE unfinished"});
             Orvex::Bench::run(orvex(server().uri("unfinished"), {"save-message"}));
+            const std::string copy = "\\copy orvex.messages (" + std::string(columns) + ") FROM PROGRAM '" +
+                                     self_ + " make-lines /dev/stdout " + size + "' WITH (FREEZE)";
+            const std::string setLast =
+                "UPDATE orvex.settings SET value = (SELECT coalesce(max(voicemail_id), "
+                "0) FROM orvex.messages) WHERE name = 'lastVoicemailID'";
             // In the transaction that empties the table, nothing of it is logged.
             runSQL("unfinished",
-                   {"BEGIN", "TRUNCATE orvex.messages",
-                    "\\copy orvex.messages (" + std::string(columns) + ") FROM PROGRAM '" + self_ +
-                        " make-lines /dev/stdout " + size + "' WITH (FREEZE)",
-                    "UPDATE orvex.settings SET value = (SELECT coalesce(max(voicemail_id), 0) FROM "
-                    "orvex.messages) WHERE name = 'lastVoicemailID'",
-                    "COMMIT", "VACUUM ANALYZE"});
+                   {"BEGIN", "TRUNCATE orvex.messages", copy, setLast, "COMMIT", "VACUUM ANALYZE"});
             runSQL("postgres", {"ALTER DATABASE unfinished RENAME TO " + name});
         }
         return name;
@@ -311,6 +311,7 @@ class Bench {
         std::printf(
             "| peak memory of that list; peer: the bytes it prints | %s | %s | %.2f × | | 0.80 × | |\n",
             sizeText(memory).c_str(), sizeText(printed).c_str(), memory / printed);
+        std::fflush(stdout);
     }
 
     [[nodiscard]] fs::path coloredList() const {
@@ -327,13 +328,13 @@ class Bench {
     }
 
     /// A fresh copy of a store, on the disk.
-    [[nodiscard]] fs::path copyOf(std::uint64_t count, const std::string& name) const {
+    fs::path copyStore(std::uint64_t count, const std::string& name) const {
         fs::copy_file(store(count), path(name), fs::copy_options::overwrite_existing);
         sync();
         return path(name);
     }
 
-    /// Deletes every tenth message, by provider and type, in batches of 100.
+    /// Deletes all calls of the other provider, in batches of 100.
     [[nodiscard]] Command deletionFrom(const std::string& store) const {
         return into("yes", "y\n", orvex(store, {"delete-message", "-a", "-p", "1", "-mt", "0"}));
     }
@@ -350,7 +351,7 @@ class Bench {
         }
         const std::string copy = path("changed");
         const Command peer = into("deletions", sql, {.words = {"sqlite3", "-batch", copy}});
-        return compare(times, deletionFrom(copy), peer, [&] { (void)copyOf(count, "changed"); });
+        return compare(times, deletionFrom(copy), peer, [&] { copyStore(count, "changed"); });
     }
 
     void deletion() {
@@ -360,8 +361,8 @@ class Bench {
 
     [[nodiscard]] Comparison saveInto(std::uint64_t count, int times) const {
         return compare(
-            times, orvex(copyOf(count, "ours"), {"save-message", "-frm", "ann@example.com"}),
-            sqlite(copyOf(count, "peers"),
+            times, orvex(copyStore(count, "ours"), {"save-message", "-frm", "ann@example.com"}),
+            sqlite(copyStore(count, "peers"),
                    {"PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; INSERT INTO messages "
                     "(record_uuid, conversation_id, type, provider, mailbox, sender, created, duration, "
                     "read, sensitive, rtt, transcription, message_file, sim_id, quality) VALUES "
@@ -424,30 +425,41 @@ class Bench {
         }
     }
 
-    void sharedDeletion() {
-        for (const std::uint64_t count : sharedSizes()) {
-            // As Orvex does it: in turn with other changes.
-            std::string sql;
-            for (const std::vector<std::string>& batch : callsInBatches(count)) {
-                sql += "BEGIN \\; SELECT pg_advisory_xact_lock(1332901496);\n"
-                       "DELETE FROM orvex.messages WHERE record_uuid = ANY ('{";
-                for (const std::string& recordUUID : batch) {
-                    sql += recordUUID + ",";
-                }
-                sql.back() = '}';
-                sql += "');\nCOMMIT;\n";
+    /// As Orvex deletes: in turn with other changes, a hundred messages in each transaction.
+    static std::string sharedDeletions(std::uint64_t count) {
+        std::string sql;
+        for (const std::vector<std::string>& batch : callsInBatches(count)) {
+            sql += "BEGIN \\; SELECT pg_advisory_xact_lock(1332901496);\n"
+                   "DELETE FROM orvex.messages WHERE record_uuid = ANY ('{";
+            for (const std::string& recordUUID : batch) {
+                sql += recordUUID + ",";
             }
+            sql.back() = '}';
+            sql += "');\nCOMMIT;\n";
+        }
+        return sql;
+    }
+
+    void sharedDeletion() {
+        // Without columns to align, psql lists quickest.
+        const std::string list =
+            "\\a\nSELECT * FROM orvex.messages WHERE provider = 2 AND type = 0 ORDER BY id;\n";
+        for (const std::uint64_t count : sharedSizes()) {
             const std::string name = sharedStore(count);
-            const Command peer = into("deletions", sql, server().psql("changed", {}));
-            printRow("shared `delete-message -a`, " + std::to_string(count / callDistance(count)) + " of " +
-                         std::to_string(count) + "; peer: `psql`",
-                     compare(rounds(3), deletionFrom(server().uri("changed")), peer,
-                             [&] {
-                                 runSQL("postgres",
-                                        {"DROP DATABASE IF EXISTS changed",
-                                         "CREATE DATABASE changed TEMPLATE " + name + " STRATEGY file_copy"});
-                             }),
-                     1.0);
+            const auto copy = [&] {
+                runSQL("postgres", {"DROP DATABASE IF EXISTS changed",
+                                    "CREATE DATABASE changed TEMPLATE " + name + " STRATEGY file_copy"});
+            };
+            const std::string work = "shared `delete-message -a`, " +
+                                     std::to_string(count / callDistance(count)) + " of " +
+                                     std::to_string(count) + "; peer: `psql`, ";
+            const std::string deletions = sharedDeletions(count);
+            for (const auto& [peers, sql] : {std::pair("the transactions", deletions),
+                                             std::pair("the list before them, too", list + deletions)}) {
+                const Command peer = into("deletions", sql, server().psql("changed", {}));
+                printRow(work + peers, compare(rounds(5), deletionFrom(server().uri("changed")), peer, copy),
+                         1.0);
+            }
             runSQL("postgres", {"DROP DATABASE changed"});
         }
     }
