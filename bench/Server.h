@@ -9,8 +9,9 @@
 
 namespace Orvex::Bench {
 
-/// A PostgreSQL server with the settings of the package, but without the vacuuming that would come in
-/// between. It is reached through a socket in its folder, and stops when this process ends.
+/// A PostgreSQL server with the settings of the package, but without replication, and without the vacuuming
+/// that would come in between. It is reached through a socket in its folder, and stops when this process
+/// ends.
 class Server {
   public:
     /// Makes the server where there is no such folder, and starts it.
