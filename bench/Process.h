@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace Orvex::Bench {
@@ -21,6 +22,8 @@ struct Command {
     std::string output = "/dev/null";
 };
 
+/// Starts a command.
+pid_t start(const Command& command);
 /// Runs a command to its end. Throws when it fails.
 Cost run(const Command& command);
 

@@ -1,6 +1,7 @@
 #include "BareLoops.h"
 #include "Generator.h"
 #include "Process.h"
+#include "Server.h"
 
 #include <algorithm>
 #include <array>
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
@@ -67,21 +69,24 @@ struct Comparison {
     }
 };
 
-/// Runs the two in turns, each time after `prepare`.
+/// Runs the two in turns, each after `prepare`.
 Comparison compare(int rounds, const Command& ours, const Command& peer,
                    const std::function<void()>& prepare = {}) {
     Comparison comparison;
-    for (int i = 0; i < rounds; ++i) {
+    const auto measure = [&](const Command& command, std::vector<Cost>& costs) {
         if (prepare) {
             prepare();
         }
+        costs.push_back(run(command));
+    };
+    for (int i = 0; i < rounds; ++i) {
         // Each is first as often as the other.
         if (i % 2 == 0) {
-            comparison.ours.push_back(run(ours));
+            measure(ours, comparison.ours);
         }
-        comparison.peers.push_back(run(peer));
+        measure(peer, comparison.peers);
         if (i % 2 != 0) {
-            comparison.ours.push_back(run(ours));
+            measure(ours, comparison.ours);
         }
     }
     return comparison;
@@ -95,6 +100,19 @@ void printRow(std::string_view work, const Comparison& comparison, double reach)
                 comparison.ratio(&Cost::processor), reach,
                 sizeText(median(comparison.ours, &Cost::memory)).c_str());
     std::fflush(stdout);
+}
+
+/// The record UUIDs of all calls of the other provider.
+std::vector<std::vector<std::string>> callsInBatches(std::uint64_t count) {
+    constexpr std::size_t batchSize = 100;
+    std::vector<std::vector<std::string>> batches;
+    for (std::uint64_t number = 5; number < count; number += callDistance(count)) {
+        if (batches.empty() || batches.back().size() == batchSize) {
+            batches.emplace_back();
+        }
+        batches.back().push_back(recordUUIDText(number));
+    }
+    return batches;
 }
 
 std::string firstLine(const fs::path& file, std::string_view beginning) {
@@ -118,9 +136,18 @@ class Bench {
 
     void run(const std::vector<std::string>& chosen) {
         const std::vector<std::pair<std::string_view, void (Bench::*)()>> rows = {
-            {"start", &Bench::start},  {"count", &Bench::count},           {"filter", &Bench::filter},
-            {"list", &Bench::list},    {"strip", &Bench::strip},           {"delete", &Bench::deletion},
-            {"save", &Bench::save},    {"voicemails", &Bench::voicemails}, {"video", &Bench::video},
+            {"start", &Bench::start},
+            {"count", &Bench::count},
+            {"filter", &Bench::filter},
+            {"list", &Bench::list},
+            {"strip", &Bench::strip},
+            {"delete", &Bench::deletion},
+            {"save", &Bench::save},
+            {"voicemails", &Bench::voicemails},
+            {"video", &Bench::video},
+            {"shared-start", &Bench::sharedStart},
+            {"shared-list", &Bench::sharedList},
+            {"shared-delete", &Bench::sharedDeletion},
             {"growth", &Bench::growth}};
         printMachine();
         for (const auto& [name, measure] : rows) {
@@ -163,7 +190,50 @@ class Bench {
         return made("store-" + std::to_string(count), "make-store", count);
     }
 
-    [[nodiscard]] static Command orvex(const fs::path& store, std::vector<std::string> words) {
+    Server& server() {
+        if (!server_) {
+            server_.emplace(path("server"));
+        }
+        return *server_;
+    }
+
+    void runSQL(const std::string& database, const std::vector<std::string>& statements) {
+        std::vector<std::string> words = {"-c", "SET client_min_messages = warning"};
+        for (const std::string& statement : statements) {
+            words.insert(words.end(), {"-c", statement});
+        }
+        Orvex::Bench::run(server().psql(database, words));
+    }
+
+    /// The first line that a command prints.
+    [[nodiscard]] std::string answer(Command command) const {
+        command.output = path("answer");
+        Orvex::Bench::run(command);
+        return firstLine(command.output, "");
+    }
+
+    /// The name of a database with a store on the server.
+    std::string sharedStore(std::uint64_t count) {
+        const std::string size = std::to_string(count);
+        std::string name = "store_" + size;
+        const std::string isThere = "SELECT count(*) FROM pg_database WHERE datname = '" + name + "'";
+        if (answer(server().psql("postgres", {"-Atc", isThere})) == "0") {
+            runSQL("postgres", {"DROP DATABASE IF EXISTS unfinished", "CREATE DATABASE unfinished"});
+            Orvex::Bench::run(orvex(server().uri("unfinished"), {"save-message"}));
+            const std::string copy = "\\copy orvex.messages (" + std::string(columns) + ") FROM PROGRAM '" +
+                                     self_ + " make-lines /dev/stdout " + size + "' WITH (FREEZE)";
+            const std::string setLast =
+                "UPDATE orvex.settings SET value = (SELECT coalesce(max(voicemail_id), "
+                "0) FROM orvex.messages) WHERE name = 'lastVoicemailID'";
+            // In the transaction that empties the table, nothing of it is logged.
+            runSQL("unfinished",
+                   {"BEGIN", "TRUNCATE orvex.messages", copy, setLast, "COMMIT", "VACUUM ANALYZE"});
+            runSQL("postgres", {"ALTER DATABASE unfinished RENAME TO " + name});
+        }
+        return name;
+    }
+
+    [[nodiscard]] static Command orvex(const std::string& store, std::vector<std::string> words) {
         words.insert(words.begin(), {ORVEX_PROGRAM, "--store", store});
         return {.words = std::move(words)};
     }
@@ -230,11 +300,18 @@ class Bench {
         const Comparison comparison = compare(rounds(5), ours, peer);
         printRow("`get-all-messages` to /dev/null", comparison, 0.45);
         printRow("the same into a pipe", compare(rounds(5), intoPipe(ours), intoPipe(peer)), 0.45);
-        const double printed = static_cast<double>(fs::file_size(coloredList()));
+        printMemory(comparison, ours);
+    }
+
+    /// The peak memory of a list beside the bytes that it prints.
+    void printMemory(const Comparison& comparison, Command list) const {
+        list.words.insert(list.words.begin(), {"sh", "-c", "\"$@\" | wc -c", "sh"});
+        const double printed = std::stod(answer(list));
         const double memory = median(comparison.ours, &Cost::memory);
         std::printf(
             "| peak memory of that list; peer: the bytes it prints | %s | %s | %.2f × | | 0.80 × | |\n",
             sizeText(memory).c_str(), sizeText(printed).c_str(), memory / printed);
+        std::fflush(stdout);
     }
 
     [[nodiscard]] fs::path coloredList() const {
@@ -250,30 +327,31 @@ class Bench {
                  compare(rounds(3), orvex(store(largest_), {"get-all-messages", "-nc"}), peer), 1.25);
     }
 
-    /// Two fresh copies of a store, on the disk.
-    void copyStore(std::uint64_t count) const {
-        for (const char* const name : {"ours", "peers"}) {
-            fs::copy_file(store(count), path(name), fs::copy_options::overwrite_existing);
-        }
+    /// A fresh copy of a store, on the disk.
+    fs::path copyStore(std::uint64_t count, const std::string& name) const {
+        fs::copy_file(store(count), path(name), fs::copy_options::overwrite_existing);
         sync();
+        return path(name);
     }
 
-    /// Deletes every tenth message, by provider and type, in batches of 100.
+    /// Deletes all calls of the other provider, in batches of 100.
+    [[nodiscard]] Command deletionFrom(const std::string& store) const {
+        return into("yes", "y\n", orvex(store, {"delete-message", "-a", "-p", "1", "-mt", "0"}));
+    }
+
     [[nodiscard]] Comparison deletionOf(std::uint64_t count, int times) const {
         std::string sql = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;\n";
-        std::uint64_t inBatch = 0;
-        for (std::uint64_t number = 5; number < count; number += 10) {
-            sql += inBatch == 0 ? "BEGIN IMMEDIATE;\n" : "";
-            std::string digits = recordUUIDText(number);
-            std::erase(digits, '-');
-            sql += "DELETE FROM messages WHERE record_uuid = x'" + digits + "';\n";
-            inBatch = (inBatch + 1) % 100;
-            sql += inBatch == 0 ? "COMMIT;\n" : "";
+        for (const std::vector<std::string>& batch : callsInBatches(count)) {
+            sql += "BEGIN IMMEDIATE;\n";
+            for (std::string digits : batch) {
+                std::erase(digits, '-');
+                sql += "DELETE FROM messages WHERE record_uuid = x'" + digits + "';\n";
+            }
+            sql += "COMMIT;\n";
         }
-        const Command ours =
-            into("yes", "y\n", orvex(path("ours"), {"delete-message", "-a", "-p", "1", "-mt", "0"}));
-        const Command peer = into("deletions", sql, {.words = {"sqlite3", "-batch", path("peers")}});
-        return compare(times, ours, peer, [&] { copyStore(count); });
+        const std::string copy = path("changed");
+        const Command peer = into("deletions", sql, {.words = {"sqlite3", "-batch", copy}});
+        return compare(times, deletionFrom(copy), peer, [&] { copyStore(count, "changed"); });
     }
 
     void deletion() {
@@ -282,10 +360,9 @@ class Bench {
     }
 
     [[nodiscard]] Comparison saveInto(std::uint64_t count, int times) const {
-        copyStore(count);
         return compare(
-            times, orvex(path("ours"), {"save-message", "-frm", "ann@example.com"}),
-            sqlite(path("peers"),
+            times, orvex(copyStore(count, "ours"), {"save-message", "-frm", "ann@example.com"}),
+            sqlite(copyStore(count, "peers"),
                    {"PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; INSERT INTO messages "
                     "(record_uuid, conversation_id, type, provider, mailbox, sender, created, duration, "
                     "read, sensitive, rtt, transcription, message_file, sim_id, quality) VALUES "
@@ -325,6 +402,68 @@ class Bench {
         clear();
     }
 
+    [[nodiscard]] std::array<std::uint64_t, 2> sharedSizes() const { return {largest_, 5 * largest_}; }
+
+    void sharedStart() {
+        const std::string name = sharedStore(10);
+        printRow("shared `get-total-count`, 10 messages; peer: `psql -c`",
+                 compare(rounds(200), orvex(server().uri(name), {"get-total-count"}),
+                         server().psql(name, {"-c", "SELECT count(*) FROM orvex.messages"})),
+                 1.3);
+    }
+
+    void sharedList() {
+        for (const std::uint64_t count : sharedSizes()) {
+            const std::string name = sharedStore(count);
+            const Command ours = orvex(server().uri(name), {"get-all-messages"});
+            const Comparison comparison =
+                compare(rounds(3), ours,
+                        server().psql(name, {"-x", "-c", "SELECT * FROM orvex.messages ORDER BY id"}));
+            printRow("shared `get-all-messages`, " + std::to_string(count) + "; peer: `psql -x`", comparison,
+                     0.6);
+            printMemory(comparison, ours);
+        }
+    }
+
+    /// As Orvex deletes: in turn with other changes, a hundred messages in each transaction.
+    static std::string sharedDeletions(std::uint64_t count) {
+        std::string sql;
+        for (const std::vector<std::string>& batch : callsInBatches(count)) {
+            sql += "BEGIN \\; SELECT pg_advisory_xact_lock(1332901496);\n"
+                   "DELETE FROM orvex.messages WHERE record_uuid = ANY ('{";
+            for (const std::string& recordUUID : batch) {
+                sql += recordUUID + ",";
+            }
+            sql.back() = '}';
+            sql += "');\nCOMMIT;\n";
+        }
+        return sql;
+    }
+
+    void sharedDeletion() {
+        // Without columns to align, psql lists quickest.
+        const std::string list =
+            "\\a\nSELECT * FROM orvex.messages WHERE provider = 2 AND type = 0 ORDER BY id;\n";
+        for (const std::uint64_t count : sharedSizes()) {
+            const std::string name = sharedStore(count);
+            const auto copy = [&] {
+                runSQL("postgres", {"DROP DATABASE IF EXISTS changed",
+                                    "CREATE DATABASE changed TEMPLATE " + name + " STRATEGY file_copy"});
+            };
+            const std::string work = "shared `delete-message -a`, " +
+                                     std::to_string(count / callDistance(count)) + " of " +
+                                     std::to_string(count) + "; peer: `psql`, ";
+            const std::string deletions = sharedDeletions(count);
+            for (const auto& [peers, sql] : {std::pair("the transactions", deletions),
+                                             std::pair("the list before them, too", list + deletions)}) {
+                const Command peer = into("deletions", sql, server().psql("changed", {}));
+                printRow(work + peers, compare(rounds(5), deletionFrom(server().uri("changed")), peer, copy),
+                         1.0);
+            }
+            runSQL("postgres", {"DROP DATABASE changed"});
+        }
+    }
+
     void growth() {
         std::puts(
             "\n| Messages | List | By handle | Delete a tenth, each batch | Save |\n|---|---|---|---|---|");
@@ -351,6 +490,7 @@ class Bench {
     fs::path folder_;
     bool isQuick_;
     std::uint64_t largest_;
+    std::optional<Server> server_;
 };
 
 } // namespace
@@ -366,6 +506,8 @@ int main(int argc, char* argv[]) {
             Bench(fs::absolute(file), isQuick).run({words.begin() + (isQuick ? 3 : 2), words.end()});
         } else if (action == "make-store") {
             makeStore(file, std::stoull(words.at(2)));
+        } else if (action == "make-lines") {
+            makeLines(file, std::stoull(words.at(2)));
         } else if (action == "make-voicemails") {
             makeVoicemails(file, words.at(3), std::stoull(words.at(2)));
         } else if (action == "make-video") {
