@@ -247,7 +247,8 @@ Async<void> Connection::connect(Location::Parameters parameters, Deadline deadli
 
 bool Connection::isOpen() {
     PGconn* const connection = connection_.get();
-    if (PQstatus(connection) != CONNECTION_OK) {
+    // Nor after an operation that was given up in the middle.
+    if (PQstatus(connection) != CONNECTION_OK || PQtransactionStatus(connection) != PQTRANS_IDLE) {
         return false;
     }
     // A server that has left may have said something before.

@@ -84,7 +84,7 @@ class Connection {
     /// and no more than the connection's own `connect_timeout`, or 30 seconds.
     Async<void> open(const Location& location, Deadline deadline, ErrorText errorText);
 
-    /// Whether it has been opened, and the server has not ended it meanwhile.
+    /// Whether it has been opened, waits for statements, and the server has not ended it meanwhile.
     [[nodiscard]] bool isOpen();
     void close() { connection_.reset(); }
 
