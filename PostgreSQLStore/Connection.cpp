@@ -2,6 +2,8 @@
 
 #include "Foundation/Number.h"
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -20,7 +22,7 @@ namespace {
 namespace asio = boost::asio;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds longestConnecting{30};
+constexpr std::size_t longestValue = 16 << 20;
 
 using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
 
@@ -37,12 +39,19 @@ std::string joinedLines(std::string_view text) {
     return line.ends_with("; ") ? line.substr(0, line.size() - 2) : line;
 }
 
-/// The last SQLSTATE in a message of the verbosity PQERRORS_SQLSTATE, as in "FATAL:  57P03".
-std::string codeIn(std::string_view message) {
+/// The SQLSTATE of why no connection was made: the last one in a message of the verbosity PQERRORS_SQLSTATE,
+/// as in "FATAL:  57P03", or one for what libpq alone has found out.
+std::string codeOfFailure(PGconn* connection) {
     constexpr std::string_view mark = ":  ";
     constexpr std::size_t codeSize = 5;
-    const std::size_t at = message.rfind(mark);
-    return at == std::string_view::npos ? "" : std::string(message.substr(at + mark.size(), codeSize));
+    const std::string_view message = PQerrorMessage(connection);
+    if (const std::size_t at = message.rfind(mark); at != std::string_view::npos) {
+        return std::string(message.substr(at + mark.size(), codeSize));
+    }
+    // There is no server now of the kind that `target_session_attrs` asks for.
+    const bool isOther = message.find("session is ") != std::string_view::npos ||
+                         message.find("hot standby mode") != std::string_view::npos;
+    return PQconnectionNeedsPassword(connection) != 0 ? "28P01" : isOther ? "57P03" : "";
 }
 
 std::string field(const PGresult* result, int code) {
@@ -66,16 +75,49 @@ struct Socket {
     asio::posix::stream_descriptor descriptor;
 };
 
-steady_clock::duration connectTimeout(PGconn* connection) {
+/// All parameters of a connection, those from the environment and the service file included.
+Location::Parameters parametersOf(PGconn* connection) {
     const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection),
                                                                                PQconninfoFree);
+    Location::Parameters parameters;
     for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr; ++option) {
-        if (option->val != nullptr && std::string_view(option->keyword) == "connect_timeout") {
-            const int seconds = parseNumber<int>(option->val).value_or(0);
-            return seconds > 0 ? std::chrono::seconds(seconds) : steady_clock::duration::max();
+        if (option->val != nullptr) {
+            parameters.emplace(option->keyword, option->val);
         }
     }
-    return longestConnecting;
+    return parameters;
+}
+
+/// The parameters that list hosts, each as many as the others, or one for all.
+constexpr std::array hostLists = {"host", "hostaddr", "port"};
+
+std::ptrdiff_t hostCount(const Location::Parameters& parameters) {
+    std::ptrdiff_t commas = 0;
+    for (const char* const list : hostLists) {
+        if (const auto found = parameters.find(list); found != parameters.end()) {
+            commas = std::max(commas, std::count(found->second.begin(), found->second.end(), ','));
+        }
+    }
+    return commas + 1;
+}
+
+void dropFirstHost(Location::Parameters& parameters) {
+    for (const char* const list : hostLists) {
+        std::string& hosts = parameters[list];
+        if (const std::size_t comma = hosts.find(','); comma != std::string::npos) {
+            hosts.erase(0, comma + 1);
+        }
+    }
+}
+
+/// How long one host is given to let the client in.
+steady_clock::duration patience(const Location::Parameters& parameters) {
+    const auto found = parameters.find("connect_timeout");
+    if (found == parameters.end()) {
+        return std::chrono::seconds(30);
+    }
+    const int seconds = parseNumber<int>(found->second).value_or(0);
+    return seconds > 0 ? std::chrono::seconds(seconds) : steady_clock::duration::max();
 }
 
 } // namespace
@@ -84,15 +126,33 @@ Error::Error(std::string code, const std::string& message, bool endsConnection)
     : std::runtime_error(joinedLines(message)), code_(std::move(code)), endsConnection_(endsConnection) {}
 
 bool Row::isNull(int column) const {
-    return PQgetisnull(result_, row_, column) != 0;
+    return PQgetisnull(result_, 0, column) != 0;
 }
 
 std::string_view Row::bytes(int column, unsigned type) const {
-    if (isNull(column) || PQftype(result_, column) != type) {
-        throw std::runtime_error("its tables are not those of a message store: " + columnName(column) +
-                                 (isNull(column) ? " is NULL" : " is of another type"));
+    const auto check = [&](bool isGood, const char* fault) {
+        if (!isGood) {
+            throw std::runtime_error("its tables are not those of a message store: " + columnName(column) +
+                                     fault);
+        }
+    };
+    check(!isNull(column), " is NULL");
+    check(PQftype(result_, column) == type, " is of another type");
+    const auto size = static_cast<std::size_t>(PQgetlength(result_, 0, column));
+    check(size <= longestValue, " has more than 16777216 bytes");
+    return {PQgetvalue(result_, 0, column), size};
+}
+
+std::int64_t Row::integer(std::string_view bytes) {
+    std::uint64_t value = !bytes.empty() && (bytes.front() & 0x80) != 0 ? ~std::uint64_t{0} : 0;
+    for (const char byte : bytes) {
+        value = value << 8 | static_cast<unsigned char>(byte);
     }
-    return {PQgetvalue(result_, row_, column), static_cast<std::size_t>(PQgetlength(result_, row_, column))};
+    return static_cast<std::int64_t>(value);
+}
+
+double Row::real(int column) const {
+    return std::bit_cast<double>(integer<Seconds>(column));
 }
 
 std::string Row::columnName(int column) const {
@@ -130,9 +190,27 @@ Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
 }
 
 Async<void> Connection::open(const Location& location, Deadline deadline, ErrorText errorText) {
+    Location::Parameters parameters = location.parameters();
+    while (true) {
+        try {
+            Location::Parameters these = parameters;
+            co_await connect(std::move(these), deadline, errorText);
+            co_return;
+        } catch (const Timeout&) {
+            // libpq would not go on to the next host by itself.
+            parameters = parametersOf(connection_.get());
+            if (hostCount(parameters) == 1 || steady_clock::now() >= deadline) {
+                throw;
+            }
+            dropFirstHost(parameters);
+        }
+    }
+}
+
+Async<void> Connection::connect(Location::Parameters parameters, Deadline deadline, ErrorText errorText) {
     std::vector<const char*> keywords;
     std::vector<const char*> values;
-    for (const auto& [keyword, value] : location.parameters()) {
+    for (const auto& [keyword, value] : parameters) {
         keywords.push_back(keyword.c_str());
         values.push_back(value.c_str());
     }
@@ -151,14 +229,13 @@ Async<void> Connection::open(const Location& location, Deadline deadline, ErrorT
             *static_cast<std::string*>(notice) = field(result, PG_DIAG_MESSAGE_PRIMARY);
         },
         &notice_);
+    parameters = parametersOf(connection);
     const auto now = steady_clock::now();
-    const auto patience = connectTimeout(connection);
-    deadline_ = patience < deadline - now ? now + patience : deadline;
+    deadline_ = now + std::min(patience(parameters), (deadline - now) / hostCount(parameters));
     auto next = PQstatus(connection) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
     while (next != PGRES_POLLING_OK) {
         if (next == PGRES_POLLING_FAILED) {
-            const std::string message = PQerrorMessage(connection);
-            throw Error(errorText == ErrorText::code ? codeIn(message) : "", message, true);
+            throw Error(codeOfFailure(connection), PQerrorMessage(connection), true);
         }
         co_await wait(next == PGRES_POLLING_READING ? asio::posix::descriptor_base::wait_read
                                                     : asio::posix::descriptor_base::wait_write);
@@ -170,7 +247,8 @@ Async<void> Connection::open(const Location& location, Deadline deadline, ErrorT
 
 bool Connection::isOpen() {
     PGconn* const connection = connection_.get();
-    if (PQstatus(connection) != CONNECTION_OK) {
+    // Nor after an operation that was given up in the middle.
+    if (PQstatus(connection) != CONNECTION_OK || PQtransactionStatus(connection) != PQTRANS_IDLE) {
         return false;
     }
     // A server that has left may have said something before.
@@ -201,20 +279,20 @@ Async<std::int64_t> Connection::receive(RowHandler handler) {
         }
         const Result result(PQgetResult(connection), PQclear);
         if (!result && failure) {
-            throw Error(*failure);
+            throw *failure;
         }
         if (!result) {
             co_return count;
         }
         const ExecStatusType status = PQresultStatus(result.get());
         if (status == PGRES_SINGLE_TUPLE) {
-            handler(Row(result.get(), 0));
+            handler(Row(result.get()));
         } else if (status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK) {
             count = parseNumber<std::int64_t>(PQcmdTuples(result.get())).value_or(0);
         } else {
             failure = errorIn(result.get());
             if (failure->endsConnection()) {
-                throw Error(*failure);
+                throw *failure;
             }
         }
     }
@@ -249,9 +327,9 @@ Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Para
     co_return co_await receive(std::move(handler));
 }
 
-Async<std::int64_t> Connection::integer(std::string_view statement, std::vector<Parameter> parameters,
-                                        std::int64_t absent) {
-    std::int64_t value = absent;
+Async<std::optional<std::int64_t>> Connection::integer(std::string_view statement,
+                                                       std::vector<Parameter> parameters) {
+    std::optional<std::int64_t> value;
     RowHandler keep = [&value](const Row& row) { value = row.integer<std::int64_t>(0); };
     co_await run(statement, std::move(parameters), std::move(keep));
     co_return value;
@@ -259,22 +337,23 @@ Async<std::int64_t> Connection::integer(std::string_view statement, std::vector<
 
 Async<void> Connection::commit() {
     notice_.clear();
-    std::string failure;
     try {
         co_await execute("COMMIT");
     } catch (const Error& error) {
-        if (!error.endsConnection()) {
+        // 40003 and 08007 are what servers that are many machines say.
+        if (!error.endsConnection() && error.code() != "40003" && error.code() != "08007") {
             throw;
         }
-        failure = error.what();
+        notice_ = error.what();
+    } catch (const std::exception& error) {
+        notice_ = error.what();
     }
     // A warning tells of a standby that has not confirmed the commit.
-    if (!failure.empty() || !notice_.empty()) {
-        throw Error(
-            "",
-            "whether the change was made is unknown, since the server was asked to make it lasting but did "
-            "not confirm that (" +
-                (failure.empty() ? notice_ : failure) + "); look before you try again");
+    if (!notice_.empty()) {
+        throw Error("",
+                    "whether the change was made is unknown, since the server was asked to make it lasting "
+                    "but did not confirm that (" +
+                        notice_ + "); look before you try again");
     }
 }
 

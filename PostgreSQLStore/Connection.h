@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -40,23 +41,29 @@ class Timeout : public Error {
     explicit Timeout(const std::string& message) : Error("", message, true) {}
 };
 
-/// A row of a result, which lives no longer than the call that it is passed to.
+/// A row of a result, which lives no longer than the call that it is passed to. Values are of the type that
+/// `typeOf<T>` says, or a `std::runtime_error` is thrown.
 class Row {
   public:
-    Row(const pg_result* result, int row) : result_(result), row_(row) {}
+    explicit Row(const pg_result* result) : result_(result) {}
 
     [[nodiscard]] bool isNull(int column) const;
-    /// The bytes of a value. Throws `std::runtime_error` when it is NULL or of another type.
-    [[nodiscard]] std::string_view bytes(int column, unsigned type) const;
-    template <class Integer>
-    [[nodiscard]] Integer integer(int column) const {
-        return integerFrom<Integer>(bytes(column, typeOf<Integer>.ofValue));
+    template <class T>
+    [[nodiscard]] std::string_view bytes(int column) const {
+        return bytes(column, typeOf<T>.ofValue);
     }
+    template <class T>
+    [[nodiscard]] std::int64_t integer(int column) const {
+        return integer(bytes<T>(column));
+    }
+    [[nodiscard]] double real(int column) const;
     [[nodiscard]] std::string columnName(int column) const;
 
   private:
+    [[nodiscard]] std::string_view bytes(int column, unsigned type) const;
+    [[nodiscard]] static std::int64_t integer(std::string_view bytes);
+
     const pg_result* result_;
-    int row_;
 };
 
 /// A session with a server. After an `Error` that does not end it, it can be used on, and a transaction must
@@ -73,10 +80,11 @@ class Connection {
 
     Connection() = default;
 
-    /// Connects, until `deadline` or the connection's own `connect_timeout`.
+    /// Connects to the first host that lets the client in. Each has its share of the time until `deadline`,
+    /// and no more than the connection's own `connect_timeout`, or 30 seconds.
     Async<void> open(const Location& location, Deadline deadline, ErrorText errorText);
 
-    /// Whether it has been opened, and the server has not ended it meanwhile.
+    /// Whether it has been opened, waits for statements, and the server has not ended it meanwhile.
     [[nodiscard]] bool isOpen();
     void close() { connection_.reset(); }
 
@@ -88,9 +96,8 @@ class Connection {
     /// Runs a statement and hands over its rows as they arrive. Returns how many rows it found or changed.
     Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters,
                             RowHandler handler = {});
-    /// Runs a statement that finds at most one row, of one integer; `absent` where there is none.
-    Async<std::int64_t> integer(std::string_view statement, std::vector<Parameter> parameters,
-                                std::int64_t absent);
+    /// Runs a statement that finds at most one row, of one integer, and returns that.
+    Async<std::optional<std::int64_t>> integer(std::string_view statement, std::vector<Parameter> parameters);
     /// Makes the changes of a transaction lasting, or throws an `Error` that says that this is unknown.
     Async<void> commit();
 
@@ -99,6 +106,7 @@ class Connection {
         void operator()(pg_conn* connection) const noexcept;
     };
 
+    Async<void> connect(Location::Parameters parameters, Deadline deadline, ErrorText errorText);
     Async<void> wait(boost::asio::posix::descriptor_base::wait_type event);
     /// What is left of the results of what was sent.
     Async<std::int64_t> receive(RowHandler handler);
@@ -106,7 +114,7 @@ class Connection {
 
     std::unique_ptr<pg_conn, Finisher> connection_;
     Deadline deadline_ = never;
-    /// What the server said last without being asked, an answer aside.
+    /// What the server said last by the way.
     std::string notice_;
 };
 

@@ -1,7 +1,6 @@
 #include "PostgreSQLStore/Location.h"
 
 #include "Orvex/store/MessageStore.h"
-#include <algorithm>
 #include <libpq-fe.h>
 #include <memory>
 
@@ -18,6 +17,13 @@ bool isAmbiguous(std::string_view uri) {
             uri.substr(authority, at - authority).find_first_of("/?") != std::string_view::npos);
 }
 
+[[noreturn]] void refuse() {
+    throw MessageStoreError(
+        "cannot tell where the message store is: what was given is no connection URI, as in "
+        "postgresql://user@host/database?sslmode=require; in its parts, write %40 for @, %3A for :, %2F for "
+        "/ and %3F for ?");
+}
+
 } // namespace
 
 Location::Location(std::string_view uri) {
@@ -26,45 +32,33 @@ Location::Location(std::string_view uri) {
     const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(
         isAmbiguous(uri) ? nullptr : PQconninfoParse(text.c_str(), nullptr), PQconninfoFree);
     if (!options) {
-        throw MessageStoreError(
-            "cannot tell where the message store is: what was given is no connection URI, as in "
-            "postgresql://user@host/database?sslmode=require; in its parts, write %40 for @, %3A for :, %2F "
-            "for / and "
-            "%3F for ?");
+        refuse();
     }
-    const auto valueOf = [&](std::string_view keyword) -> std::string {
-        const auto* option = options.get();
-        while (option->keyword != nullptr && option->keyword != keyword) {
-            ++option;
-        }
-        return option->val != nullptr ? option->val : "";
-    };
     for (const auto* option = options.get(); option->keyword != nullptr; ++option) {
         if (option->val != nullptr) {
-            parameters_.emplace_back(option->keyword, option->val);
+            parameters_.emplace(option->keyword, option->val);
         }
     }
-    // The first of two parameters with one keyword would lose against the second.
-    const auto addDefault = [&](const char* keyword, const char* value) {
-        if (valueOf(keyword).empty()) {
-            parameters_.emplace_back(keyword, value);
-        }
+    const auto valueOf = [&](const char* keyword) {
+        const auto found = parameters_.find(keyword);
+        return found != parameters_.end() ? found->second : "";
     };
-    addDefault("fallback_application_name", "orvex");
-    // In milliseconds and seconds: a host that is gone without a word is given up, and the next one tried.
-    addDefault("tcp_user_timeout", "10000");
-    addDefault("keepalives_idle", "10");
-    addDefault("keepalives_interval", "5");
-    parameters_.emplace_back("client_encoding", "UTF8");
-
-    name_ = "postgresql://" + (valueOf("host").empty() ? valueOf("hostaddr") : valueOf("host"));
-    if (const std::string port = valueOf("port"); !port.empty()) {
-        name_ += ":" + port;
+    const std::string port = valueOf("port");
+    if (port.find_first_not_of("0123456789,") != std::string::npos) {
+        refuse();
     }
-    name_ += "/" + valueOf("dbname");
+    name_ = "postgresql://" + (valueOf("host").empty() ? valueOf("hostaddr") : valueOf("host")) +
+            (port.empty() ? "" : ":") + port + "/" + valueOf("dbname");
     if (const std::string service = valueOf("service"); !service.empty()) {
         name_ += "?service=" + service;
     }
+
+    parameters_.emplace("fallback_application_name", "orvex");
+    // In milliseconds and seconds: a host that is gone without a word is given up, and the next one tried.
+    parameters_.emplace("tcp_user_timeout", "10000");
+    parameters_.emplace("keepalives_idle", "10");
+    parameters_.emplace("keepalives_interval", "5");
+    parameters_["client_encoding"] = "UTF8";
 }
 
 } // namespace Orvex

@@ -1,9 +1,8 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace Orvex {
 
@@ -14,16 +13,15 @@ class Location {
     /// misspelt one may be a part of a password.
     explicit Location(std::string_view uri);
 
-    /// The parameters of the connection, as libpq takes them.
-    [[nodiscard]] const std::vector<std::pair<std::string, std::string>>& parameters() const noexcept {
-        return parameters_;
-    }
+    /// The parameters of a connection by their names, as libpq takes them.
+    using Parameters = std::map<std::string, std::string>;
+    [[nodiscard]] const Parameters& parameters() const noexcept { return parameters_; }
 
     /// The URI without user and password, for messages.
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
   private:
-    std::vector<std::pair<std::string, std::string>> parameters_;
+    Parameters parameters_;
     std::string name_;
 };
 

@@ -1,7 +1,7 @@
 #include "PostgreSQLStore/PostgreSQLMessageStore.h"
 
 #include "Foundation/QuotedText.h"
-#include "PostgreSQLStore/MessageRow.h"
+#include "Orvex/store/MessageTable.h"
 #include "PostgreSQLStore/SharedSchema.h"
 #include <algorithm>
 #include <type_traits>
@@ -15,6 +15,13 @@ using PostgreSQL::Row;
 namespace {
 
 using std::chrono::steady_clock;
+
+/// A statement that changes something, in the server's words for parameters.
+std::string withDollars(std::string_view statement) {
+    std::string changed(statement);
+    std::replace(changed.begin(), changed.end(), '?', '$');
+    return changed;
+}
 
 /// SQLSTATEs: https://www.postgresql.org/docs/15/errcodes-appendix.html
 std::string causeOf(const PostgreSQL::Error& error) {
@@ -65,10 +72,6 @@ Async<void> PostgreSQLMessageStore::connect(Connection::Deadline deadline, Conne
     }
     hasStore_ = false;
     co_await connection_.open(location_, deadline, errorText);
-    // Names are looked up in the store's schema alone. A client that waits in the middle of a change has
-    // left, and must not keep the others waiting.
-    co_await connection_.execute("SET search_path = orvex; SET client_min_messages = warning; "
-                                 "SET lock_timeout = '30s'; SET idle_in_transaction_session_timeout = '30s'");
 }
 
 Async<bool> PostgreSQLMessageStore::openStore() {
@@ -112,39 +115,27 @@ Async<T> PostgreSQLMessageStore::write(const char* attempt, Async<T> operation) 
 }
 
 std::string PostgreSQLMessageStore::description(AccountStatus status) const {
-    switch (status) {
-    case AccountStatus::signedIn:
-        return "signed in";
-    case AccountStatus::noAccount:
-        return "no account";
-    case AccountStatus::restricted:
-        return "restricted";
-    case AccountStatus::temporarilyUnavailable:
-        return "temporarily unavailable";
-    case AccountStatus::couldNotDetermine:
-    case AccountStatus::waiting:
-        break;
-    }
-    return "unknown";
+    return std::string(usualDescription(status));
 }
 
-Async<bool> PostgreSQLMessageStore::transcriptionSetting() {
+Async<bool> PostgreSQLMessageStore::isEnabled() {
     Parameters none;
-    const std::int64_t value = co_await connection_.integer(
-        "SELECT value FROM settings WHERE name = 'transcriptionEnabled'", std::move(none), 1);
-    if (value != 0 && value != 1) {
-        throw std::runtime_error("the setting transcriptionEnabled is " + std::to_string(value) +
-                                 ", not 0 or 1");
-    }
-    co_return value == 1;
+    const std::optional<std::int64_t> value = co_await connection_.integer(
+        "SELECT value FROM orvex.settings WHERE name = 'transcriptionEnabled'", std::move(none));
+    co_return transcriptionSetting(value.value_or(1));
 }
 
 Async<bool> PostgreSQLMessageStore::isTranscriptionEnabled() {
-    return read("look up whether transcription is enabled", transcriptionSetting(), true);
+    return read("look up whether transcription is enabled", isEnabled(), true);
+}
+
+Async<std::int64_t> PostgreSQLMessageStore::count() {
+    Parameters none;
+    co_return (co_await connection_.integer("SELECT count(*) FROM orvex.messages", std::move(none))).value();
 }
 
 Async<std::int64_t> PostgreSQLMessageStore::messageCount() {
-    return read("count the messages", connection_.integer("SELECT count(*) FROM messages", {}, 0));
+    return read("count the messages", count());
 }
 
 Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
@@ -154,18 +145,23 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
         co_await connect(deadline, Connection::ErrorText::code);
         connection_.setDeadline(deadline);
         Parameters none;
-        status = static_cast<AccountStatus>(co_await connection_.integer(R"sql(
+        // Functions of the server's own, whatever others have put into other schemas.
+        const std::optional<std::int64_t> found = co_await connection_.integer(R"sql(
             SELECT CASE
-                WHEN NOT has_table_privilege(to_regclass('orvex.messages'), 'SELECT') THEN 2
-                WHEN current_setting('transaction_read_only') = 'off' AND coalesce(
-                    has_table_privilege(to_regclass('orvex.messages'), 'INSERT')
-                        AND has_table_privilege(to_regclass('orvex.messages'), 'UPDATE')
-                        AND has_table_privilege(to_regclass('orvex.messages'), 'DELETE')
-                        AND has_table_privilege(to_regclass('orvex.settings'), 'UPDATE'),
-                    has_schema_privilege(to_regnamespace('orvex'), 'CREATE'),
-                    has_database_privilege(current_database(), 'CREATE')) THEN 1
-                ELSE 3 END :: bigint)sql",
-                                                                         std::move(none), 0));
+                WHEN NOT (pg_catalog.has_table_privilege(messages, 'SELECT')
+                    AND pg_catalog.has_table_privilege(settings, 'SELECT')) THEN 2
+                WHEN pg_catalog.current_setting('transaction_read_only') = 'off' AND coalesce(
+                    pg_catalog.has_table_privilege(messages, 'INSERT')
+                        AND pg_catalog.has_table_privilege(messages, 'UPDATE')
+                        AND pg_catalog.has_table_privilege(messages, 'DELETE')
+                        AND pg_catalog.has_table_privilege(settings, 'UPDATE'),
+                    pg_catalog.has_schema_privilege(pg_catalog.to_regnamespace('orvex'), 'CREATE'),
+                    pg_catalog.has_database_privilege(pg_catalog.current_database(), 'CREATE')) THEN 1
+                ELSE 3 END :: bigint
+            FROM pg_catalog.to_regclass('orvex.messages') messages,
+                pg_catalog.to_regclass('orvex.settings') settings)sql",
+                                                                               std::move(none));
+        status = static_cast<AccountStatus>(found.value());
         connection_.setDeadline(Connection::never);
         co_return status;
     } catch (const PostgreSQL::Timeout&) {
@@ -182,11 +178,9 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_view rest,
                                                                  Parameters parameters) {
     const std::string query =
-        "SELECT id, " + std::string(sharedMessageColumns) + " FROM messages " + std::string(rest);
+        "SELECT id, " + std::string(messageColumns) + " FROM orvex.messages " + std::string(rest);
     std::vector<StoredMessage> messages;
-    Connection::RowHandler keep = [&messages](const Row& row) {
-        messages.push_back(messageFromSharedRow(row));
-    };
+    Connection::RowHandler keep = [&messages](const Row& row) { appendMessageFromRow(messages, row); };
     co_await connection_.run(query, std::move(parameters), std::move(keep));
     co_return messages;
 }
@@ -197,10 +191,11 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<U
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<std::string> handles) {
-    return read("find messages by handle", select("WHERE substr(sender, 1, 256) = ANY (ARRAY(SELECT "
-                                                  "substr(handle, 1, 256) FROM unnest($1) handle)) "
-                                                  "AND sender = ANY ($1) ORDER BY id",
-                                                  parameters(handles)));
+    return read("find messages by handle",
+                select("WHERE substr(sender, 1, 256) = ANY (ARRAY(SELECT "
+                       "substr(handle, 1, 256) FROM pg_catalog.unnest($1) handle)) "
+                       "AND sender = ANY ($1) ORDER BY id",
+                       parameters(handles)));
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<MessageProvider> providers,
@@ -231,40 +226,18 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::voicemailMessages(Mess
 
 Async<std::int32_t> PostgreSQLMessageStore::takeNextVoicemailID() {
     Parameters none;
-    const std::int64_t identifier =
-        co_await connection_.integer("UPDATE settings SET value = value + 1 WHERE name = 'lastVoicemailID' "
-                                     "AND value BETWEEN 0 AND 2147483646 RETURNING value",
-                                     std::move(none), 0);
-    if (identifier == 0) {
-        throw std::runtime_error(
-            "there is no further voicemail identifier: the setting lastVoicemailID is missing or "
-            "not between 0 and 2147483646");
-    }
-    co_return static_cast<std::int32_t>(identifier);
+    co_return takenVoicemailID(co_await connection_.integer(takeVoicemailID, std::move(none)));
 }
 
 Async<StoredMessage> PostgreSQLMessageStore::insert(StoredMessage message) {
-    message.voicemailID.reset();
-    if (message.provider == MessageProvider::Telephony && message.type == MessageType::audio) {
+    decideValues(message);
+    if (isVoicemail(message)) {
         message.voicemailID = co_await takeNextVoicemailID();
     }
-    message.callUUID.reset();
-    message.mailbox = Mailbox::inbox;
-    message.read = false;
-    message.transcription = TranscriptionStatus::notAvailable;
-    message.created = currentTime();
-    const std::string statement =
-        "INSERT INTO messages (" + std::string(sharedMessageColumns) +
-        ") VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15, $16, "
-        "$17, $18, $19, $20) ON CONFLICT (record_uuid) DO NOTHING";
-    Parameters values = parameters(
-        message.conversationID, message.messageFile, message.thumbnail, message.type, message.transcriptURL,
-        message.from, message.provider, message.duration, message.sensitive, message.recipient, message.isRTT,
-        message.simID, message.quality, message.recordUUID, message.voicemailID, message.callUUID,
-        message.mailbox, message.read, message.transcription, message.created);
+    const std::string statement = withDollars(insertMessage());
+    Parameters values = withValues(message, [](const auto&... each) { return parameters(each...); });
     if (co_await connection_.run(statement, std::move(values)) == 0) {
-        throw std::runtime_error("it holds a message with the record UUID " + message.recordUUID.text() +
-                                 " already; choose another");
+        refuseSecond(message);
     }
     co_return message;
 }
@@ -273,47 +246,21 @@ Async<StoredMessage> PostgreSQLMessageStore::saveMessage(StoredMessage message) 
     return write("save a message", insert(std::move(message)));
 }
 
-Async<void> PostgreSQLMessageStore::apply(MessageUpdate update) {
-    std::optional<std::int32_t> newVoicemailID;
-    if (update.provider == MessageProvider::Telephony) {
+Async<void> PostgreSQLMessageStore::applyAll(std::vector<MessageUpdate> updates) {
+    const std::string find = withDollars(findNewVoicemail);
+    const std::string statement = withDollars(updateMessageRow());
+    for (const MessageUpdate& update : updates) {
+        std::optional<std::int32_t> newVoicemailID;
         Parameters which = parameters(update.recordUUID);
-        const std::int64_t becomesVoicemail = co_await connection_.integer(
-            "SELECT count(*) FROM messages WHERE record_uuid = $1 AND type = 1 AND voicemail_id IS NULL",
-            std::move(which), 0);
-        if (becomesVoicemail != 0) {
+        if (update.provider == MessageProvider::Telephony &&
+            co_await connection_.integer(find, std::move(which))) {
             newVoicemailID = co_await takeNextVoicemailID();
         }
-    }
-    Parameters values =
-        parameters(update.recordUUID, update.callUUID, update.conversationID, update.from, update.provider,
-                   update.read, update.duration, update.mailbox, update.recipient, update.transcription,
-                   update.isRTT, update.transcriptURL, update.simID, update.undelete, newVoicemailID);
-    const std::int64_t changed = co_await connection_.run(R"sql(
-        UPDATE messages SET
-            call_uuid = coalesce($2, call_uuid),
-            conversation_id = coalesce($3, conversation_id),
-            sender = coalesce($4, sender),
-            provider = coalesce($5, provider),
-            read = coalesce($6, read),
-            duration = coalesce($7, duration),
-            mailbox = CASE WHEN $14 AND coalesce($8, mailbox) = 2 THEN 0 ELSE coalesce($8, mailbox) END,
-            recipient = coalesce($9, recipient),
-            transcription = coalesce($10, transcription),
-            rtt = coalesce($11, rtt),
-            transcript = coalesce($12, transcript),
-            sim_id = coalesce($13, sim_id),
-            voicemail_id = CASE WHEN coalesce($5, provider) = 1 AND type = 1 THEN coalesce(voicemail_id, $15) END
-        WHERE record_uuid = $1)sql",
-                                                          std::move(values));
-    if (changed == 0) {
-        throw std::runtime_error("it holds no message with the record UUID " + update.recordUUID.text() +
-                                 "; it may have been deleted meanwhile");
-    }
-}
-
-Async<void> PostgreSQLMessageStore::applyAll(std::vector<MessageUpdate> updates) {
-    for (MessageUpdate& update : updates) {
-        co_await apply(std::move(update));
+        Parameters values =
+            withValues(update, newVoicemailID, [](const auto&... each) { return parameters(each...); });
+        if (co_await connection_.run(statement, std::move(values)) == 0) {
+            refuseAbsent(update);
+        }
     }
 }
 

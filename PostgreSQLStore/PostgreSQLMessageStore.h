@@ -56,12 +56,12 @@ class PostgreSQLMessageStore final : public MessageStore {
     /// Connects, and says whether there is a store.
     Async<bool> openStore();
 
-    // The operations, within a transaction.
+    // The operations, the changes within a transaction.
     Async<std::vector<StoredMessage>> select(std::string_view rest, Parameters parameters);
-    Async<bool> transcriptionSetting();
+    Async<std::int64_t> count();
+    Async<bool> isEnabled();
     Async<std::int32_t> takeNextVoicemailID();
     Async<StoredMessage> insert(StoredMessage message);
-    Async<void> apply(MessageUpdate update);
     Async<void> applyAll(std::vector<MessageUpdate> updates);
     Async<void> remove(std::vector<UUID> recordUUIDs);
 

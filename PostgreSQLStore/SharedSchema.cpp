@@ -47,14 +47,15 @@ INSERT INTO settings (name, value) VALUES ('schemaVersion', 0), ('transcriptionE
 
 constexpr std::int64_t currentVersion = migrations.size();
 
-Async<std::int64_t> integer(Connection& connection, std::string_view query, std::int64_t absent = 0) {
-    return connection.integer(query, {}, absent);
+Async<std::int64_t> integer(Connection& connection, std::string_view query) {
+    std::vector<PostgreSQL::Parameter> none;
+    co_return (co_await connection.integer(query, std::move(none))).value_or(0);
 }
 
 /// The version of a store that is there.
 Async<std::int64_t> schemaVersion(Connection& connection) {
     const auto version =
-        co_await integer(connection, "SELECT value FROM orvex.settings WHERE name = 'schemaVersion'", -1);
+        co_await integer(connection, "SELECT value FROM orvex.settings WHERE name = 'schemaVersion'");
     if (version < 1) {
         throw std::runtime_error("the schema orvex in that database is not that of a message store; choose "
                                  "another database");
@@ -70,10 +71,16 @@ Async<std::int64_t> schemaVersion(Connection& connection) {
 } // namespace
 
 Async<void> beginChange(Connection& connection) {
-    // Under a stricter isolation, a transaction would see the store as it was before it got the lock. The key
-    // is "Orvx" in ASCII.
+    // Nothing is set for longer than the transaction: the next one may have another connection, if something
+    // in between shares out a few of them. Names are looked up in the store's schema alone. A client that
+    // waits in the middle of a change has left, and must not keep the others waiting. Under a stricter
+    // isolation, a transaction would see the store as it was before it got the lock, whose key is "Orvx" in
+    // ASCII.
     co_await connection.execute(
-        "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_catalog.pg_advisory_xact_lock(1332901496)");
+        "BEGIN ISOLATION LEVEL READ COMMITTED; SET LOCAL search_path = orvex; SET LOCAL lock_timeout = "
+        "'30s'; "
+        "SET LOCAL idle_in_transaction_session_timeout = '30s'; SET LOCAL client_min_messages = warning; "
+        "SELECT pg_catalog.pg_advisory_xact_lock(1332901496)");
 }
 
 Async<bool> hasSharedStore(Connection& connection) {

@@ -127,14 +127,4 @@ template <class... Values>
     return all;
 }
 
-/// An integer that was sent in network order, as wide as its bytes.
-template <std::signed_integral Integer>
-[[nodiscard]] Integer integerFrom(std::string_view bytes) {
-    std::make_unsigned_t<Integer> value = 0;
-    for (const char byte : bytes) {
-        value = static_cast<decltype(value)>(value << 8 | static_cast<unsigned char>(byte));
-    }
-    return static_cast<Integer>(value);
-}
-
 } // namespace Orvex::PostgreSQL

@@ -1,25 +1,43 @@
 #pragma once
 
 #include "Foundation/Enumeration.h"
-#include "Orvex/model/StoredMessage.h"
+#include "Foundation/FileURL.h"
+#include "Foundation/SharedText.h"
+#include "Foundation/Time.h"
+#include "Foundation/UUID.h"
 #include "ZelvoMessageStore/SQLite.h"
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace Orvex {
 
-/// The columns of a message, in the order in which `StoredMessage` declares its values.
-inline constexpr std::string_view messageColumns =
-    "conversation_id, message_file, thumbnail, type, transcript, sender, provider, duration, sensitive, "
-    "recipient, "
-    "rtt, sim_id, quality, record_uuid, voicemail_id, call_uuid, mailbox, read, transcription, created";
+/// The current row of a query.
+class CurrentRow {
+  public:
+    explicit CurrentRow(SQLite::Statement& statement) : statement_(statement) {}
 
-/// Adds the message in the current row of a query for the `id` and then the `messageColumns`. Throws
-/// `StoreFault` when a column holds what no message has: the file may have been written by anyone.
-void appendMessageFromRow(std::vector<StoredMessage>& messages, SQLite::Statement& row);
+    [[nodiscard]] bool isNull(int column) const { return statement_.value(column).isNull(); }
+    template <class T>
+    [[nodiscard]] auto bytes(int column) const {
+        if constexpr (std::same_as<T, UUID>) {
+            return statement_.value(column).blob();
+        } else {
+            return statement_.value(column).text();
+        }
+    }
+    template <class T>
+    [[nodiscard]] std::int64_t integer(int column) const {
+        return statement_.integer(column);
+    }
+    [[nodiscard]] double real(int column) const { return statement_.value(column).real(); }
+    [[nodiscard]] std::string columnName(int column) const { return statement_.columnName(column); }
+
+  private:
+    SQLite::Statement& statement_;
+};
 
 // How the values of a message are stored. What is bound must outlive the statement's run.
 

@@ -1,11 +1,11 @@
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 
+#include "Orvex/store/MessageTable.h"
 #include "ZelvoMessageStore/MessageCount.h"
 #include "ZelvoMessageStore/MessageRow.h"
 #include "ZelvoMessageStore/Schema.h"
 #include "ZelvoMessageStore/StoreConnection.h"
 #include <algorithm>
-#include <limits>
 #include <numeric>
 #include <utility>
 
@@ -24,25 +24,23 @@ std::int64_t setting(Database& database, std::string_view name, std::int64_t abs
 }
 
 std::int32_t takeNextVoicemailID(Database& database) {
-    Statement increment = database.prepare(
-        "UPDATE settings SET value = value + 1 WHERE name = 'lastVoicemailID' AND value BETWEEN 0 AND ? "
-        "RETURNING value");
-    increment.bind(1, std::int64_t{std::numeric_limits<std::int32_t>::max() - 1});
-    if (!increment.step()) {
-        throw StoreFault(
-            "there is no further voicemail identifier: the setting lastVoicemailID is missing or not "
-            "between 0 and 2147483646");
-    }
-    const auto identifier = static_cast<std::int32_t>(increment.integer(0));
-    increment.run();
+    Statement take = database.prepare(takeVoicemailID);
+    const std::int32_t identifier =
+        takenVoicemailID(take.step() ? std::optional(take.integer(0)) : std::nullopt);
+    take.run();
     return identifier;
+}
+
+void appendRow(std::vector<StoredMessage>& messages, Statement& query) {
+    CurrentRow row(query);
+    appendMessageFromRow(messages, row);
 }
 
 std::vector<StoredMessage> allRows(Statement query, std::size_t likelyCount = 0) {
     std::vector<StoredMessage> messages;
     messages.reserve(likelyCount);
     while (query.step()) {
-        appendMessageFromRow(messages, query);
+        appendRow(messages, query);
     }
     return messages;
 }
@@ -71,7 +69,7 @@ class MessageFinder {
         bindAll(query_, values...);
         while (query_.step()) {
             rows_.push_back(query_.integer(0));
-            appendMessageFromRow(found_, query_);
+            appendRow(found_, query_);
         }
         query_.reset();
     }
@@ -99,59 +97,20 @@ class MessageFinder {
     std::vector<StoredMessage> found_;
 };
 
-/// False when there is a message with this record UUID.
-[[nodiscard]] bool insert(Database& database, const StoredMessage& message) {
-    Statement statement = database.prepare("INSERT INTO messages (" + std::string(messageColumns) +
-                                           ") VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?) "
-                                           "ON CONFLICT (record_uuid) DO NOTHING");
-    bindAll(statement, message.conversationID, message.messageFile, message.thumbnail, message.type,
-            message.transcriptURL, message.from, message.provider, message.duration, message.sensitive,
-            message.recipient, message.isRTT, message.simID, message.quality, message.recordUUID,
-            message.voicemailID, message.callUUID, message.mailbox, message.read, message.transcription,
-            message.created);
-    statement.run();
-    return database.changedRows() > 0;
-}
-
-bool becomesVoicemail(Database& database, const MessageUpdate& update) {
-    if (update.provider != MessageProvider::Telephony) {
-        return false;
-    }
-    Statement query = database.prepare(
-        "SELECT 1 FROM messages WHERE record_uuid = ? AND type = 1 AND voicemail_id IS NULL");
-    bindAll(query, update.recordUUID);
-    return query.step();
-}
-
 void apply(Database& database, const MessageUpdate& update) {
     std::optional<std::int32_t> newVoicemailID;
-    if (becomesVoicemail(database, update)) {
-        newVoicemailID = takeNextVoicemailID(database);
+    if (update.provider == MessageProvider::Telephony) {
+        Statement query = database.prepare(findNewVoicemail);
+        bindAll(query, update.recordUUID);
+        if (query.step()) {
+            newVoicemailID = takeNextVoicemailID(database);
+        }
     }
-    Statement statement = database.prepare(R"sql(
-        UPDATE messages SET
-            call_uuid = coalesce(?2, call_uuid),
-            conversation_id = coalesce(?3, conversation_id),
-            sender = coalesce(?4, sender),
-            provider = coalesce(?5, provider),
-            read = coalesce(?6, read),
-            duration = coalesce(?7, duration),
-            mailbox = CASE WHEN ?14 AND coalesce(?8, mailbox) = 2 THEN 0 ELSE coalesce(?8, mailbox) END,
-            recipient = coalesce(?9, recipient),
-            transcription = coalesce(?10, transcription),
-            rtt = coalesce(?11, rtt),
-            transcript = coalesce(?12, transcript),
-            sim_id = coalesce(?13, sim_id),
-            voicemail_id = CASE WHEN coalesce(?5, provider) = 1 AND type = 1 THEN coalesce(voicemail_id, ?15) END
-        WHERE record_uuid = ?1)sql");
-    bindAll(statement, update.recordUUID, update.callUUID, update.conversationID, update.from,
-            update.provider, update.read, update.duration, update.mailbox, update.recipient,
-            update.transcription, update.isRTT, update.transcriptURL, update.simID, update.undelete,
-            newVoicemailID);
+    Statement statement = database.prepare(updateMessageRow());
+    withValues(update, newVoicemailID, [&](const auto&... values) { bindAll(statement, values...); });
     statement.run();
     if (database.changedRows() == 0) {
-        throw StoreFault("it holds no message with the record UUID " + update.recordUUID.text() +
-                         "; it may have been deleted meanwhile");
+        refuseAbsent(update);
     }
 }
 
@@ -163,29 +122,12 @@ SQLiteMessageStore::SQLiteMessageStore(const std::filesystem::path& file)
 SQLiteMessageStore::~SQLiteMessageStore() = default;
 
 std::string SQLiteMessageStore::description(AccountStatus status) const {
-    switch (status) {
-    case AccountStatus::signedIn:
-        return "signed in";
-    case AccountStatus::noAccount:
-        return "no account";
-    case AccountStatus::restricted:
-        return "restricted";
-    case AccountStatus::temporarilyUnavailable:
-        return "temporarily unavailable";
-    case AccountStatus::couldNotDetermine:
-    case AccountStatus::waiting:
-        break;
-    }
-    return "unknown";
+    return std::string(usualDescription(status));
 }
 
 Async<bool> SQLiteMessageStore::isTranscriptionEnabled() {
     co_return connection_->read("look up whether transcription is enabled", [](Database& database) {
-        const std::int64_t value = setting(database, "transcriptionEnabled", 1);
-        if (value != 0 && value != 1) {
-            throw StoreFault("the setting transcriptionEnabled is " + std::to_string(value) + ", not 0 or 1");
-        }
-        return value == 1;
+        return transcriptionSetting(setting(database, "transcriptionEnabled", 1));
     });
 }
 
@@ -273,17 +215,15 @@ Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
     co_return connection_->write("save a message", [&](Database& database) {
         MessageCount count(database);
         StoredMessage saved = message;
-        const bool isVoicemail =
-            saved.provider == MessageProvider::Telephony && saved.type == MessageType::audio;
-        saved.voicemailID = isVoicemail ? std::optional(takeNextVoicemailID(database)) : std::nullopt;
-        saved.callUUID.reset();
-        saved.mailbox = Mailbox::inbox;
-        saved.read = false;
-        saved.transcription = TranscriptionStatus::notAvailable;
-        saved.created = currentTime();
-        if (!insert(database, saved)) {
-            throw StoreFault("it holds a message with the record UUID " + saved.recordUUID.text() +
-                             " already; choose another");
+        decideValues(saved);
+        if (isVoicemail(saved)) {
+            saved.voicemailID = takeNextVoicemailID(database);
+        }
+        Statement statement = database.prepare(insertMessage());
+        withValues(saved, [&](const auto&... values) { bindAll(statement, values...); });
+        statement.run();
+        if (database.changedRows() == 0) {
+            refuseSecond(saved);
         }
         count.note(1);
         return saved;

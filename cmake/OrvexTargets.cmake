@@ -11,9 +11,10 @@ function(orvex_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;HEADERS;PUBLIC;PRIVATE")
   add_library(${name} STATIC ${arg_SOURCES})
   add_library(Orvex::${name} ALIAS ${name})
-  # A module that is loaded may have a copy of it. Hidden, it is as quick as without position-independent code.
-  set_target_properties(${name} PROPERTIES OUTPUT_NAME orvex-${name} POSITION_INDEPENDENT_CODE ON
-    CXX_VISIBILITY_PRESET hidden)
+  # A module that is loaded may have a copy of it. Where nobody puts other functions in the place of its own, it is as
+  # quick as without position-independent code.
+  set_target_properties(${name} PROPERTIES OUTPUT_NAME orvex-${name} POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${name} PRIVATE -fno-semantic-interposition)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${arg_HEADERS})
   target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE} $<BUILD_INTERFACE:orvex_warnings>)
@@ -32,7 +33,7 @@ function(orvex_module name)
   set(map ${CMAKE_CURRENT_SOURCE_DIR}/${arg_MAP})
   add_library(${target} MODULE ${arg_SOURCES})
   set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${name}-${PROJECT_VERSION} SUFFIX ".so"
-    CXX_VISIBILITY_PRESET hidden LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR} LINK_DEPENDS ${map})
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR} LINK_DEPENDS ${map})
   target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} orvex_warnings)
   target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,--version-script=${map})
   install(TARGETS ${target} LIBRARY DESTINATION ${ORVEX_MODULE_FOLDER} COMPONENT ${name})

@@ -4,8 +4,10 @@
 #include "PostgreSQLServer.h"
 #include <algorithm>
 #include <atomic>
+#include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <functional>
 #include <gmock/gmock.h>
@@ -43,6 +45,15 @@ std::string longHandle() {
         handle += UUID::random().text();
     }
     return handle;
+}
+
+/// Has the server do something when a transaction that adds or deletes a message is committed.
+std::string deferred(const std::string& body) {
+    return "CREATE OR REPLACE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN " + body +
+           " RETURN NULL; END $$; DROP TRIGGER IF EXISTS t ON orvex.messages; CREATE CONSTRAINT TRIGGER t "
+           "AFTER "
+           "INSERT OR DELETE ON orvex.messages DEFERRABLE INITIALLY DEFERRED FOR EACH ROW EXECUTE FUNCTION "
+           "f()";
 }
 
 class PostgreSQLMessageStoreTest : public testing::Test {
@@ -112,6 +123,51 @@ TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
                           [&](std::exception_ptr thrown) { failure = thrown; });
     loop.run();
     EXPECT_EQ(failure, nullptr);
+
+    // A loop may cancel an operation while its change is made lasting, or end in the middle of one.
+    sql(deferred("PERFORM pg_sleep(0.5);"));
+    const std::vector<UUID> all{wait(store->allMessages()).at(0).recordUUID};
+    for (const bool isCancelled : {true, false}) {
+        boost::asio::io_context other;
+        boost::asio::cancellation_signal signal;
+        std::string error;
+        boost::asio::co_spawn(other, store->deleteMessages(all),
+                              bind_cancellation_slot(signal.slot(), [&](const std::exception_ptr& thrown) {
+                                  error = errorOf([&] { std::rethrow_exception(thrown); });
+                              }));
+        other.run_for(std::chrono::milliseconds(200));
+        if (isCancelled) {
+            signal.emit(boost::asio::cancellation_type::terminal);
+            other.run();
+            EXPECT_THAT(error, HasSubstr("whether the change was made is unknown"));
+        }
+    }
+    // It waits for the change that was made after all.
+    wait(store->deleteMessages({}));
+    EXPECT_EQ(wait(store->messageCount()), 0);
+}
+
+TEST_F(PostgreSQLMessageStoreTest, PassesOverAHostThatIsSilentAndSurvivesOneThatIsRude) {
+    using boost::asio::ip::tcp;
+    boost::asio::io_context loop;
+    tcp::acceptor acceptor(loop, {boost::asio::ip::address_v4::loopback(), 0});
+    const std::string port = std::to_string(acceptor.local_endpoint().port());
+    const std::string both = "&host=127.0.0.1," + server.folder() + "&port=" + port + ",5432";
+    EXPECT_EQ(status(both), AccountStatus::signedIn);
+    EXPECT_EQ(wait(storeAt(uri + both + "&connect_timeout=1")->messageCount()), 0);
+    EXPECT_EQ(status("&host=127.0.0.1&port=" + port), AccountStatus::waiting);
+    // Out of band: the event loop hears of something that nobody waits for.
+    std::thread rude([&] {
+        for (int connections = 0; connections < 4; ++connections) {
+            tcp::socket peer = acceptor.accept();
+            boost::system::error_code ignored;
+            peer.send(boost::asio::buffer("x", 1), tcp::socket::message_out_of_band, ignored);
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    });
+    EXPECT_THAT(runOrvex({"--store", "postgresql://127.0.0.1:" + port + "/", "get-total-count"}).output,
+                HasSubstr("server closed the connection unexpectedly"));
+    rude.join();
 }
 
 TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnIndexForEverySelection) {
@@ -155,7 +211,7 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
 }
 
 TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
-    server.allow("local all refused reject");
+    server.allow("local all refused reject\nlocal all careful scram-sha-256");
     sql("DO $$ BEGIN CREATE ROLE reader LOGIN; CREATE ROLE tester LOGIN; CREATE ROLE stranger LOGIN; CREATE "
         "ROLE refused LOGIN; "
         "EXCEPTION WHEN duplicate_object THEN NULL; END $$");
@@ -175,6 +231,8 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
         {as("stranger"), AccountStatus::noAccount},
         {as("refused"), AccountStatus::noAccount},
         {as("nobody-has-this-name"), AccountStatus::noAccount},
+        {as("careful"), AccountStatus::noAccount},
+        {"&target_session_attrs=standby", AccountStatus::temporarilyUnavailable},
         {"&dbname=no-such-database", AccountStatus::couldNotDetermine},
         {"&host=/nowhere", AccountStatus::couldNotDetermine},
     };
@@ -234,7 +292,7 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
         {set("created = 253402300800000"),
          damaged + "created is 253402300800000, not between -62167219200000 and 253402300799999"},
         {set("sender = convert_to(repeat('x', 16777217), 'UTF8')"),
-         damaged + "sender has more than 16777216 bytes"},
+         noTables + "sender has more than 16777216 bytes"},
         {alter("ALTER sim_id DROP NOT NULL") + ";" + set("sim_id = NULL"), noTables + "sim_id is NULL"},
         {alter("ALTER quality TYPE bigint"), noTables + "quality is of another type"},
         {alter("ALTER record_uuid TYPE text"), noTables + "record_uuid is of another type"},
@@ -266,10 +324,23 @@ TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
           "postgresql://careful:12/secret@" + host, "postgresql://careful:se?secret@" + host,
           "postgresql://careful:secret@[::1" + host, "postgresql://careful@" + host + "&password=secret",
           "postgresql://careful@" + host + "&password=secret&passwort=secret",
-          "postgresql://careful:secret@:port" + host, "postgresql://careful:secret%zz@" + host,
+          std::string("postgresql://careful:secret/db"), "postgresql://careful:secret@:port" + host,
+          "postgresql://careful:secret%zz@" + host,
           std::string("postgresql:///?service=none&password=secret")}) {
         const std::string error = errorOf([&] { wait(storeAt(at)->messageCount()); });
         EXPECT_THAT(error, AllOf(HasSubstr("cannot "), Not(HasSubstr("secret")))) << at;
+    }
+    // Nor by a command line that is not understood.
+    const std::string at = "://careful:secret@host/db";
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"postgresql" + at},
+                                                  {"--store", "Postgresql" + at, "get-total-count"},
+                                                  {"--store", "pg" + at, "get-total-count"},
+                                                  {"get-total-count", "postgresql" + at},
+                                                  {"--postgresql" + at},
+                                                  {"--sending-service", "Smtp" + at, "get-total-count"}}) {
+        const ProgramRun run = runOrvex(words);
+        EXPECT_THAT(run.output + run.errors,
+                    AllOf(testing::ContainsRegex("cannot tell|://[.]"), Not(HasSubstr("secret"))));
     }
 }
 
@@ -285,17 +356,11 @@ TEST_F(PostgreSQLMessageStoreTest, AChangeThatFailsIsNotMadeAndSaysWhy) {
         EndsWith("it can only be read: the server is a standby, or the user may not write (cannot execute "
                  "INSERT in a read-only transaction)"));
 
-    const auto asTrigger = [&](const std::string& body) {
-        sql("CREATE OR REPLACE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN " + body +
-            " RETURN NULL; END $$; DROP TRIGGER IF EXISTS t ON orvex.messages; CREATE CONSTRAINT TRIGGER t "
-            "AFTER INSERT "
-            "OR DELETE ON orvex.messages DEFERRABLE INITIALLY DEFERRED FOR EACH ROW EXECUTE FUNCTION f()");
-    };
-    asTrigger("RAISE SQLSTATE '53100' USING MESSAGE = 'no space left';");
+    sql(deferred("RAISE SQLSTATE '53100' USING MESSAGE = 'no space left';"));
     EXPECT_THAT(errorOfSaving(),
                 EndsWith("the server's disk is full (no space left); make room and try again"));
     // The connection ends in the middle of a commit.
-    asTrigger("PERFORM pg_terminate_backend(pg_backend_pid());");
+    sql(deferred("PERFORM pg_terminate_backend(pg_backend_pid());"));
     const std::string unknown =
         ": whether the change was made is unknown, since the server was asked to make it "
         "lasting but did not confirm that (";
@@ -303,7 +368,7 @@ TEST_F(PostgreSQLMessageStoreTest, AChangeThatFailsIsNotMadeAndSaysWhy) {
     EXPECT_THAT(errorOfSaving(),
                 EndsWith(name + unknown + "terminating connection due to administrator command" + lookFirst));
     // A commit that no standby has confirmed.
-    asTrigger("RAISE WARNING 'not replicated';");
+    sql(deferred("RAISE WARNING 'not replicated';"));
     EXPECT_THAT(errorOfSaving(), EndsWith(name + unknown + "not replicated" + lookFirst));
     EXPECT_EQ(wait(storeAt(uri)->messageCount()), 2);
 }

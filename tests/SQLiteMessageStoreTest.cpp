@@ -389,7 +389,7 @@ TEST_F(SQLiteMessageStoreTest, DoesNotBelieveTheValuesInTheFile) {
                        " WHERE id = 1")
                           .c_str());
         EXPECT_THAT(errorOfReading(file),
-                    EndsWith("the file is damaged: in message 1 " + std::string(fault)));
+                    EndsWith("the store is damaged: in message 1 " + std::string(fault)));
     }
 }
 

@@ -50,8 +50,8 @@ class Parser {
         Property& property = propertySpelled(name);
         if (property.valueCount() == ValueCount::none) {
             if (attached) {
-                throw UsageError("unexpected value " + inQuotes(*attached) + " for " + std::string(name) +
-                                 ": a flag takes none");
+                throw UsageError("unexpected value " + inQuotes(withoutSecrets(*attached)) + " for " +
+                                 std::string(name) + ": a flag takes none");
             }
             static_cast<void>(property.take(""));
             return;
@@ -79,7 +79,7 @@ class Parser {
         if (std::find(others.begin(), others.end(), name) != others.end()) {
             throw UsageError("misplaced option " + std::string(name) + ": it is" + place.substr(1));
         }
-        const std::string unknown = "unknown option " + inQuotes(name) + ": ";
+        const std::string unknown = "unknown option " + inQuotes(withoutSecrets(name)) + ": ";
         if (const std::size_t near = nearest(name, spellings_); near < spellings_.size()) {
             throw UsageError(unknown + "did you mean " + spellings_[near] + "?");
         }
@@ -100,7 +100,7 @@ class Parser {
             std::find(spellings_.begin(), spellings_.end(), words_[position_]) == spellings_.end();
         if (isValueWithDash) {
             fault += "; one that begins with \"-\" is given as " +
-                     onOneLine(std::string(name) + "=" + std::string(words_[position_]));
+                     onOneLine(std::string(name) + "=" + withoutSecrets(words_[position_]));
         }
         throw UsageError(fault);
     }
@@ -110,8 +110,8 @@ class Parser {
             return;
         }
         const ValueSyntax syntax = property.syntax();
-        std::string fault = "invalid value " + inQuotes(value) + " for " + std::string(name) + ": expected " +
-                            syntax.expected;
+        std::string fault = "invalid value " + inQuotes(withoutSecrets(value)) + " for " + std::string(name) +
+                            ": expected " + syntax.expected;
         const std::size_t nearValue = nearest(value, syntax.values);
         const std::size_t nearMeaning =
             syntax.meanings.empty() ? syntax.values.size() : nearest(value, syntax.meanings);
@@ -129,6 +129,14 @@ class Parser {
 };
 
 } // namespace
+
+std::string withoutSecrets(std::string_view word) {
+    constexpr std::string_view mark = "://";
+    const std::size_t at = word.find(mark);
+    return at == std::string_view::npos || word.starts_with("file:")
+               ? std::string(word)
+               : std::string(word.substr(0, at + mark.size())) + "...";
+}
 
 std::vector<std::string> allSpellings(std::span<const BoundProperty> properties) {
     std::vector<std::string> all;
@@ -149,7 +157,8 @@ void parseArguments(std::span<const BoundProperty> properties, Words words,
                     const OptionsElsewhere& elsewhere) {
     const std::size_t parsed = parseOptions(properties, words, elsewhere);
     if (parsed < words.size()) {
-        throw UsageError("unexpected argument " + inQuotes(words[parsed]) + ": expected an option");
+        throw UsageError("unexpected argument " + inQuotes(withoutSecrets(words[parsed])) +
+                         ": expected an option");
     }
     for (const BoundProperty& bound : properties) {
         if (bound.property->isMissing()) {

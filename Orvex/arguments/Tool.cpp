@@ -108,7 +108,7 @@ const SubcommandType& subcommandNamed(const Tool& tool, std::string_view name) {
     const std::string choice = alternatives(names);
     names.emplace_back(helpCommand);
     const std::size_t near = nearest(name, names);
-    throw UsageError("unknown command " + inQuotes(name) +
+    throw UsageError("unknown command " + inQuotes(withoutSecrets(name)) +
                      (near < names.size() ? ": did you mean " + names[near] + "?" : ": expected " + choice));
 }
 
@@ -199,7 +199,8 @@ class ToolInvocation {
             return nullptr;
         }
         if (topics.size() > 1 || topics.front().starts_with('-')) {
-            throw UsageError("unexpected argument " + inQuotes(topics.back()) + ": expected one command");
+            throw UsageError("unexpected argument " + inQuotes(withoutSecrets(topics.back())) +
+                             ": expected one command");
         }
         return &subcommandNamed(tool_, topics.front());
     }

@@ -109,7 +109,8 @@ std::filesystem::path userDataFolder() {
 void chooseStoreAndService(const HostOptions& options) {
     const std::string location = options.store->value_or("").native();
     std::function<std::filesystem::path()> outbox;
-    if (location.starts_with("postgresql://") || location.starts_with("postgres://")) {
+    // A misspelt scheme as well: as a path, a password in it would be shown.
+    if (location.find("://") != std::string::npos) {
         MessageStoreClient::setStoreFactory([location] {
             return makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", location.c_str());
         });
