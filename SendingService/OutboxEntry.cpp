@@ -4,7 +4,8 @@
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
 #include <algorithm>
-#include <array>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <sys/stat.h>
@@ -36,7 +37,7 @@ OutboxMessage messageIn(int entry) {
 
 } // namespace
 
-void OutboxMessage::write(const Folder& folder, const std::string& name) const {
+std::string OutboxMessage::text() const {
     Json json = {{"recordUUID", request.recordUUID.text()},
                  {"sender", request.senderHandle},
                  {"destinations", request.destinationHandles},
@@ -53,8 +54,12 @@ void OutboxMessage::write(const Folder& folder, const std::string& name) const {
         }
     }
     constexpr int indentation = 2;
+    return json.dump(indentation) + "\n";
+}
+
+void OutboxMessage::write(const Folder& folder, const std::string& name) const {
     const FileDescriptor file = folder.makeFile(name);
-    writeAll(file.get(), json.dump(indentation) + "\n", folder.pathOf(name));
+    writeAll(file.get(), text(), folder.pathOf(name));
     checked(fsync(file.get()), "cannot sync " + folder.pathOf(name));
 }
 
@@ -149,6 +154,19 @@ std::vector<UUID> OutboxEntry::waiting(const std::filesystem::path& outbox, cons
 bool OutboxEntry::has(DeliveryState state) const {
     return std::any_of(message.deliveries.begin(), message.deliveries.end(),
                        [state](const Delivery& delivery) { return delivery.state == state; });
+}
+
+bool OutboxEntry::isFor(const VideoMessageRequest& request) const {
+    const VideoMessageRequest& own = message.request;
+    const std::filesystem::path asked = request.videoURL.path();
+    if (own.senderHandle != request.senderHandle || own.destinationHandles != request.destinationHandles ||
+        own.videoURL != request.videoURL || !is_regular_file(asked) || file_size(asked) != message.size) {
+        return false;
+    }
+    using Bytes = std::istreambuf_iterator<char>;
+    std::ifstream video(asked, std::ios::binary);
+    std::ifstream kept("/proc/self/fd/" + std::to_string(openVideo().get()), std::ios::binary);
+    return std::equal(Bytes(video), Bytes(), Bytes(kept), Bytes());
 }
 
 FileDescriptor OutboxEntry::openVideo() const {
