@@ -135,9 +135,9 @@ std::vector<UUID> OutboxEntry::waiting(const std::filesystem::path& outbox, cons
     forEachName(published.get(), [&](const char* name) {
         const FileDescriptor entry(openat(published.get(), name, openFolder));
         try {
-            const OutboxMessage message = messageIn(entry.get());
-            if (message.transport && message.transport->service == service) {
-                found.emplace_back(message.created, message.request.recordUUID);
+            const OutboxMessage each = messageIn(entry.get());
+            if (each.transport && each.transport->service == service) {
+                found.emplace_back(each.created, each.request.recordUUID);
             }
         } catch (const std::exception&) {
             // It is being moved away, or is none of ours.
@@ -176,7 +176,8 @@ FileDescriptor OutboxEntry::openVideo() const {
                 "cannot open " + path));
     struct stat status {};
     checked(fstat(video.get(), &status), "cannot look at " + path);
-    if (!S_ISREG(status.st_mode) || static_cast<std::uintmax_t>(status.st_size) != message.size) {
+    if (!S_ISREG(status.st_mode) || message.size == 0 ||
+        static_cast<std::uintmax_t>(status.st_size) != message.size) {
         throw std::runtime_error(path + " is not the video that was put into the outbox");
     }
     return video;
