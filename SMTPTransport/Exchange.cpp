@@ -1,6 +1,5 @@
 #include "SMTPTransport/Exchange.h"
 
-#include "Foundation/LetterCase.h"
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
 #include <algorithm>
@@ -57,13 +56,13 @@ bool Exchange::heard(std::string_view line) {
     }
     Answer& answer = current();
     constexpr std::size_t longestAnswer = 500;
-    const std::string_view text = answer.text.empty() ? line : line.substr(std::min(digits + 1, line.size()));
-    const std::size_t room = longestAnswer - std::min(longestAnswer, answer.text.size());
-    answer.text.append(answer.text.empty() || text.empty() ? "" : " ").append(text.substr(0, room));
-    if (step_ == Step::connection &&
-        lowerCased(line.substr(std::min(digits + 1, line.size()))).starts_with("size ")) {
-        constexpr std::size_t keyword = 9;
-        largest_ = numberIn(line.substr(keyword));
+    const std::string_view text = line.substr(std::min(digits + 1, line.size()));
+    answer.text += answer.text.empty() ? std::string(line) : " " + std::string(text);
+    answer.text.resize(std::min(answer.text.size(), longestAnswer));
+    // In capitals alone, as libcurl knows it, which gives no size otherwise.
+    constexpr std::string_view keyword = "SIZE ";
+    if (step_ == Step::connection && text.starts_with(keyword)) {
+        largest_ = numberIn(text.substr(keyword.size()));
     }
     if (line.size() > digits && line[digits] == '-') {
         return true;

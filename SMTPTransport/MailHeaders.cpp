@@ -6,10 +6,12 @@
 #include <array>
 #include <cstddef>
 #include <ctime>
+#include <curl/curl.h>
 #include <filesystem>
 #include <iomanip>
 #include <locale>
-#include <optional>
+#include <memory>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -18,28 +20,13 @@ namespace Orvex {
 
 namespace {
 
-bool isLetterOrDigit(char c) {
-    return (c >= '0' && c <= '9') || (lowerCased(c) >= 'a' && lowerCased(c) <= 'z');
-}
-
-/// Fit to stand between quotes, and in a line of ordinary length.
-bool isPlainName(std::string_view name) {
-    constexpr std::size_t longest = 60;
-    return name.size() <= longest && std::all_of(name.begin(), name.end(), [](char c) {
-               return c >= ' ' && c <= '~' && c != '"' && c != '\\';
-           });
-}
-
-/// With a replacement for each control character and for bytes that are no UTF-8.
-std::string asText(std::string_view bytes) {
-    constexpr char32_t replacement = 0xFFFD;
-    std::string text;
-    for (std::size_t position = 0; position < bytes.size();) {
-        const char32_t c = nextCharacter(bytes, position).value_or(replacement);
-        const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029;
-        appendUTF8(text, isControl ? replacement : c);
-    }
-    return text;
+/// As RFC 2231 has it: all but letters, digits and "-._~" as the numbers of their bytes.
+std::string escaped(char32_t c) {
+    std::string bytes;
+    appendUTF8(bytes, c);
+    const std::unique_ptr<char, decltype(&curl_free)> escape(
+        curl_easy_escape(nullptr, bytes.data(), static_cast<int>(bytes.size())), curl_free);
+    return escape ? escape.get() : throw std::bad_alloc();
 }
 
 } // namespace
@@ -71,29 +58,26 @@ std::string mailDate(const std::string& timestamp) {
 }
 
 std::string attachmentHeader(std::string_view fileName) {
-    std::string header = "Content-Disposition: attachment;\r\n filename";
-    if (isPlainName(fileName)) {
-        return header.append("=\"").append(fileName) + '"';
-    }
-    // In sections, since a line should have no more than 78 characters.
-    constexpr std::size_t longestSection = 54;
-    constexpr std::string_view hexadecimal = "0123456789ABCDEF";
+    // In sections, none of which ends within a character, since a line should have no more than 78.
+    constexpr std::size_t longestSection = 60;
+    constexpr char32_t replacement = 0xFFFD;
     std::vector<std::string> sections{"UTF-8''"};
-    for (const char c : asText(fileName)) {
-        if (sections.back().size() > longestSection) {
+    for (std::size_t position = 0; position < fileName.size();) {
+        const char32_t c = nextCharacter(fileName, position).value_or(replacement);
+        const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029;
+        const std::string escape = escaped(isControl ? replacement : c);
+        if (sections.back().size() + escape.size() > longestSection) {
             sections.emplace_back();
         }
-        if (isLetterOrDigit(c) || c == '.' || c == '-' || c == '_') {
-            sections.back() += c;
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            sections.back() +=
-                {'%', hexadecimal[byte / hexadecimal.size()], hexadecimal[byte % hexadecimal.size()]};
-        }
+        sections.back() += escape;
+    }
+    std::string header = "Content-Disposition: attachment";
+    if (sections.size() == 1 && sections[0].ends_with("''" + std::string(fileName))) {
+        return header.append(";\r\n filename=\"").append(fileName) + '"';
     }
     for (std::size_t i = 0; i < sections.size(); ++i) {
-        header += i > 0 ? ";\r\n filename" : "";
-        header += (sections.size() > 1 ? "*" + std::to_string(i) : "") + "*=" + sections[i];
+        header +=
+            ";\r\n filename" + (sections.size() > 1 ? "*" + std::to_string(i) : "") + "*=" + sections[i];
     }
     return header;
 }

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <curl/curl.h>
 #include <exception>
+#include <map>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -76,7 +77,7 @@ std::string report(const OutboxEntry& entry) {
         separator = ", ";
     }
     if (entry.has(DeliveryState::deferred)) {
-        text += "; the next video message that is sent by way of this service tries what is deferred again";
+        text += "; what is deferred is tried again when you send it again, or another one by this service";
     }
     if (entry.has(DeliveryState::unknown)) {
         text += "; what is unknown may have arrived, so ask before you send it again";
@@ -101,16 +102,22 @@ bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLim
                      .videoHeader = attachmentHeader(name),
                      .video = video.get(),
                      .videoSize = message.size};
-    std::vector<std::size_t> tried;
+    /// By address: whoever is named twice gets one copy.
+    std::map<std::string, std::vector<std::size_t>> tried;
     for (std::size_t i = 0; i < message.deliveries.size(); ++i) {
         if (message.deliveries[i].state == DeliveryState::deferred) {
-            tried.push_back(i);
-            mail.recipients.push_back(envelope.recipients[i]);
+            std::vector<std::size_t>& same = tried[envelope.recipients[i]];
+            if (same.empty()) {
+                mail.recipients.push_back(envelope.recipients[i]);
+            }
+            same.push_back(i);
         }
     }
     const auto keep = [&](const std::vector<Delivery>& deliveries) {
-        for (std::size_t i = 0; i < tried.size(); ++i) {
-            message.deliveries[tried[i]] = deliveries[i];
+        for (std::size_t i = 0; i < deliveries.size(); ++i) {
+            for (const std::size_t destination : tried[mail.recipients[i]]) {
+                message.deliveries[destination] = deliveries[i];
+            }
         }
         entry.save();
     };
@@ -142,10 +149,11 @@ SMTPSendingService::SMTPSendingService(const std::string& url, const std::filesy
 
 Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
     const Envelope envelope = envelopeOf(request, service_.phoneDomain);
-    continueDeferred(request.recordUUID);
-    std::optional<OutboxEntry> entry;
+    std::optional<OutboxEntry> entry = continueDeferred(request);
     try {
-        entry = OutboxEntry::find(outbox_, request.recordUUID);
+        if (!entry) {
+            entry = OutboxEntry::find(outbox_, request.recordUUID);
+        }
     } catch (const std::exception& error) {
         throw SendingServiceError(attempt + ": " + onOneLine(error.what()));
     }
@@ -166,30 +174,31 @@ Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
     co_return;
 }
 
-void SMTPSendingService::continueDeferred(const UUID& except) const {
+std::optional<OutboxEntry> SMTPSendingService::continueDeferred(const VideoMessageRequest& request) const {
+    std::optional<OutboxEntry> same;
+    bool reachesServer = true;
     for (const UUID& recordUUID : OutboxEntry::waiting(outbox_, service_.text)) {
-        std::optional<OutboxEntry> entry;
-        std::vector<Delivery> before;
-        bool reachedServer = true;
+        std::string news;
         try {
-            entry = recordUUID != except ? OutboxEntry::openIfFree(outbox_, recordUUID) : std::nullopt;
-            if (!entry) {
-                continue;
+            std::optional<OutboxEntry> entry = recordUUID != request.recordUUID
+                                                   ? OutboxEntry::openIfFree(outbox_, recordUUID)
+                                                   : std::nullopt;
+            if (entry && !same && entry->isFor(request)) {
+                same = std::move(entry);
+            } else if (entry && reachesServer) {
+                const std::vector<Delivery> before = entry->message.deliveries;
+                reachesServer = deliver(*entry);
+                news = hasBadNews(*entry, before) ? report(*entry) : "";
             }
-            before = entry->message.deliveries;
-            reachedServer = deliver(*entry);
         } catch (const std::exception&) {
             // Damage to one message must not keep others from being sent.
-            continue;
         }
-        if (!reachedServer) {
-            return;
-        }
-        if (hasBadNews(*entry, before)) {
-            throw SendingServiceError(
-                attempt + ", which can be sent again: an earlier one failed first: " + report(*entry));
+        if (!news.empty()) {
+            throw SendingServiceError(attempt +
+                                      ", which can be sent again: an earlier one failed first: " + news);
         }
     }
+    return same;
 }
 
 bool SMTPSendingService::deliver(OutboxEntry& entry) const {

@@ -5,6 +5,7 @@
 #include "SMTPTransport/Submission.h"
 #include "SendingService/OutboxEntry.h"
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace Orvex {
@@ -16,13 +17,14 @@ class SMTPSendingService final : public SendingService {
     /// `url` as in `ServiceURL`. Throws `SendingServiceError`.
     SMTPSendingService(const std::string& url, const std::filesystem::path& outbox, TimeLimits limits = {});
 
-    /// First tries again what this service deferred earlier. A request under a record UUID that the outbox
-    /// has already continues with that.
+    /// First tries again what this service deferred earlier. If that was asked for in the same way, of the
+    /// same video, it is not sent once more: the request continues with it, as one under a record UUID does
+    /// that the outbox has already.
     Async<void> sendVideoMessage(VideoMessageRequest request) override;
 
   private:
-    /// All but the one with this record UUID.
-    void continueDeferred(const UUID& except) const;
+    /// All but what the request continues with; returns that unless it has the request's record UUID.
+    [[nodiscard]] std::optional<OutboxEntry> continueDeferred(const VideoMessageRequest& request) const;
     /// Whether the server could be reached.
     bool deliver(OutboxEntry& entry) const;
 

@@ -1,9 +1,13 @@
 #include "SMTPTransport/ServiceURL.h"
 
 #include "Foundation/LetterCase.h"
+#include "Foundation/RegularFile.h"
 #include "Orvex/store/SendingService.h"
 #include "SMTPTransport/Address.h"
+#include "SMTPTransport/Netrc.h"
+#include <algorithm>
 #include <arpa/inet.h>
+#include <cstdlib>
 #include <curl/curl.h>
 #include <memory>
 #include <netinet/in.h>
@@ -15,6 +19,8 @@ namespace {
 [[noreturn]] void fail(const std::string& reason) {
     throw SendingServiceError("cannot send the video message: the URL of the sending service " + reason);
 }
+
+const std::string netrcLine = "machine HOST login USER password PASSWORD";
 
 using URL = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
@@ -39,22 +45,42 @@ bool namesThisMachine(const std::string& host) {
             ntohl(address.s_addr) >> networkShift == loopbackNetwork);
 }
 
+/// What the user keeps for this server, whose host may be an address in brackets.
+std::string passwordOf(const std::string& user, const std::string& host) {
+    constexpr std::uintmax_t largest = std::uintmax_t{1} << 20U;
+    const std::string machine = host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
+    std::optional<std::string> password;
+    if (const char* const home = std::getenv("HOME"); home != nullptr) {
+        try {
+            password = passwordInNetrc(readWholeFile(std::string(home) + "/.netrc", largest), machine, user);
+        } catch (const FileError& error) {
+            fail("names a user, and there is no password in ~/.netrc: " + std::string(error.what()));
+        }
+    }
+    if (!password) {
+        fail("names a user, and there is no password for this one in ~/.netrc; add it: " + netrcLine);
+    }
+    return *password;
+}
+
 } // namespace
 
 ServiceURL ServiceURL::parse(const std::string& text) {
+    // A host has other letters in the form xn--..., a user percent-encoded.
+    const bool isPlain = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
     const URL url(curl_url(), curl_url_cleanup);
     // What cannot be read has no scheme; libcurl would read on behind a third slash.
-    if (text.find(":///") == std::string::npos) {
+    if (isPlain && text.find(":///") == std::string::npos) {
         curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0);
     }
     const std::string scheme = part(url, CURLUPART_SCHEME);
     const std::string host = part(url, CURLUPART_HOST);
-    if ((scheme != "smtp" && scheme != "smtps") || host.empty()) {
-        fail("is not of the form smtp://[USER@]HOST[:PORT][?phone-domain=DOMAIN] or smtps://...");
+    std::string port = part(url, CURLUPART_PORT);
+    if ((scheme != "smtp" && scheme != "smtps") || host.empty() || port == "0") {
+        fail("is not of the form smtp://[USER@]HOST[:PORT][?phone-domain=DOMAIN] or smtps://..., in ASCII");
     }
     if (!part(url, CURLUPART_PASSWORD).empty()) {
-        fail("has a password, which others on the machine can read; keep it in ~/.netrc: machine HOST login "
-             "USER password PASSWORD");
+        fail("has a password, which others on the machine can read; keep it in ~/.netrc: " + netrcLine);
     }
     const std::string path = part(url, CURLUPART_PATH);
     std::string query = part(url, CURLUPART_QUERY, CURLU_URLDECODE);
@@ -66,18 +92,15 @@ ServiceURL ServiceURL::parse(const std::string& text) {
     if (!query.empty() && !isDomain(query.erase(0, phoneDomain.size()))) {
         fail("names no domain behind phone-domain=");
     }
-    // As it is spelled, once it is known to be decodable: libcurl looks for the password of a user in the URL
-    // alone.
-    const std::string user =
-        part(url, CURLUPART_USER, CURLU_URLDECODE).empty() ? "" : part(url, CURLUPART_USER);
+    const std::string user = part(url, CURLUPART_USER, CURLU_URLDECODE);
     // Where mail is submitted (RFC 6409, RFC 8314); libcurl would choose the port between servers.
-    std::string port = part(url, CURLUPART_PORT);
     if (port.empty()) {
         port = scheme == "smtps" ? "465" : "587";
     }
     return {.text = text,
-            .server = scheme + "://" + (user.empty() ? "" : user + "@") + host + ":" + port,
-            .hasUser = !user.empty(),
+            .server = scheme + "://" + host + ":" + port,
+            .user = user,
+            .password = user.empty() ? "" : passwordOf(user, host),
             .phoneDomain = query,
             .isLoopback = namesThisMachine(host)};
 }

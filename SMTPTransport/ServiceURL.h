@@ -9,9 +9,12 @@ namespace Orvex {
 struct ServiceURL {
     /// As it was given.
     std::string text;
-    /// Scheme, user, host and port alone.
+    /// Scheme, host and port alone.
     std::string server;
-    bool hasUser = false;
+    /// Empty where nobody logs in.
+    std::string user;
+    /// From the user's `.netrc` file.
+    std::string password;
     /// Where telephone numbers are mail boxes; empty where that is nowhere.
     std::string phoneDomain;
     /// Whether what is sent does not leave this machine.

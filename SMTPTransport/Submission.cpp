@@ -1,5 +1,6 @@
 #include "SMTPTransport/Submission.h"
 
+#include "SMTPTransport/Base64.h"
 #include "SMTPTransport/Exchange.h"
 #include <algorithm>
 #include <array>
@@ -54,7 +55,7 @@ void check(CURLcode code) {
 class Attempt {
   public:
     Attempt(const MailMessage& message, const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd)
-        : message_(message), beforeTheEnd_(beforeTheEnd) {}
+        : message_(message), beforeTheEnd_(beforeTheEnd), rest_(message.videoSize) {}
 
     Submission run(const ServiceURL& service, const TimeLimits& limits) {
         const Handle handle(curl_easy_init());
@@ -63,7 +64,7 @@ class Attempt {
         }
         const List headers = listOf(message_.headers);
         const List recipients = listOf(message_.recipients);
-        const List videoHeaders = listOf({message_.videoHeader});
+        const List videoHeaders = listOf({"Content-Transfer-Encoding: base64", message_.videoHeader});
         const Form form(curl_mime_init(handle.get()));
         fill(form.get(), videoHeaders.get());
         const auto set = [&handle](CURLoption option, auto value) {
@@ -79,8 +80,9 @@ class Attempt {
         if (const char* const authorities = std::getenv("SSL_CERT_FILE"); authorities != nullptr) {
             set(CURLOPT_CAINFO, authorities);
         }
-        if (service.hasUser) {
-            set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
+        if (!service.user.empty()) {
+            set(CURLOPT_USERNAME, service.user.c_str());
+            set(CURLOPT_PASSWORD, service.password.c_str());
         }
         set(CURLOPT_MAIL_FROM, message_.sender.c_str());
         set(CURLOPT_MAIL_RCPT, recipients.get());
@@ -120,10 +122,9 @@ class Attempt {
         check(curl_mime_type(text, "text/plain; charset=us-ascii"));
         check(curl_mime_encoder(text, "7bit"));
         curl_mimepart* const video = curl_mime_addpart(form);
-        check(curl_mime_data_cb(video, static_cast<curl_off_t>(message_.videoSize), &Attempt::onRead, nullptr,
-                                nullptr, this));
+        check(curl_mime_data_cb(video, static_cast<curl_off_t>(base64Size(message_.videoSize)),
+                                &Attempt::onRead, nullptr, nullptr, this));
         check(curl_mime_type(video, message_.videoType.c_str()));
-        check(curl_mime_encoder(video, "base64"));
         check(curl_mime_headers(video, videoHeaders, 0));
     }
 
@@ -138,25 +139,40 @@ class Attempt {
         }
     }
 
-    std::size_t read(char* buffer, std::size_t size) {
-        const std::uintmax_t rest = message_.videoSize - read_;
-        ssize_t count = 0;
-        do {
-            count = ::read(message_.video, buffer, std::min<std::uintmax_t>(size, rest));
-        } while (count < 0 && errno == EINTR);
-        if (count < 0 || (count == 0 && rest > 0)) {
-            throw std::system_error(count < 0 ? errno : EIO, std::generic_category(),
-                                    "cannot read the video");
+    /// The next lines of the video: libcurl's own encoder would send each few of them by themselves.
+    void encodeMore() {
+        const std::size_t most = std::min<std::uintmax_t>(block_.size(), rest_);
+        std::size_t size = 0;
+        while (size < most) {
+            const ssize_t count = ::read(message_.video, &block_[size], most - size);
+            if (count < 0 && errno == EINTR) {
+                continue;
+            }
+            if (count <= 0) {
+                throw std::system_error(count < 0 ? errno : EIO, std::generic_category(),
+                                        "cannot read the video");
+            }
+            size += static_cast<std::size_t>(count);
         }
-        read_ += static_cast<std::size_t>(count);
-        if (rest > 0 && read_ == message_.videoSize) {
+        rest_ -= size;
+        lines_ = base64Lines({block_.data(), size});
+        unread_ = lines_;
+    }
+
+    std::size_t read(char* buffer, std::size_t size) {
+        if (unread_.empty()) {
+            encodeMore();
+        }
+        const std::size_t count = unread_.copy(buffer, size);
+        unread_.remove_prefix(count);
+        if (unread_.empty() && rest_ == 0 && !exchange_.isBodyComplete()) {
             Exchange unanswered = exchange_;
             unanswered.completeBody();
             beforeTheEnd_(unanswered.deliveries(message_.recipients.size(),
                                                 "the sender ended before the server answered"));
             exchange_.completeBody();
         }
-        return static_cast<std::size_t>(count);
+        return count;
     }
 
     static int onTrace(CURL* /*handle*/, curl_infotype type, char* text, std::size_t size, void* attempt) {
@@ -182,7 +198,11 @@ class Attempt {
     const MailMessage& message_;
     const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd_;
     Exchange exchange_;
-    std::uintmax_t read_ = 0;
+    std::uintmax_t rest_;
+    std::array<char, bytesInBase64Line * 1024> block_{};
+    std::string lines_;
+    /// What of them is to be sent still.
+    std::string_view unread_;
     std::exception_ptr failure_;
 };
 

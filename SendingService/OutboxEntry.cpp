@@ -4,7 +4,8 @@
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
 #include <algorithm>
-#include <array>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <sys/stat.h>
@@ -36,7 +37,7 @@ OutboxMessage messageIn(int entry) {
 
 } // namespace
 
-void OutboxMessage::write(const Folder& folder, const std::string& name) const {
+std::string OutboxMessage::text() const {
     Json json = {{"recordUUID", request.recordUUID.text()},
                  {"sender", request.senderHandle},
                  {"destinations", request.destinationHandles},
@@ -53,8 +54,12 @@ void OutboxMessage::write(const Folder& folder, const std::string& name) const {
         }
     }
     constexpr int indentation = 2;
+    return json.dump(indentation) + "\n";
+}
+
+void OutboxMessage::write(const Folder& folder, const std::string& name) const {
     const FileDescriptor file = folder.makeFile(name);
-    writeAll(file.get(), json.dump(indentation) + "\n", folder.pathOf(name));
+    writeAll(file.get(), text(), folder.pathOf(name));
     checked(fsync(file.get()), "cannot sync " + folder.pathOf(name));
 }
 
@@ -130,9 +135,9 @@ std::vector<UUID> OutboxEntry::waiting(const std::filesystem::path& outbox, cons
     forEachName(published.get(), [&](const char* name) {
         const FileDescriptor entry(openat(published.get(), name, openFolder));
         try {
-            const OutboxMessage message = messageIn(entry.get());
-            if (message.transport && message.transport->service == service) {
-                found.emplace_back(message.created, message.request.recordUUID);
+            const OutboxMessage each = messageIn(entry.get());
+            if (each.transport && each.transport->service == service) {
+                found.emplace_back(each.created, each.request.recordUUID);
             }
         } catch (const std::exception&) {
             // It is being moved away, or is none of ours.
@@ -151,6 +156,19 @@ bool OutboxEntry::has(DeliveryState state) const {
                        [state](const Delivery& delivery) { return delivery.state == state; });
 }
 
+bool OutboxEntry::isFor(const VideoMessageRequest& request) const {
+    const VideoMessageRequest& own = message.request;
+    const std::filesystem::path asked = request.videoURL.path();
+    if (own.senderHandle != request.senderHandle || own.destinationHandles != request.destinationHandles ||
+        own.videoURL != request.videoURL || !is_regular_file(asked) || file_size(asked) != message.size) {
+        return false;
+    }
+    using Bytes = std::istreambuf_iterator<char>;
+    std::ifstream video(asked, std::ios::binary);
+    std::ifstream kept("/proc/self/fd/" + std::to_string(openVideo().get()), std::ios::binary);
+    return std::equal(Bytes(video), Bytes(), Bytes(kept), Bytes());
+}
+
 FileDescriptor OutboxEntry::openVideo() const {
     const std::string path = folder_.pathOf(message.video);
     FileDescriptor video(
@@ -158,7 +176,8 @@ FileDescriptor OutboxEntry::openVideo() const {
                 "cannot open " + path));
     struct stat status {};
     checked(fstat(video.get(), &status), "cannot look at " + path);
-    if (!S_ISREG(status.st_mode) || static_cast<std::uintmax_t>(status.st_size) != message.size) {
+    if (!S_ISREG(status.st_mode) || message.size == 0 ||
+        static_cast<std::uintmax_t>(status.st_size) != message.size) {
         throw std::runtime_error(path + " is not the video that was put into the outbox");
     }
     return video;

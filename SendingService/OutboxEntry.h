@@ -43,6 +43,7 @@ struct OutboxMessage {
     /// One for each destination where there is a transport.
     std::vector<Delivery> deliveries;
 
+    [[nodiscard]] std::string text() const;
     /// Writes it into a new file, and syncs that.
     void write(const Folder& folder, const std::string& name) const;
 
@@ -74,6 +75,10 @@ class OutboxEntry {
                                                                const UUID& recordUUID);
 
     [[nodiscard]] bool has(DeliveryState state) const;
+
+    /// Whether the request, whatever its record UUID, is the one that the entry was made of: the video has
+    /// the same bytes still.
+    [[nodiscard]] bool isFor(const VideoMessageRequest& request) const;
 
     /// The video, opened for reading. Throws when it is not the one that was put in.
     [[nodiscard]] FileDescriptor openVideo() const;

@@ -1,0 +1,82 @@
+#include "Fuzzing.h"
+#include "SMTPTransport/Exchange.h"
+#include "SendingService/OutboxEntry.h"
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Orvex::Fuzzing {
+
+namespace {
+
+constexpr std::size_t recipients = 2;
+
+/// The input is what a server says: lines, behind the number of the commands that libcurl sends before each.
+void tryServer(std::string_view input) {
+    const std::vector<std::string> commands = {"EHLO here",     "AUTH PLAIN",    "MAIL FROM:<a@b> SIZE=1000",
+                                               "RCPT TO:<c@d>", "RCPT TO:<e@f>", "DATA"};
+    Exchange exchange;
+    std::size_t sent = 0;
+    while (!input.empty()) {
+        for (int count = input.front() % 4; count > 0 && sent < commands.size(); --count) {
+            exchange.sent(commands[sent] + "\r\n");
+            ++sent;
+        }
+        const std::string_view line = input.substr(1, input.find('\n', 1));
+        input.remove_prefix(line.size() + 1);
+        if (!exchange.heard(line)) {
+            expect(exchange.deliveries(1, "").front().state == DeliveryState::refused,
+                   "what is too large is not tried again");
+            return;
+        }
+        const std::vector<Delivery> before = exchange.deliveries(recipients, "fault");
+        Exchange complete = exchange;
+        if (sent == commands.size()) {
+            complete.completeBody();
+        }
+        const std::vector<Delivery> after = complete.deliveries(recipients, "fault");
+        expect(before.size() == recipients, "each recipient has a delivery");
+        for (std::size_t i = 0; i < recipients; ++i) {
+            using enum DeliveryState;
+            constexpr std::size_t longest = 6000;
+            expect(isHarmlessLine(before[i].answer) && before[i].answer.size() < longest,
+                   "no byte of an answer is obeyed by a terminal, and there are not too many");
+            expect(before[i].state != unknown, "nothing is unknown before the server can have it all");
+            expect(before[i].state == after[i].state ||
+                       (before[i].state == deferred && after[i].state == unknown),
+                   "what may have arrived is not tried again, and what was answered stays so");
+            expect(before[i].state != accepted || sent == commands.size(),
+                   "nothing is accepted that was not sent");
+        }
+    }
+}
+
+/// The input is a `request.json`.
+void tryRequest(const std::string& input) {
+    std::optional<OutboxMessage> message;
+    try {
+        message = OutboxMessage::parse(input);
+    } catch (const std::exception&) {
+        return;
+    }
+    expect(message->video.find('/') == std::string::npos, "the video is in the entry");
+    expect(message->deliveries.size() ==
+               (message->transport ? message->request.destinationHandles.size() : 0),
+           "each destination has a delivery");
+    const std::string text = message->text();
+    expect(OutboxMessage::parse(text).text() == text, "what is read is written alike");
+}
+
+} // namespace
+
+void tryInput(std::string_view input) {
+    if (input.starts_with('{')) {
+        tryRequest(std::string(input));
+    } else {
+        tryServer(input);
+    }
+}
+
+} // namespace Orvex::Fuzzing
