@@ -1,4 +1,3 @@
-#include "Orvex/arguments/Help.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/arguments/Wording.h"
 #include "Support.h"
@@ -345,24 +344,6 @@ Or not.
                                testing::HasSubstr(".It Cm send\\-url\nsend a URL\n"),
                                testing::EndsWith(".Xr tool-paint-wall 1 ,\n.Xr tool-send-url 1\n")));
     EXPECT_EQ(runTool("--generate-manual-page snd-url").status, 64);
-}
-
-TEST(Help, IsWrappedToTheWidth) {
-    PaintWall command;
-    std::string text;
-    appendOptions(text, boundProperties(command), 40);
-    EXPECT_EQ(text, R"(  -dr, --dry-run
-      Paint nothing.
-  -c, --theColours <0|1|2>...
-      The colours. (0 Red, 1 green, 2
-      blue)
-  -h, --names <text>
-      Names. (may be repeated)
-  --wall-url <number>
-      How thick. (default: 0.5)
-  -shiny <true|false>
-      Whether it shines.
-)");
 }
 
 } // namespace

@@ -48,8 +48,6 @@ struct File {
     Name* name;
     /// SQLite has the name of a file that it may have made synced together with its content.
     bool mayBeNew;
-    /// Of the last call on it that failed.
-    int systemError;
 };
 
 File& ours(sqlite3_file* file) {
@@ -101,12 +99,7 @@ int errorOf(FailingDisk::Calls call, sqlite3_file* file = nullptr, Change change
         plan.number = 0;
         [[fallthrough]];
     case Effect::error:
-        if (plan.error == SQLITE_IOERR || plan.error == SQLITE_CANTOPEN) {
-            errno = EIO;
-            if (file != nullptr) {
-                ours(file).systemError = EIO;
-            }
-        }
+        errno = EIO;
         return plan.error;
     case Effect::powerFailureHalfway:
         if (file != nullptr && !change.bytes.empty()) {
@@ -164,14 +157,6 @@ int callUnlessItFails(sqlite3_file* file, Arguments... arguments) {
     return error != SQLITE_OK ? error : callReal<method>(file, arguments...);
 }
 
-int control(sqlite3_file* file, int operation, void* argument) {
-    if (operation == SQLITE_FCNTL_LAST_ERRNO && ours(file).systemError != 0) {
-        *static_cast<int*>(argument) = ours(file).systemError;
-        return SQLITE_OK;
-    }
-    return callReal<&sqlite3_io_methods::xFileControl>(file, operation, argument);
-}
-
 sqlite3_io_methods methods() {
     sqlite3_io_methods all{};
     all.iVersion = 1;
@@ -184,7 +169,7 @@ sqlite3_io_methods methods() {
     all.xLock = callUnlessItFails<&sqlite3_io_methods::xLock>;
     all.xUnlock = callReal<&sqlite3_io_methods::xUnlock>;
     all.xCheckReservedLock = callUnlessItFails<&sqlite3_io_methods::xCheckReservedLock>;
-    all.xFileControl = control;
+    all.xFileControl = callReal<&sqlite3_io_methods::xFileControl>;
     all.xSectorSize = callReal<&sqlite3_io_methods::xSectorSize>;
     all.xDeviceCharacteristics = callReal<&sqlite3_io_methods::xDeviceCharacteristics>;
     return all;
@@ -200,7 +185,7 @@ int openFile(sqlite3_vfs* /*disk*/, const char* path, sqlite3_file* file, int fl
     }
     if (result == SQLITE_OK) {
         Name& name = state.names[path == nullptr ? "" : path];
-        ours(file) = {{&ourMethods}, &name, (flags & SQLITE_OPEN_CREATE) != 0, 0};
+        ours(file) = {{&ourMethods}, &name, (flags & SQLITE_OPEN_CREATE) != 0};
     }
     return result;
 }

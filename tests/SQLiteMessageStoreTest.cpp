@@ -310,15 +310,12 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
 
 TEST_F(SQLiteMessageStoreTest, ReadsWhatAnotherProgramHasInItsLog) {
     makeStore();
-    sqlite3* other = nullptr;
-    sqlite3_open(file.c_str(), &other);
+    SQLite::Database other(file);
     // More than the file itself, without the log, gives reason for.
-    const char* const change = "PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
-                               "UPDATE messages SET sender = printf('%.*c', 2000000, 'x')";
-    ASSERT_EQ(sqlite3_exec(other, change, nullptr, nullptr, nullptr), SQLITE_OK);
+    other.execute("PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
+                  "UPDATE messages SET sender = printf('%.*c', 2000000, 'x')");
     EXPECT_EQ(wait(SQLiteMessageStore(file).messageCount()), 2);
     EXPECT_EQ(all().at(1).from, std::string(2000000, 'x'));
-    sqlite3_close(other);
 }
 
 TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {

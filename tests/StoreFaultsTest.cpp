@@ -463,23 +463,12 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
     }
 }
 
-TEST_F(StoreFaultsTest, IsMadeOnceByManyAtOnce) {
-    constexpr int makers = 8;
-    for (int round = 0; round < 20; ++round) {
-        put({});
-        EXPECT_THAT(
-            runInProcesses(makers,
-                           [&](int) { saving(newMessage())(*std::make_unique<SQLiteMessageStore>(file)); }),
-            testing::Each(0));
-        EXPECT_EQ(content().size(), makers);
-    }
-}
-
-// 16 processes make 200 saves, updates and deletions each, and more; a disk that syncs takes long for those.
+// 16 processes make 200 saves, updates and deletions each; a disk that syncs takes long for those. All of
+// them want to make the store, again and again.
 TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
     constexpr int writers = 16;
     constexpr int readers = 2;
-    for (const std::size_t rounds : {200, 3}) {
+    for (const std::size_t rounds : {200, 3, 1, 1, 1, 1, 1, 1, 1, 1}) {
         const std::size_t voicemails = writers * rounds;
         put({});
         const auto write = [&](std::size_t writer) {
