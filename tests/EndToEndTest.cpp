@@ -217,6 +217,9 @@ TEST_F(EndToEndTest, FitsHelpAndErrorsToTheTerminal) {
             TerminalSession session({"sh", "-c", setUp + ORVEX_PROGRAM " " + line + "; echo ---"});
             const std::string screen = session.shownUpTo("---\n").value_or("");
             EXPECT_EQ(wordsOf(screen), wordsOf(plain.output + plain.errors)) << line;
+            // Where there is little room, texts stand below what they explain.
+            const bool isBelow = screen.find("--help\n      Show this help.\n") != std::string::npos;
+            EXPECT_EQ(isBelow, width == 60 && plain.errors.empty()) << line;
             for (const std::string& shown : split(screen, "\n")) {
                 EXPECT_LE(shown.size(), width) << line;
             }
