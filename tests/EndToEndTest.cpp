@@ -258,15 +258,5 @@ TEST_F(EndToEndTest, EndsQuietlyWhenItsReaderLeaves) {
     EXPECT_EQ(stored().size(), 3U);
 }
 
-TEST_F(EndToEndTest, NeverTakesTheStoreForAStandardStream) {
-    for (const std::string closing : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
-        const ProgramRun closed =
-            runProgram({"sh", "-c", ORVEX_PROGRAM " --store '" + file + "' save-message " + closing});
-        EXPECT_EQ(closed.status, 0);
-        EXPECT_EQ(closed.errors, "");
-    }
-    EXPECT_EQ(stored().size(), 4U);
-}
-
 } // namespace
 } // namespace Orvex::Testing
