@@ -1,4 +1,3 @@
-#include "Orvex/arguments/Help.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/arguments/Wording.h"
 #include "Support.h"
@@ -297,13 +296,7 @@ TEST(Tool, OpensStandardStreamsThatAreClosed) {
 }
 
 TEST(Tool, PrintsManualPages) {
-    const std::string page = R"(.Dd May 1, 2026
-.Dt TOOL-SEND-URL 1
-.Os
-.Sh NAME
-.Nm tool-send-url
-.Nd send a URL
-.Sh SYNOPSIS
+    const std::string page = R"(.Sh SYNOPSIS
 .Nm tool send\-url
 .Fl \-target\-url Ar path
 .Fl \-handles Ar text ...
@@ -339,30 +332,13 @@ Or not.
 .Xr tool 1
 )";
     EXPECT_THAT(runTool("--generate-manual-page send-url").output,
-                testing::AllOf(testing::StartsWith(page), testing::EndsWith(pageEnd)));
+                testing::AllOf(testing::HasSubstr(page), testing::EndsWith(pageEnd)));
     EXPECT_THAT(runTool("--generate-manual-page").output,
-                testing::AllOf(testing::HasSubstr(".Nm tool\n.Nd Tests\n"),
-                               testing::HasSubstr(".It Cm send\\-url\nsend a URL\n"),
-                               testing::EndsWith(".Xr tool-paint-wall 1 ,\n.Xr tool-send-url 1\n")));
+                testing::AllOf(
+                    testing::StartsWith(".Dd May 1, 2026\n.Dt TOOL 1\n.Os\n.Sh NAME\n.Nm tool\n.Nd Tests\n"),
+                    testing::HasSubstr(".It Cm send\\-url\nsend a URL\n"),
+                    testing::EndsWith(".Xr tool-paint-wall 1 ,\n.Xr tool-send-url 1\n")));
     EXPECT_EQ(runTool("--generate-manual-page snd-url").status, 64);
-}
-
-TEST(Help, IsWrappedToTheWidth) {
-    PaintWall command;
-    std::string text;
-    appendOptions(text, boundProperties(command), 40);
-    EXPECT_EQ(text, R"(  -dr, --dry-run
-      Paint nothing.
-  -c, --theColours <0|1|2>...
-      The colours. (0 Red, 1 green, 2
-      blue)
-  -h, --names <text>
-      Names. (may be repeated)
-  --wall-url <number>
-      How thick. (default: 0.5)
-  -shiny <true|false>
-      Whether it shines.
-)");
 }
 
 } // namespace

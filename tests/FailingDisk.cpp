@@ -33,7 +33,6 @@ struct State {
     FailingDisk::Plan plan;
     bool happened = false;
     int acknowledged = 0;
-    int locks = 0;
     std::map<std::string, Name> names;
 };
 State state;
@@ -47,11 +46,8 @@ sqlite3_vfs* realDisk() {
 struct File {
     sqlite3_file base;
     Name* name;
-    bool isLocked;
     /// SQLite has the name of a file that it may have made synced together with its content.
     bool mayBeNew;
-    /// Of the last call on it that failed.
-    int systemError;
 };
 
 File& ours(sqlite3_file* file) {
@@ -103,12 +99,7 @@ int errorOf(FailingDisk::Calls call, sqlite3_file* file = nullptr, Change change
         plan.number = 0;
         [[fallthrough]];
     case Effect::error:
-        if (plan.error == SQLITE_IOERR || plan.error == SQLITE_CANTOPEN) {
-            errno = EIO;
-            if (file != nullptr) {
-                ours(file).systemError = EIO;
-            }
-        }
+        errno = EIO;
         return plan.error;
     case Effect::powerFailureHalfway:
         if (file != nullptr && !change.bytes.empty()) {
@@ -119,9 +110,7 @@ int errorOf(FailingDisk::Calls call, sqlite3_file* file = nullptr, Change change
     case Effect::powerFailure:
         FailingDisk::losePower();
     case Effect::interruption:
-        if (state.locks == 0) {
-            plan.interruption();
-        }
+        plan.interruption();
     }
     return SQLITE_OK;
 }
@@ -162,68 +151,25 @@ int syncFile(sqlite3_file* file, int /*flags*/) {
     return error;
 }
 
-/// In place of the system call, while a read is to be short.
-ssize_t readHalf(int file, void* bytes, std::size_t size, off_t offset) {
-    return pread(file, bytes, (size + 1) / 2, offset);
-}
-
-int readBytes(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
-    const int error = errorOf(FailingDisk::reads, file);
-    if (error != SQLITE_OK && error != SQLITE_IOERR_SHORT_READ) {
-        return error;
-    }
-    const auto call = error == SQLITE_OK ? nullptr : reinterpret_cast<sqlite3_syscall_ptr>(readHalf);
-    realDisk()->xSetSystemCall(realDisk(), "pread64", call);
-    return callReal<&sqlite3_io_methods::xRead>(file, bytes, size, offset);
-}
-
-template <auto method, class... Arguments>
+template <auto method, FailingDisk::Calls kind = FailingDisk::others, class... Arguments>
 int callUnlessItFails(sqlite3_file* file, Arguments... arguments) {
-    const int error = errorOf(FailingDisk::others, file);
+    const int error = errorOf(kind, file);
     return error != SQLITE_OK ? error : callReal<method>(file, arguments...);
-}
-
-void noteLock(File& file, bool isLocked) {
-    state.locks += int{isLocked} - int{std::exchange(file.isLocked, isLocked)};
-}
-
-int lockFile(sqlite3_file* file, int level) {
-    const int result = callUnlessItFails<&sqlite3_io_methods::xLock>(file, level);
-    noteLock(ours(file), ours(file).isLocked || result == SQLITE_OK);
-    return result;
-}
-
-int unlockFile(sqlite3_file* file, int level) {
-    noteLock(ours(file), level != SQLITE_LOCK_NONE);
-    return callReal<&sqlite3_io_methods::xUnlock>(file, level);
-}
-
-int closeFile(sqlite3_file* file) {
-    noteLock(ours(file), false);
-    return callReal<&sqlite3_io_methods::xClose>(file);
-}
-
-int control(sqlite3_file* file, int operation, void* argument) {
-    if (operation == SQLITE_FCNTL_LAST_ERRNO && ours(file).systemError != 0) {
-        *static_cast<int*>(argument) = ours(file).systemError;
-        return SQLITE_OK;
-    }
-    return callReal<&sqlite3_io_methods::xFileControl>(file, operation, argument);
 }
 
 sqlite3_io_methods methods() {
     sqlite3_io_methods all{};
     all.iVersion = 1;
-    all.xClose = closeFile;
-    all.xRead = readBytes;
+    all.xClose = callReal<&sqlite3_io_methods::xClose>;
+    all.xRead = callUnlessItFails<&sqlite3_io_methods::xRead, FailingDisk::reads>;
     all.xWrite = writeBytes;
     all.xTruncate = truncateFile;
     all.xSync = syncFile;
     all.xFileSize = callUnlessItFails<&sqlite3_io_methods::xFileSize>;
-    all.xLock = lockFile;
-    all.xUnlock = unlockFile;
+    all.xLock = callUnlessItFails<&sqlite3_io_methods::xLock>;
+    all.xUnlock = callReal<&sqlite3_io_methods::xUnlock>;
     all.xCheckReservedLock = callUnlessItFails<&sqlite3_io_methods::xCheckReservedLock>;
-    all.xFileControl = control;
+    all.xFileControl = callReal<&sqlite3_io_methods::xFileControl>;
     all.xSectorSize = callReal<&sqlite3_io_methods::xSectorSize>;
     all.xDeviceCharacteristics = callReal<&sqlite3_io_methods::xDeviceCharacteristics>;
     return all;
@@ -239,7 +185,7 @@ int openFile(sqlite3_vfs* /*disk*/, const char* path, sqlite3_file* file, int fl
     }
     if (result == SQLITE_OK) {
         Name& name = state.names[path == nullptr ? "" : path];
-        ours(file) = {{&ourMethods}, &name, false, (flags & SQLITE_OPEN_CREATE) != 0, 0};
+        ours(file) = {{&ourMethods}, &name, (flags & SQLITE_OPEN_CREATE) != 0};
     }
     return result;
 }
@@ -278,6 +224,21 @@ FailingDisk::FailingDisk() {
 FailingDisk::~FailingDisk() {
     sqlite3_vfs_unregister(&failing);
     state = {};
+}
+
+void FailingDisk::watchMemory() {
+    static sqlite3_mem_methods real;
+    sqlite3_shutdown();
+    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &real);
+    sqlite3_mem_methods watched = real;
+    watched.xMalloc = [](int size) { return errorOf(allocations) == 0 ? real.xMalloc(size) : nullptr; };
+    watched.xRealloc = [](void* old, int size) {
+        return errorOf(allocations) == 0 ? real.xRealloc(old, size) : nullptr;
+    };
+    sqlite3_config(SQLITE_CONFIG_MALLOC, &watched);
+    // A reserve would hide most allocations.
+    sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0);
+    sqlite3_vfs_register(&failing, 1);
 }
 
 void FailingDisk::plan(const char* folder, Plan plan) {

@@ -6,10 +6,10 @@ namespace Orvex::Testing {
 
 /// A disk below SQLite that fails as planned. It takes the place of the system's in this process, and in
 /// those forked from it, while an object of this class lives. Syncing costs no time: only here does power
-/// fail.
+/// fail. SQLite's memory can run out in the same ways.
 class FailingDisk {
   public:
-    enum Calls : unsigned { reads = 1, changes = 2, opens = 4, others = 8, everyCall = 15 };
+    enum Calls : unsigned { reads = 1, changes = 2, opens = 4, others = 8, everyCall = 15, allocations = 16 };
     enum class Effect {
         /// The call fails.
         error,
@@ -19,7 +19,7 @@ class FailingDisk {
         powerFailure,
         /// The same after half of a write.
         powerFailureHalfway,
-        /// Before the call, another program has its turn, unless a lock keeps it out.
+        /// Before the call, another program has its turn.
         interruption,
     };
     /// Which changes that were not synced outlive a power failure. A greater number seeds a choice of those,
@@ -42,6 +42,9 @@ class FailingDisk {
     ~FailingDisk();
     FailingDisk(const FailingDisk&) = delete;
     FailingDisk& operator=(const FailingDisk&) = delete;
+
+    /// Lets allocations count, in a process that has no store open and does nothing else afterwards.
+    static void watchMemory();
 
     /// From now on. What the folder holds is taken for synced.
     static void plan(const char* folder, Plan plan);

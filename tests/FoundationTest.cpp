@@ -235,12 +235,6 @@ TEST(RegularExpression, RefusesAMalformedPattern) {
 
 TEST(CharacterCount, CountsGraphemeClusters) {
     const std::pair<std::string_view, std::size_t> cases[] = {
-        {"", 0},
-        {"abc", 3},
-        {"\r\n", 1},
-        {"\n\r", 2},
-        {"e\u0301", 1},
-        {"👨‍👩‍👧", 1},
         {"🇫🇷🇩🇪", 2},
         {"\xff\xfe", 2},
         // What joins across the border of ASCII and the rest: marks, a prefix, a line end.

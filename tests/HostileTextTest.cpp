@@ -1,12 +1,12 @@
 #include "Foundation/UTF8.h"
 #include "Support.h"
 #include "VoxArchive/VMVoicemailTranscript.h"
+#include "ZelvoMessageStore/SQLite.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <span>
-#include <sqlite3.h>
 #include <stdexcept>
 
 namespace Orvex::Testing {
@@ -56,19 +56,14 @@ void writeForeignStore(const std::string& file, const std::string& text, bool as
     StoredMessage message = newMessage(MessageType::audio, MessageProvider::Telephony);
     message.transcriptURL = FileURL::fromPath("/none/" + text);
     wait(SQLiteMessageStore(file).saveMessage(message));
-    sqlite3* database = nullptr;
-    sqlite3_open(file.c_str(), &database);
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(database,
-                       asURL ? "UPDATE messages SET message_file = ?"
-                             : "UPDATE messages SET sender = ?1, recipient = ?1, sim_id = ?1",
-                       -1, &statement, nullptr);
+    SQLite::Database database(file);
+    SQLite::Statement change =
+        database.prepare(asURL ? "UPDATE messages SET message_file = ?"
+                               : "UPDATE messages SET sender = ?1, recipient = ?1, sim_id = ?1");
     const std::string withNUL = text + '\0' + text;
-    sqlite3_bind_text(statement, 1, withNUL.data(), static_cast<int>(withNUL.size()), SQLITE_STATIC);
-    EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE);
-    EXPECT_EQ(sqlite3_changes(database), 1);
-    sqlite3_finalize(statement);
-    sqlite3_close(database);
+    change.bind(1, withNUL);
+    change.run();
+    EXPECT_EQ(database.changedRows(), 1);
 }
 
 /// All that a command shows on a terminal, which echoes what is typed.

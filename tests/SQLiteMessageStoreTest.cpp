@@ -19,12 +19,12 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 /// Runs statements on a file as another program would that dies afterwards, leaving a write-ahead log.
-void execute(const path& file, const char* sql) {
+void execute(const path& file, const std::string& sql) {
     sqlite3* database = nullptr;
     sqlite3_open(file.c_str(), &database);
     sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     char* error = nullptr;
-    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, &error), SQLITE_OK) << error;
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
     sqlite3_free(error);
     sqlite3_close(database);
 }
@@ -88,8 +88,8 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
     const std::string noDatabase =
         "it is no message store, nor any other SQLite database; choose another file";
     const std::string otherProgram = "it is a database of another program; choose another file";
-    const auto run = [](const char* sql) { return [=](const path& at) { execute(at, sql); }; };
-    const auto makeVersion = [&](const char* sql) {
+    const auto run = [](const std::string& sql) { return [=](const path& at) { execute(at, sql); }; };
+    const auto makeVersion = [&](const std::string& sql) {
         return [=, this](const path& at) {
             makeStore();
             rename(file, at);
@@ -146,33 +146,14 @@ TEST_F(SQLiteMessageStoreTest, RefusesAJournalThatHasAnotherFileDeleted) {
     // https://www.sqlite.org/fileformat.html, section 3, and pager.c on the name of a super-journal
     const std::string magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
     constexpr std::uint32_t sectorSize = 512;
-    const auto pages = static_cast<std::uint32_t>(std::filesystem::file_size(file) / pageSize);
-    std::string header =
-        magic + bigEndian(0) + bigEndian(0) + bigEndian(pages) + bigEndian(sectorSize) + bigEndian(pageSize);
+    std::string header = magic + std::string(12, '\0') + bigEndian(sectorSize) + bigEndian(pageSize);
     header.resize(sectorSize);
     const auto sum = static_cast<std::uint32_t>(std::accumulate(bystander.begin(), bystander.end(), 0));
-    constexpr std::uint32_t lockPage = 0x40000000 / pageSize + 1;
     const auto length = static_cast<std::uint32_t>(bystander.size());
     writeFile(path(file) += "-journal",
-              header + bigEndian(lockPage) + bystander + bigEndian(length) + bigEndian(sum) + magic);
+              header + bigEndian(0) + bystander + bigEndian(length) + bigEndian(sum) + magic);
     EXPECT_THAT(errorOfReading(file), EndsWith("names another file, to be deleted; move it away"));
     EXPECT_EQ(readFile(bystander), "my diary");
-}
-
-TEST_F(SQLiteMessageStoreTest, RefusesTablesThatAreNotItsOwn) {
-    for (const char* const change :
-         {"ALTER TABLE messages ADD COLUMN big TEXT AS (printf('%.*c', 300000000, 'x'))",
-          "CREATE TABLE m AS SELECT * FROM messages; DROP TABLE messages; ALTER TABLE m RENAME TO messages",
-          "DROP TABLE settings",
-          "ALTER TABLE messages RENAME TO hidden; CREATE VIEW messages AS SELECT * FROM hidden"}) {
-        std::filesystem::remove(file);
-        makeStore();
-        execute(file, change);
-        for (const std::string& error : {errorOfReading(file), errorOfWriting(file)}) {
-            EXPECT_THAT(error, EndsWith("the file is damaged: its tables are not those of a message store"))
-                << change;
-        }
-    }
 }
 
 TEST_F(SQLiteMessageStoreTest, KeepsItsErrorsOnOneLine) {
@@ -254,23 +235,19 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
     // https://www.sqlite.org/fileformat.html, section 1.6
     constexpr char indexPage = 2;
     constexpr char tablePage = 5;
-    /// Puts levels of pages above a leaf; all cells of a page have the same child, and `cell` behind it.
+    /// Puts levels of pages above a leaf; all cells of a page are the same, a child and `cell` behind it.
     const auto stack = [&](std::uint32_t root, char type, const std::string& cell) {
         std::string bytes = sound;
         const auto pageAbove = [&](std::uint32_t child, std::size_t start) {
-            const auto size = static_cast<std::uint32_t>(cell.size() + 4);
-            constexpr std::uint32_t roomForHeader = 112;
-            const std::uint32_t cells = (pageSize - roomForHeader) / (size + 2);
-            std::string page = bytes.substr(0, start) + type + bigEndian(0, 2) + bigEndian(cells, 2) +
-                               bigEndian(pageSize - cells * size, 2) + bigEndian(0, 1) + bigEndian(child);
-            for (std::uint32_t i = 1; i <= cells; ++i) {
-                page += bigEndian(pageSize - i * size, 2);
-            }
-            page.resize(pageSize - cells * size);
+            constexpr std::uint32_t cells = 300;
+            const std::string place = bigEndian(pageSize - static_cast<std::uint32_t>(cell.size()) - 4, 2);
+            std::string page = bytes.substr(0, start) + type + bigEndian(0, 2) + bigEndian(cells, 2) + place +
+                               bigEndian(0, 1) + bigEndian(child);
             for (std::uint32_t i = 0; i < cells; ++i) {
-                page += bigEndian(child) + cell;
+                page += place;
             }
-            return page;
+            page.resize(pageSize - cell.size() - 4);
+            return page + bigEndian(child) + cell;
         };
         const std::size_t start = root == 1 ? 100 : 0;
         std::string leaf = bytes.substr((root - 1) * pageSize, pageSize);
@@ -315,31 +292,27 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
         {rootOf("messages_by_sender"), indexPage, sender,
          [](auto& store) { wait(store.messages(std::vector<std::string>{"a"})); }, tooMuch},
     };
-    int number = 0;
     for (const auto& [root, type, cell, read, cause] : cases) {
         stack(root, type, cell);
-        const auto report = [&, &read = read](int /*process*/) {
-            alarm(20);
-            SQLiteMessageStore store(file);
-            writeFile(folder / "error", errorOf([&] { read(store); }));
-        };
-        EXPECT_THAT(runInProcesses(1, report), testing::ElementsAre(0)) << number;
-        EXPECT_THAT(readFile(folder / "error"), EndsWith(": " + cause)) << number;
-        ++number;
+        EXPECT_EXIT(
+            {
+                alarm(20);
+                SQLiteMessageStore store(file);
+                std::fputs(errorOf([&, &read = read] { read(store); }).c_str(), stderr);
+                _exit(0);
+            },
+            testing::ExitedWithCode(0), EndsWith(": " + cause));
     }
 }
 
 TEST_F(SQLiteMessageStoreTest, ReadsWhatAnotherProgramHasInItsLog) {
     makeStore();
-    sqlite3* other = nullptr;
-    sqlite3_open(file.c_str(), &other);
+    SQLite::Database other(file);
     // More than the file itself, without the log, gives reason for.
-    const char* const change = "PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
-                               "UPDATE messages SET sender = printf('%.*c', 2000000, 'x')";
-    ASSERT_EQ(sqlite3_exec(other, change, nullptr, nullptr, nullptr), SQLITE_OK);
+    other.execute("PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
+                  "UPDATE messages SET sender = printf('%.*c', 2000000, 'x')");
     EXPECT_EQ(wait(SQLiteMessageStore(file).messageCount()), 2);
     EXPECT_EQ(all().at(1).from, std::string(2000000, 'x'));
-    sqlite3_close(other);
 }
 
 TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
@@ -358,15 +331,21 @@ TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
     EXPECT_EQ(errorOfWriting(file), "");
     for (const char* const index :
          {"messages (instr(sender, recipient))", "settings (value) WHERE value LIKE '%'"}) {
-        execute(file, ("DROP INDEX IF EXISTS own; CREATE INDEX own ON " + std::string(index)).c_str());
+        execute(file, std::string("DROP INDEX IF EXISTS own; CREATE INDEX own ON ") + index);
         EXPECT_THAT(errorOfWriting(file), EndsWith(": its index \"own\" computes something; drop it"))
             << index;
         EXPECT_EQ(all().size(), 4U);
     }
 }
 
-TEST_F(SQLiteMessageStoreTest, DoesNotBelieveTheValuesInTheFile) {
-    const std::pair<std::string_view, std::string_view> cases[] = {
+TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
+    const std::string notItsTables = "its tables are not those of a message store";
+    const std::pair<std::string, std::string> cases[] = {
+        {"ALTER TABLE messages ADD COLUMN big TEXT AS (printf('%.*c', 300000000, 'x'))", notItsTables},
+        {"CREATE TABLE m AS SELECT * FROM messages; DROP TABLE messages; ALTER TABLE m RENAME TO messages",
+         notItsTables},
+        {"DROP TABLE settings", notItsTables},
+        {"ALTER TABLE messages RENAME TO hidden; CREATE VIEW messages AS SELECT * FROM hidden", notItsTables},
         {"record_uuid = x'00'", "record_uuid is no UUID of 16 bytes"},
         {"call_uuid = x'000102030405060708090a0b0c0d0e0f10'", "call_uuid is no UUID of 16 bytes"},
         {"voicemail_id = 0", "voicemail_id is 0, not between 1 and 2147483647"},
@@ -385,11 +364,13 @@ TEST_F(SQLiteMessageStoreTest, DoesNotBelieveTheValuesInTheFile) {
     for (const auto& [change, fault] : cases) {
         remove(file);
         makeStore();
-        execute(file, ("PRAGMA ignore_check_constraints = ON; UPDATE messages SET " + std::string(change) +
-                       " WHERE id = 1")
-                          .c_str());
-        EXPECT_THAT(errorOfReading(file),
-                    EndsWith("the store is damaged: in message 1 " + std::string(fault)));
+        const bool isValue = fault != notItsTables;
+        execute(file, isValue ? "PRAGMA ignore_check_constraints = ON; UPDATE messages SET " + change +
+                                    " WHERE id = 1"
+                              : change);
+        EXPECT_THAT(
+            errorOfReading(file),
+            EndsWith((isValue ? "the store is damaged: in message 1 " : "the file is damaged: ") + fault));
     }
 }
 
@@ -398,8 +379,7 @@ TEST_F(SQLiteMessageStoreTest, ReadsItsSettings) {
     SQLiteMessageStore store(file);
     const auto set = [&](const std::string& name, std::int64_t value) {
         execute(file,
-                ("UPDATE settings SET value = " + std::to_string(value) + " WHERE name = '" + name + "'")
-                    .c_str());
+                "UPDATE settings SET value = " + std::to_string(value) + " WHERE name = '" + name + "'");
     };
     const auto saveVoicemail = [&] {
         return wait(store.saveMessage(newMessage(MessageType::audio, MessageProvider::Telephony)));
@@ -444,20 +424,10 @@ TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
 TEST_F(SQLiteMessageStoreTest, CountsInACopyThatOthersHaveChangedAsOften) {
     makeStore();
     const path vacuumed = folder / "vacuumed.db";
-    execute(file, ("VACUUM INTO '" + vacuumed.native() + "'").c_str());
-    const path backup = folder / "backup.db";
-    sqlite3* from = nullptr;
-    sqlite3* to = nullptr;
-    sqlite3_open(file.c_str(), &from);
-    sqlite3_open(backup.c_str(), &to);
-    sqlite3_backup* const copying = sqlite3_backup_init(to, "main", from, "main");
-    EXPECT_EQ(sqlite3_backup_step(copying, -1), SQLITE_DONE);
-    sqlite3_backup_finish(copying);
-    sqlite3_close(from);
-    sqlite3_close(to);
+    execute(file, "VACUUM INTO '" + vacuumed.native() + "'");
     const path plain = folder / "plain.db";
     copy_file(file, plain);
-    for (const path& copy : {vacuumed, backup, plain}) {
+    for (const path& copy : {vacuumed, plain}) {
         execute(copy, "DELETE FROM messages WHERE id = 1");
         if (copy == plain) {
             // As if it had been restored from SQL, which counts from 1.

@@ -7,17 +7,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <sqlite3.h>
 
 namespace Orvex::Testing {
 namespace {
 
 using std::filesystem::path;
+using Effect = FailingDisk::Effect;
 
 /// The files of a folder, by name.
 using Files = std::map<std::string, std::string>;
@@ -57,46 +60,6 @@ std::function<void(MessageStore&)> saving(const StoredMessage& message) {
     return [=](MessageStore& store) { wait(store.saveMessage(message)); };
 }
 
-/// Whether this is what a store may hold after so many changes, perhaps with the next one.
-bool isStateAfter(const Content& found, const std::vector<Content>& states, std::size_t changes) {
-    return found == states[changes] || (changes + 1 < states.size() && found == states[changes + 1]);
-}
-
-/// SQLite's memory, which runs out as planned, in a process of its own.
-class FailingMemory {
-  public:
-    FailingMemory() {
-        sqlite3_shutdown();
-        sqlite3_config(SQLITE_CONFIG_GETMALLOC, &real);
-        sqlite3_mem_methods failing = real;
-        failing.xMalloc = [](int size) { return fails() ? nullptr : real.xMalloc(size); };
-        failing.xRealloc = [](void* old, int size) { return fails() ? nullptr : real.xRealloc(old, size); };
-        sqlite3_config(SQLITE_CONFIG_MALLOC, &failing);
-        // A reserve would hide most allocations.
-        sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0);
-    }
-
-    /// From now on, the allocation of this number fails, from 0, or it and all later ones.
-    static void plan(int number, bool again) {
-        left = number;
-        failsAgain = again;
-    }
-    /// Whether one failed; none does from now on.
-    static bool end() { return std::exchange(left, never) < 0; }
-
-  private:
-    static bool fails() {
-        const bool isFirst = left == 0;
-        left -= left == never ? 0 : 1;
-        return isFirst || (left < 0 && failsAgain);
-    }
-
-    static constexpr int never = std::numeric_limits<int>::max();
-    static inline sqlite3_mem_methods real{};
-    static inline int left = never;
-    static inline bool failsAgain = false;
-};
-
 /// The store on a disk that fails.
 class StoreFaultsTest : public testing::Test {
   protected:
@@ -134,41 +97,49 @@ class StoreFaultsTest : public testing::Test {
             .at(0);
     }
 
-    /// Lets each call in turn of those that an operation makes fail, as planned with its number, until it is
-    /// done without; returns how many failed. Each time there is a report with the cause or none is needed,
-    /// and the store goes on with what it had.
-    int faultsOutlived(const Operation& operation, const std::vector<Content>& states, std::string_view cause,
-                       const std::function<void(int)>& plan, const std::function<bool()>& end) const {
-        const StoredMessage later = newMessage();
-        for (int number = 0;; ++number) {
-            SCOPED_TRACE(operation.name + ", call " + std::to_string(number) + ", " + std::string(cause));
+    /// Has an operation meet what is planned at each call in turn, or every `stride`th, until it is done
+    /// without; returns how often it did. Each time power is gone, there is a report with the cause, or none
+    /// is needed; and the store goes on with what it had, perhaps with the change that was under way.
+    int faultsOutlived(const Operation& operation, FailingDisk::Plan plan, std::string_view cause = "",
+                       int stride = 1) const {
+        const std::vector<Content> states = statesOf(operation);
+        const bool powerFails =
+            plan.effect == Effect::powerFailure || plan.effect == Effect::powerFailureHalfway;
+        bool happened = true;
+        for (plan.number = 0; happened; plan.number += stride) {
+            SCOPED_TRACE(operation.name + ", call " + std::to_string(plan.number) + ", fate " +
+                         std::to_string(plan.fate) + ", " + std::string(cause));
             put(operation.before);
             SQLiteMessageStore store(file);
-            plan(number);
             std::size_t done = 0;
-            std::string error;
-            try {
-                for (const auto& step : operation.steps) {
-                    step(store);
-                    ++done;
+            if (powerFails) {
+                done = static_cast<std::size_t>(runUntilPowerFails(operation, plan));
+                happened = done < operation.steps.size();
+                plan.fate += plan.fate < FailingDisk::firstChoice ? 0 : 2;
+            } else {
+                FailingDisk::plan(home.c_str(), plan);
+                try {
+                    for (const auto& step : operation.steps) {
+                        step(store);
+                        ++done;
+                    }
+                } catch (const MessageStoreError& error) {
+                    EXPECT_THAT(error.what(),
+                                testing::MatchesRegex("cannot [a-z ]+ in the message store \"" +
+                                                      file.native() + "\": " + std::string(cause)));
                 }
-            } catch (const MessageStoreError& thrown) {
-                error = thrown.what();
-            }
-            const bool happened = end();
-            if (done < operation.steps.size()) {
-                EXPECT_THAT(error, testing::MatchesRegex("cannot [a-z ]+ in the message store \"" +
-                                                         file.native() + "\": " + std::string(cause)));
+                happened = FailingDisk::end();
             }
             const Content found = content();
-            EXPECT_TRUE(isStateAfter(found, states, done));
+            EXPECT_TRUE(found == states.at(done) || (happened && found == states.at(done + 1)));
             EXPECT_EQ(contentOf(wait(store.allMessages())), found);
-            wait(store.saveMessage(later));
+            wait(store.saveMessage(newMessage()));
             EXPECT_EQ(wait(store.messageCount()), found.size() + 1);
-            if (!happened) {
-                return number;
-            }
+            EXPECT_EQ(SQLite::Database(file).queryInteger(
+                          "SELECT count(*) FROM pragma_integrity_check WHERE integrity_check <> 'ok'"),
+                      0);
         }
+        return plan.number / stride - 1;
     }
 
     /// What the store holds before an operation and after each of its steps.
@@ -189,7 +160,7 @@ class StoreFaultsTest : public testing::Test {
         int number = 0;
         do {
             EXPECT_EQ(runUntilPowerFails(operation, {.number = number++,
-                                                     .effect = FailingDisk::Effect::powerFailureHalfway,
+                                                     .effect = Effect::powerFailureHalfway,
                                                      .calls = FailingDisk::changes,
                                                      .fate = FailingDisk::allKept}),
                       0);
@@ -244,34 +215,15 @@ class StoreFaultsTest : public testing::Test {
 };
 
 TEST_F(StoreFaultsTest, KeepsWholeChangesAndAllAcknowledgedOnesWheneverPowerFails) {
-    using Effect = FailingDisk::Effect;
     const std::pair<Effect, unsigned> ways[] = {{Effect::powerFailure, FailingDisk::allLost},
                                                 {Effect::powerFailure, FailingDisk::firstChoice},
                                                 {Effect::powerFailureHalfway, FailingDisk::allKept},
                                                 {Effect::powerFailureHalfway, FailingDisk::firstChoice + 1}};
-    const StoredMessage later = newMessage();
     int points = 0;
     for (const Operation& operation : operations(24)) {
-        const std::vector<Content> states = statesOf(operation);
         for (const auto& [effect, fate] : ways) {
-            std::size_t acknowledged = 0;
-            for (int number = 0; acknowledged + 1 < states.size(); ++number, ++points) {
-                const unsigned seed = fate < FailingDisk::firstChoice ? fate : fate + 2 * number;
-                SCOPED_TRACE(operation.name + ", change " + std::to_string(number) + ", seed " +
-                             std::to_string(seed));
-                acknowledged = static_cast<std::size_t>(runUntilPowerFails(
-                    operation,
-                    {.number = number, .effect = effect, .calls = FailingDisk::changes, .fate = seed}));
-                ASSERT_LT(acknowledged, states.size());
-                const Content found = content();
-                ASSERT_TRUE(isStateAfter(found, states, acknowledged));
-                SQLiteMessageStore store(file);
-                wait(store.saveMessage(later));
-                EXPECT_EQ(wait(store.messageCount()), found.size() + 1);
-                EXPECT_EQ(SQLite::Database(file).queryInteger(
-                              "SELECT count(*) FROM pragma_integrity_check WHERE integrity_check <> 'ok'"),
-                          0);
-            }
+            points +=
+                faultsOutlived(operation, {.effect = effect, .calls = FailingDisk::changes, .fate = fate});
         }
     }
     EXPECT_GE(points, 1000);
@@ -287,17 +239,11 @@ TEST_F(StoreFaultsTest, ReportsEveryFaultAndGoesOn) {
                    "the file or the journal beside it cannot be opened "
                    "\\(unable to open database file: Input/output error\\)"},
                   {SQLITE_FULL, FailingDisk::changes, "the disk is full; make room and try again"},
-                  {SQLITE_IOERR_NOMEM, FailingDisk::everyCall, "out of memory"},
-                  {SQLITE_IOERR_SHORT_READ, FailingDisk::reads, "none: what is missing is read next"}};
+                  {SQLITE_IOERR_NOMEM, FailingDisk::everyCall, "out of memory"}};
     for (const Operation& operation : operations(8)) {
-        const std::vector<Content> states = statesOf(operation);
-        for (const auto& [code, calls, cause] : faults) {
-            for (const auto effect : {FailingDisk::Effect::error, FailingDisk::Effect::errors}) {
-                const auto plan = [&, code = code, calls = calls](int number) {
-                    FailingDisk::plan(home.c_str(),
-                                      {.number = number, .effect = effect, .calls = calls, .error = code});
-                };
-                faultsOutlived(operation, states, cause, plan, FailingDisk::end);
+        for (const auto& [error, calls, cause] : faults) {
+            for (const Effect effect : {Effect::error, Effect::errors}) {
+                faultsOutlived(operation, {.effect = effect, .calls = calls, .error = error}, cause);
             }
         }
     }
@@ -306,16 +252,15 @@ TEST_F(StoreFaultsTest, ReportsEveryFaultAndGoesOn) {
 TEST_F(StoreFaultsTest, ReportsEveryLackOfMemoryAndGoesOn) {
     const std::vector<Operation> all = operations(3);
     const auto letMemoryRunOut = [&](int /*process*/) {
-        std::vector<std::vector<Content>> states;
-        std::transform(all.begin(), all.end(), std::back_inserter(states),
-                       [&](auto& each) { return statesOf(each); });
-        const FailingMemory memory;
-        const FailingDisk anew;
-        for (std::size_t i = 0; i < all.size(); ++i) {
+        FailingDisk::watchMemory();
+        for (const Operation& operation : all) {
             // Every third, and every seventh and all that follow: all of them would take half a minute.
-            for (const int stride : {3, 7}) {
-                const auto plan = [=](int number) { FailingMemory::plan(stride * number, stride == 7); };
-                EXPECT_GT(faultsOutlived(all[i], states[i], "out of memory", plan, FailingMemory::end), 80);
+            for (const auto& [effect, stride] : {std::pair(Effect::error, 3), {Effect::errors, 7}}) {
+                EXPECT_GT(faultsOutlived(
+                              operation,
+                              {.effect = effect, .calls = FailingDisk::allocations, .error = SQLITE_NOMEM},
+                              "out of memory", stride),
+                          80);
             }
         }
         _exit(HasFailure() ? 1 : 0);
@@ -324,22 +269,15 @@ TEST_F(StoreFaultsTest, ReportsEveryLackOfMemoryAndGoesOn) {
 }
 
 TEST_F(StoreFaultsTest, NamesTheCauseWhereNoFileMayGrow) {
-    const Operation save = operations(8)[2];
-    const Content before = statesOf(save).front();
-    int failures = 0;
-    // Of 512 bytes, enough for the error.
-    for (int blocks = 1; failures == blocks / 4; blocks += 4) {
-        put(save.before);
-        const std::string output =
-            runProgram({"sh", "-c", "trap '' XFSZ; ulimit -f $0; exec \"$@\"", std::to_string(blocks),
-                        ORVEX_PROGRAM, "--store", file, "save-message", "-nc"})
-                .output;
-        const bool failed = output == "Error: \ncannot save a message in the message store \"" +
-                                          file.native() + "\": disk I/O error: File too large\n";
-        failures += failed ? 1 : 0;
-        EXPECT_EQ(content().size(), before.size() + (failed ? 0 : 1)) << output;
-    }
-    EXPECT_GT(failures, 10);
+    put(operations(8)[2].before);
+    const Content before = content();
+    EXPECT_EQ(
+        runProgram({"sh", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$0\" --store \"$1\" save-message -nc",
+                    ORVEX_PROGRAM, file})
+            .output,
+        "Error: \ncannot save a message in the message store \"" + file.native() +
+            "\": disk I/O error: File too large\n");
+    EXPECT_EQ(content(), before);
 }
 
 TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
@@ -347,34 +285,36 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
     const Operation creation{"", {{"messages.db", ""}}, {saving(messages[0])}};
     const Content created = statesOf(creation).back();
     const Files made = files();
-    const auto rename = [&](MessageStore& store) {
-        // More than a small store may yield.
-        wait(
-            store.updateMessage({{.recordUUID = messages[0].recordUUID, .from = std::string(2 << 20, 'x')}}));
-    };
-    const Content renamed = statesOf({"", made, {rename}}).back();
+    // More than a small store may yield.
+    const MessageUpdate rename{.recordUUID = messages[0].recordUUID, .from = std::string(2 << 20, 'x')};
+    const Content renamed =
+        statesOf({"", made, {[&](MessageStore& store) { wait(store.updateMessage({rename})); }}}).back();
     const Files changed = files();
     const struct {
         Content contentBefore, contentAfter;
         Files before, after;
     } cases[] = {{{}, created, filesWhenInterrupted(creation), made}, {created, renamed, made, changed}};
-    for (const auto& [contentBefore, contentAfter, before, after] : cases) {
+    for (const auto& each : cases) {
+        // Whatever another program may do unless a lock keeps it out.
+        const auto change = [&](int /*process*/) {
+            flock lock{.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0};
+            const std::string found = readFile(file);
+            if (fcntl(open(file.c_str(), O_RDWR), F_SETLK, &lock) != 0 ||
+                (!found.empty() && found != each.before.at("messages.db"))) {
+                _exit(1);
+            }
+            std::filesystem::remove(home / "messages.db-journal");
+            writeFile(file, each.after.at("messages.db"));
+        };
         bool happened = true;
         int changes = 0;
         for (int number = 0; happened; ++number) {
-            put(before);
-            Content expected = contentBefore;
-            const auto change = [&, &before = before, &after = after, &contentAfter = contentAfter] {
-                if (readFile(file).empty() || readFile(file) == before.at("messages.db")) {
-                    std::filesystem::remove(home / "messages.db-journal");
-                    writeFile(file, after.at("messages.db"));
-                    expected = contentAfter;
-                    ++changes;
-                }
-            };
-            FailingDisk::plan(
-                home.c_str(),
-                {.number = number, .effect = FailingDisk::Effect::interruption, .interruption = change});
+            put(each.before);
+            bool isChanged = false;
+            FailingDisk::plan(home.c_str(),
+                              {.number = number, .effect = Effect::interruption, .interruption = [&] {
+                                   isChanged = runInProcesses(1, change).at(0) == 0;
+                               }});
             SQLiteMessageStore store(file);
             for (const StoredMessage& found :
                  wait(store.messages(std::vector{std::string(messages[0].from)}))) {
@@ -383,28 +323,17 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
             EXPECT_LE(wait(store.allMessages()).size(), 1U) << number;
             wait(store.saveMessage(messages[1]));
             happened = FailingDisk::end();
-            expected.resize(expected.size() + 1);
             Content found = content();
-            found.back().clear();
-            EXPECT_EQ(found, expected) << number;
+            found.pop_back();
+            EXPECT_EQ(found, isChanged ? each.contentAfter : each.contentBefore) << number;
+            changes += isChanged ? 1 : 0;
         }
         EXPECT_GT(changes, 5);
     }
 }
 
-TEST_F(StoreFaultsTest, OpensStoresOfTheFirstVersionOrLeavesThemAsTheyWere) {
-    const Files before = {{"messages.db", readFile(ORVEX_TEST_DATA "/store-version-1.db")}};
-    bool failed = true;
-    for (int number = 0; failed; ++number) {
-        put(before);
-        FailingDisk::plan(home.c_str(), {.number = number, .error = SQLITE_IOERR});
-        try {
-            wait(SQLiteMessageStore(file).allMessages());
-            failed = FailingDisk::end();
-        } catch (const MessageStoreError&) {
-            EXPECT_EQ(files(), before) << number;
-        }
-    }
+TEST_F(StoreFaultsTest, OpensStoresOfTheFirstVersion) {
+    put({{"messages.db", readFile(ORVEX_TEST_DATA "/store-version-1.db")}});
     EXPECT_EQ(runOrvex({"--store", file, "get-all-messages", "-nc"}).output,
               readFile(ORVEX_TEST_DATA "/store-version-1.txt"));
 }
@@ -420,11 +349,11 @@ TEST_F(StoreFaultsTest, MigratesAStoreAsAWholeOrLeavesItAsItWas) {
         database.execute("DELETE FROM messages");
         throw std::logic_error("halfway");
     };
-    const Migration steps[] = {migrations()[0], change};
     const Migration stepsThatThrow[] = {migrations()[0], change, changeAndThrow};
-    const auto migrate = [&] {
+    const auto steps = std::span(stepsThatThrow).first(2);
+    const auto migrate = [&](std::span<const Migration> all) {
         SQLite::Database database(file);
-        EXPECT_TRUE(bringUpToDate(database, steps));
+        EXPECT_TRUE(bringUpToDate(database, all));
     };
     const auto everything = [&] {
         Content content;
@@ -439,64 +368,35 @@ TEST_F(StoreFaultsTest, MigratesAStoreAsAWholeOrLeavesItAsItWas) {
         }
         return content;
     };
-    const Operation migration{"migration", operations(24)[2].before, {[&](auto& /*store*/) { migrate(); }}};
+    const Operation migration{
+        "migration", operations(24)[2].before, {[&](auto& /*store*/) { migrate(steps); }}};
     put(migration.before);
     const Content before = everything();
-    migrate();
-    const Content after = everything();
-    migrate();
-    EXPECT_EQ(everything(), after);
-
-    put(migration.before);
-    {
-        SQLite::Database database(file);
-        EXPECT_THROW((void)bringUpToDate(database, stepsThatThrow), std::logic_error);
-    }
+    EXPECT_THROW(migrate(stepsThatThrow), std::logic_error);
     EXPECT_EQ(everything(), before);
-    EXPECT_EQ(readFile(file), migration.before.at("messages.db"));
-
-    int points = 0;
-    const auto expectOneOf = [&](bool isDone) {
-        SCOPED_TRACE(++points);
+    migrate(steps);
+    const Content after = everything();
+    int number = 0;
+    for (int acknowledged = 0; acknowledged == 0; ++number) {
+        SCOPED_TRACE(number);
+        acknowledged = runUntilPowerFails(migration, {.number = number,
+                                                      .effect = Effect::powerFailureHalfway,
+                                                      .calls = FailingDisk::changes,
+                                                      .fate = FailingDisk::allKept});
+        ASSERT_LE(acknowledged, 1);
         const Content found = everything();
-        EXPECT_TRUE(found == after || (found == before && !isDone));
-        migrate();
+        EXPECT_TRUE(found == after || (found == before && acknowledged == 0));
+        migrate(steps);
         EXPECT_EQ(everything(), after);
-    };
-    for (const unsigned fate : {FailingDisk::allLost, FailingDisk::allKept, FailingDisk::firstChoice}) {
-        int acknowledged = 0;
-        for (int number = 0; acknowledged == 0; ++number) {
-            acknowledged = runUntilPowerFails(migration, {.number = number,
-                                                          .effect = FailingDisk::Effect::powerFailureHalfway,
-                                                          .calls = FailingDisk::changes,
-                                                          .fate = fate});
-            ASSERT_LE(acknowledged, 1);
-            // One that is lost is made again: its journal was deleted without another sync.
-            expectOneOf(false);
-        }
     }
-    bool happened = true;
-    for (int number = 0; happened; ++number) {
-        put(migration.before);
-        FailingDisk::plan(home.c_str(), {.number = number, .error = SQLITE_IOERR});
-        bool isDone = true;
-        try {
-            migrate();
-        } catch (const SQLite::Error&) {
-            isDone = false;
-        }
-        happened = FailingDisk::end();
-        expectOneOf(isDone);
-    }
-    EXPECT_GT(points, 150);
+    EXPECT_GT(number, 10);
 }
 
 TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
-    using Effect = FailingSystemCalls::Effect;
+    using enum FailingSystemCalls::Effect;
     file = folder / "above/store/messages.db";
     const auto save = [&] { wait(SQLiteMessageStore(file).saveMessage(newMessage())); };
-    const auto permissions = [](const path& each) { return status(each).permissions(); };
-    for (const Effect effect : {Effect::error, Effect::processEnds, Effect::powerFails}) {
+    for (const auto effect : {error, processEnds, powerFails}) {
         constexpr int reached = 1;
         constexpr int done = 2;
         int outcome = reached;
@@ -509,8 +409,8 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
                     const FailingSystemCalls failing(number, {.effect = effect, .error = ENOSPC});
                     try {
                         save();
-                    } catch (const MessageStoreError& error) {
-                        EXPECT_THAT(error.what(),
+                    } catch (const MessageStoreError& thrown) {
+                        EXPECT_THAT(thrown.what(),
                                     testing::MatchesRegex("cannot save a message in the message store \"" +
                                                           file.native() + "\": .*: No space left on device"));
                         _exit(HasFailure() ? -1 : reached);
@@ -521,33 +421,23 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
             umask(mask);
             EXPECT_THAT(outcome, testing::AllOf(testing::Ge(0), testing::Le(done)));
             EXPECT_EQ(wait(SQLiteMessageStore(file).messageCount()),
-                      outcome == done || (outcome == 0 && effect == Effect::error) ? 2 : 1);
-            EXPECT_EQ(permissions(folder / "above"), std::filesystem::perms::owner_all);
-            EXPECT_EQ(permissions(folder / "above/store"), std::filesystem::perms::owner_all);
-            EXPECT_EQ(permissions(file), std::filesystem::perms(S_IRUSR | S_IWUSR));
-            EXPECT_EQ(permissions(path(file) += "-journal"), std::filesystem::perms(S_IRUSR | S_IWUSR));
+                      outcome == done || (outcome == 0 && effect == error) ? 2 : 1);
+            for (const auto& made : std::filesystem::recursive_directory_iterator(folder / "")) {
+                EXPECT_EQ(made.status().permissions(),
+                          std::filesystem::perms(made.is_directory() ? 0700 : 0600))
+                    << made;
+            }
             EXPECT_TRUE(outcome != done || number > 4);
         }
     }
 }
 
-TEST_F(StoreFaultsTest, IsMadeOnceByManyAtOnce) {
-    constexpr int makers = 8;
-    for (int round = 0; round < 20; ++round) {
-        put({});
-        EXPECT_THAT(
-            runInProcesses(makers,
-                           [&](int) { saving(newMessage())(*std::make_unique<SQLiteMessageStore>(file)); }),
-            testing::Each(0));
-        EXPECT_EQ(content().size(), makers);
-    }
-}
-
-// 16 processes make 200 saves, updates and deletions each, and more; a disk that syncs takes long for those.
+// 16 processes make 200 saves, updates and deletions each; a disk that syncs takes long for those. All of
+// them want to make the store, again and again.
 TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
     constexpr int writers = 16;
     constexpr int readers = 2;
-    for (const std::size_t rounds : {200, 3}) {
+    for (const std::size_t rounds : {200, 3, 1, 1, 1, 1, 1, 1, 1, 1}) {
         const std::size_t voicemails = writers * rounds;
         put({});
         const auto write = [&](std::size_t writer) {
@@ -564,16 +454,11 @@ TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
         };
         const auto read = [&] {
             SQLiteMessageStore store(file);
-            for (std::size_t number = 0, before = 0; number < 2 * rounds; ++number) {
-                std::size_t updated = 0;
+            for (std::size_t number = 0; number < 2 * rounds; ++number) {
                 for (const StoredMessage& message : wait(store.allMessages())) {
-                    updated += message.read ? 1 : 0;
                     if (message.read != message.recipient.has_value()) {
                         throw std::logic_error("half an update");
                     }
-                }
-                if (updated < std::exchange(before, updated)) {
-                    throw std::logic_error("an update is gone");
                 }
             }
         };
@@ -584,12 +469,11 @@ TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
                     testing::Each(0));
         std::set<std::string> recipients;
         std::set<std::int32_t> identifiers;
-        const std::vector<StoredMessage> left = wait(SQLiteMessageStore(file).allMessages());
-        for (const StoredMessage& message : left) {
+        for (const StoredMessage& message : wait(SQLiteMessageStore(file).allMessages())) {
             recipients.emplace(message.recipient.value_or(""));
             identifiers.insert(message.voicemailID.value_or(0));
         }
-        EXPECT_EQ(left.size(), voicemails);
+        EXPECT_EQ(content().size(), voicemails);
         EXPECT_EQ(recipients.size(), voicemails);
         EXPECT_EQ(identifiers.size(), voicemails);
         EXPECT_EQ(*identifiers.rbegin(), voicemails);
