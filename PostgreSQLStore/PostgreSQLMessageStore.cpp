@@ -4,6 +4,7 @@
 #include "Orvex/store/MessageTable.h"
 #include "PostgreSQLStore/SharedSchema.h"
 #include <algorithm>
+#include <iterator>
 #include <type_traits>
 #include <utility>
 
@@ -179,9 +180,24 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_vie
                                                                  Parameters parameters) {
     const std::string query =
         "SELECT id, " + std::string(messageColumns) + " FROM orvex.messages " + std::string(rest);
-    std::vector<StoredMessage> messages;
-    Connection::RowHandler keep = [&messages](const Row& row) { appendMessageFromRow(messages, row); };
+    // A vector is there twice while it grows: so parts of the list grow, and each is let go when it has
+    // moved.
+    constexpr std::size_t partSize = 1 << 16;
+    std::vector<std::vector<StoredMessage>> parts(1);
+    Connection::RowHandler keep = [&parts](const Row& row) {
+        if (parts.back().size() == partSize) {
+            parts.emplace_back().reserve(partSize);
+        }
+        appendMessageFromRow(parts.back(), row);
+    };
     co_await connection_.run(query, std::move(parameters), std::move(keep));
+    std::vector<StoredMessage> messages = std::move(parts.front());
+    messages.reserve((parts.size() - 1) * partSize + parts.back().size());
+    for (auto part = parts.begin() + 1; part != parts.end(); ++part) {
+        std::vector<StoredMessage> moved = std::move(*part);
+        messages.insert(messages.end(), std::make_move_iterator(moved.begin()),
+                        std::make_move_iterator(moved.end()));
+    }
     co_return messages;
 }
 
