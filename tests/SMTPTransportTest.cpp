@@ -394,11 +394,14 @@ TEST_F(SMTPTransportTest, AFilesNameStaysInItsHeader) {
         video = folder / name;
         server.follow({});
         EXPECT_EQ(errorOfSending(request()), "");
-        EXPECT_THAT(server.messages().at(0),
-                    testing::HasSubstr("\nContent-Type: " + type +
-                                       "\nContent-Transfer-Encoding: base64\nContent-Disposition: "
-                                       "attachment;\n " +
-                                       parameter + "\n\nbW92aW5nIHBpY3R1cmVz\n"));
+        const std::string message = server.messages().at(0);
+        // The server counts the ends of lines as two bytes.
+        const auto size = std::ssize(message) + std::count(message.begin(), message.end(), '\n');
+        EXPECT_THAT(server.commands().at(2), testing::EndsWith(" SIZE=" + std::to_string(size)));
+        EXPECT_THAT(message, testing::HasSubstr("\nContent-Type: " + type +
+                                                "\nContent-Transfer-Encoding: base64\nContent-Disposition: "
+                                                "attachment;\n " +
+                                                parameter + "\n\nbW92aW5nIHBpY3R1cmVz\n"));
     }
 }
 
