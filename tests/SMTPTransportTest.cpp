@@ -356,7 +356,7 @@ TEST_F(SMTPTransportTest, TakesTheUsersOwnPassword) {
         {"macdef m\nmachine host login ann password x\n\ndefault login ann@b password secret", "ann@b",
          "secret"},
         {"machine host login bob password x", "ann", ""},
-        {"machine host password x", "ann", ""},
+        {"machine other login ann machine host password x", "ann", ""},
         {"machine host login ann", "ann", ""},
         {"machine host login ann machine other password x", "ann", ""},
         {"machine other login ann password x", "ann", ""},
