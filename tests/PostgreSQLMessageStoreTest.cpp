@@ -356,8 +356,9 @@ TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
           "postgresql://careful:12/secret@" + host, "postgresql://careful:se?secret@" + host,
           "postgresql://careful:secret@[::1" + host, "postgresql://careful@" + host + "&password=secret",
           "postgresql://careful@" + host + "&password=secret&passwort=secret",
-          std::string("postgresql://careful:secret/db"), "postgresql://careful:secret@:port" + host,
-          "postgresql://careful:secret%zz@" + host,
+          std::string("postgresql://careful:secret/db"),
+          std::string("postgresql://careful:se@secret@localhost/db"),
+          "postgresql://careful:secret@:port" + host, "postgresql://careful:secret%zz@" + host,
           std::string("postgresql:///?service=none&password=secret")}) {
         const std::string error = errorOf([&] { wait(storeAt(at)->messageCount()); });
         EXPECT_THAT(error, AllOf(HasSubstr("cannot "), Not(HasSubstr("secret")))) << at;
