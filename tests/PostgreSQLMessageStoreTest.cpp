@@ -278,6 +278,38 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
     EXPECT_LE(passed, std::chrono::milliseconds(3500));
 }
 
+TEST_F(PostgreSQLMessageStoreTest, HeedsNeitherSettingsNorSchemasOfOthers) {
+    std::string others = "CREATE SCHEMA evil; CREATE TABLE evil.settings (name text, value bigint); "
+                         "CREATE TABLE evil.messages (id bigint); INSERT INTO evil.settings VALUES "
+                         "('schemaVersion', 9), ('transcriptionEnabled', 9);";
+    for (const char* const function :
+         {"unnest(bytea[]) RETURNS SETOF bytea", "has_table_privilege(regclass, text) RETURNS boolean",
+          "current_setting(varchar) RETURNS text", "has_database_privilege(name, text) RETURNS boolean"}) {
+        others += " CREATE FUNCTION evil." + std::string(function) +
+                  " LANGUAGE plpgsql AS $$ BEGIN RAISE 'evil'; END $$;";
+    }
+    sql(others);
+    const std::string database = uri.substr(14, uri.find('?') - 14);
+    for (const char* const setting :
+         {"search_path = evil", "standard_conforming_strings = off", "client_encoding = LATIN1",
+          "bytea_output = escape", "extra_float_digits = -15", "client_min_messages = debug1",
+          "default_transaction_isolation = serializable"}) {
+        sql("ALTER DATABASE " + database + " SET " + setting);
+    }
+    EXPECT_EQ(status(), AccountStatus::signedIn);
+    const auto store = storeAt(uri);
+    StoredMessage message = newMessage(MessageType::audio, MessageProvider::Telephony, "\\ \xff");
+    message.duration = Seconds(0.1);
+    message = wait(store->saveMessage(message));
+    wait(store->updateMessage({{.recordUUID = message.recordUUID, .read = true}}));
+    message.read = true;
+    EXPECT_EQ(wait(store->messages(std::vector{std::string(message.from)})).at(0).description(),
+              message.description());
+    EXPECT_EQ(wait(store->messageCount()), 1);
+    EXPECT_TRUE(wait(store->isTranscriptionEnabled()));
+    EXPECT_EQ(wait(store->accountStatus()), AccountStatus::signedIn);
+}
+
 TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
     const auto alter = [](const std::string& change) { return "ALTER TABLE orvex.messages " + change; };
     const auto set = [](const std::string& change) { return "UPDATE orvex.messages SET " + change; };
@@ -324,8 +356,9 @@ TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
           "postgresql://careful:12/secret@" + host, "postgresql://careful:se?secret@" + host,
           "postgresql://careful:secret@[::1" + host, "postgresql://careful@" + host + "&password=secret",
           "postgresql://careful@" + host + "&password=secret&passwort=secret",
-          std::string("postgresql://careful:secret/db"), "postgresql://careful:secret@:port" + host,
-          "postgresql://careful:secret%zz@" + host,
+          std::string("postgresql://careful:secret/db"),
+          std::string("postgresql://careful:se@secret@localhost/db"),
+          "postgresql://careful:secret@:port" + host, "postgresql://careful:secret%zz@" + host,
           std::string("postgresql:///?service=none&password=secret")}) {
         const std::string error = errorOf([&] { wait(storeAt(at)->messageCount()); });
         EXPECT_THAT(error, AllOf(HasSubstr("cannot "), Not(HasSubstr("secret")))) << at;
