@@ -4,7 +4,6 @@
 #include "ZelvoMessageStore/SQLite.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include "ZelvoMessageStore/Schema.h"
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
