@@ -29,15 +29,15 @@ bool isSame(const timespec& a, const timespec& b) {
 
 std::optional<RegularFile> RegularFile::openIfExists(const std::string& path) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT) {
-            return std::nullopt;
-        }
-        failToRead(errno);
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (exists) {
+        refuseUnlessRegular(status);
     }
-    refuseUnlessRegular(status);
-    // Somebody may have put something else in its place since.
-    FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    // Somebody may have removed it since, or put something else in its place.
+    FileDescriptor file(exists ? open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC) : -1);
+    if (file.get() < 0 && errno == ENOENT) {
+        return std::nullopt;
+    }
     if (file.get() < 0 || fstat(file.get(), &status) != 0) {
         failToRead(errno);
     }

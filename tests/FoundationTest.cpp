@@ -4,14 +4,18 @@
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularExpression.h"
+#include "Foundation/RegularFile.h"
 #include "Foundation/SharedText.h"
 #include "Foundation/UUID.h"
+#include "tests/FailingSystemCalls.h"
+#include "tests/Support.h"
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
 #include <thread>
@@ -22,6 +26,8 @@ namespace {
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
+using Testing::FailingSystemCalls;
+using Testing::TemporaryFolder;
 
 TEST(UUID, ReadsItsTextFormAndNothingElse) {
     const auto uuid = UUID::parse("0123abCD-4567-89ef-FEDC-ba9876543210");
@@ -247,6 +253,18 @@ TEST(CharacterCount, CountsGraphemeClusters) {
     };
     for (const auto& [text, count] : cases) {
         EXPECT_EQ(characterCount(text), count) << text;
+    }
+}
+
+TEST(RegularFile, IsNoneWhereAnotherProcessRemovesItMeanwhile) {
+    const TemporaryFolder folder;
+    const std::filesystem::path path = folder / "journal";
+    constexpr int open = 1;
+    for (int number = 0; number <= open + 1; ++number) {
+        std::ofstream{path};
+        const FailingSystemCalls failing(number, {.effect = FailingSystemCalls::Effect::interruption,
+                                                  .interruption = [&] { remove(path); }});
+        EXPECT_EQ(RegularFile::openIfExists(path).has_value(), number > open);
     }
 }
 
