@@ -15,7 +15,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
 #include <thread>
@@ -261,7 +260,7 @@ TEST(RegularFile, IsNoneWhereAnotherProcessRemovesItMeanwhile) {
     const std::filesystem::path path = folder / "journal";
     constexpr int open = 1;
     for (int number = 0; number <= open + 1; ++number) {
-        std::ofstream{path};
+        Testing::writeFile(path, "");
         const FailingSystemCalls failing(number, {.effect = FailingSystemCalls::Effect::interruption,
                                                   .interruption = [&] { remove(path); }});
         EXPECT_EQ(RegularFile::openIfExists(path).has_value(), number > open);

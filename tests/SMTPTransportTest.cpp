@@ -506,8 +506,8 @@ class MailServerTest : public SMTPTransportTest {
 };
 
 TEST_F(MailServerTest, GetsEveryByteAndNothingWithoutProtection) {
-    TerminalSession mailServer({"/usr/bin/python3", "-W", "ignore", ORVEX_TEST_SOURCES "/mail-server.py",
-                                received, folder / "both.pem"});
+    TerminalSession mailServer({"/usr/bin/python3", "-W", "ignore",
+                                path(ORVEX_TEST_SOURCES) / "mail-server.py", received, folder / "both.pem"});
     const std::vector<std::string> ports = split(mailServer.shownUpTo("\r\n").value_or("none none none"));
     ASSERT_EQ(ports.size(), 3U);
     const auto url = [&](const std::string& beginning, std::size_t port) {
