@@ -125,9 +125,12 @@ TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
     EXPECT_EQ(failure, nullptr);
 
     // A loop may cancel an operation while its change is made lasting, or end in the middle of one.
-    sql(deferred("PERFORM pg_sleep(0.5);"));
+    sql(deferred("PERFORM pg_advisory_xact_lock(1);"));
     const std::vector<UUID> all{wait(store->allMessages()).at(0).recordUUID};
-    for (const bool isCancelled : {true, false}) {
+    PGconn* const holder = PQconnectdb(uri.c_str());
+    PQclear(PQexec(holder, "SELECT pg_advisory_lock(1)"));
+    // The second one waits for the first.
+    for (const std::string waiting : {"1", "2"}) {
         boost::asio::io_context other;
         boost::asio::cancellation_signal signal;
         std::string error;
@@ -135,13 +138,18 @@ TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
                               bind_cancellation_slot(signal.slot(), [&](const std::exception_ptr& thrown) {
                                   error = errorOf([&] { std::rethrow_exception(thrown); });
                               }));
-        other.run_for(std::chrono::milliseconds(200));
-        if (isCancelled) {
+        for (int attempt = 0; attempt < 1000 && runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted "
+                                                            "AND locktype = 'advisory'") != waiting;
+             ++attempt) {
+            other.run_for(std::chrono::milliseconds(10));
+        }
+        if (waiting == "1") {
             signal.emit(boost::asio::cancellation_type::terminal);
             other.run();
             EXPECT_THAT(error, HasSubstr("whether the change was made is unknown"));
         }
     }
+    PQfinish(holder);
     // It waits for the change that was made after all.
     wait(store->deleteMessages({}));
     EXPECT_EQ(wait(store->messageCount()), 0);
@@ -203,7 +211,7 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
         const std::string scans =
             std::string("SELECT sum(idx_scan) > 0 FROM pg_stat_user_indexes WHERE indexrelname = '") + index +
             "'";
-        for (int attempt = 0; attempt < 200 && runSQL(uri, scans) != "t"; ++attempt) {
+        for (int attempt = 0; attempt < 1000 && runSQL(uri, scans) != "t"; ++attempt) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         EXPECT_EQ(runSQL(uri, scans), "t") << index;
@@ -257,7 +265,7 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
     PGconn* const client = PQconnectdb(uri.c_str());
     server.signal(SIGTERM);
     const auto untilItIs = [&](AccountStatus expected) {
-        for (int attempt = 0; attempt < 100 && status() != expected; ++attempt) {
+        for (int attempt = 0; attempt < 1000 && status() != expected; ++attempt) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         return status();
@@ -365,12 +373,15 @@ TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
     }
     // Nor by a command line that is not understood.
     const std::string at = "://careful:secret@host/db";
-    for (const std::vector<std::string>& words : {std::vector<std::string>{"postgresql" + at},
-                                                  {"--store", "Postgresql" + at, "get-total-count"},
-                                                  {"--store", "pg" + at, "get-total-count"},
-                                                  {"get-total-count", "postgresql" + at},
-                                                  {"--postgresql" + at},
-                                                  {"--sending-service", "Smtp" + at, "get-total-count"}}) {
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"postgresql" + at},
+          {"--store", "Postgresql" + at, "get-total-count"},
+          {"--store", "pg" + at, "get-total-count"},
+          {"--store", "postgres:/careful:secret@host/db", "get-total-count"},
+          {"--store", "postgresql:careful:secret@host", "get-total-count"},
+          {"get-total-count", "postgresql" + at},
+          {"--postgresql" + at},
+          {"--sending-service", "Smtp" + at, "get-total-count"}}) {
         const ProgramRun run = runOrvex(words);
         EXPECT_THAT(run.output + run.errors,
                     AllOf(testing::ContainsRegex("cannot tell|://[.]"), Not(HasSubstr("secret"))));
@@ -483,9 +494,11 @@ TEST_F(PostgreSQLMessageStoreTest, LosesNothingAcknowledgedWhenTheStandbyTakesOv
     }
     EXPECT_EQ(wait(storeAt(database + "&host=" + standby.folder())->accountStatus()),
               AccountStatus::restricted);
+    // The last ones wait for the end of the server, however late it comes.
     runSQL(database,
-           "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN PERFORM pg_sleep(0.05); RETURN "
-           "NULL; END $$; CREATE TRIGGER t AFTER DELETE ON orvex.messages EXECUTE FUNCTION f()");
+           "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN PERFORM pg_sleep(CASE WHEN "
+           "count(*) > 500 THEN 0.05 ELSE 10 END) FROM orvex.messages; RETURN NULL; END $$; "
+           "CREATE TRIGGER t AFTER DELETE ON orvex.messages EXECUTE FUNCTION f()");
     std::atomic<std::size_t> acknowledged = 0;
     std::thread killer([&] {
         for (int attempt = 0; attempt < 10000 && acknowledged < 3 * batchSize; ++attempt) {
@@ -516,6 +529,7 @@ TEST_F(PostgreSQLMessageStoreTest, LosesNothingAcknowledgedWhenTheStandbyTakesOv
     EXPECT_THAT(removed, testing::AnyOf(acknowledged.load(), acknowledged + batchSize));
     EXPECT_TRUE(std::equal(left.begin(), left.end(), saved.end() - static_cast<std::ptrdiff_t>(left.size()),
                            saved.end()));
+    runSQL(cluster, "DROP TRIGGER t ON orvex.messages");
     EXPECT_THAT(runOrvex({"--store", cluster, "delete-message", "-a", "-nc"}, "y\n").output,
                 EndsWith("Deleted " + std::to_string(left.size()) + " messages!\n"));
     EXPECT_EQ(wait(storeAt(cluster)->messageCount()), 0);

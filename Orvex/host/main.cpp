@@ -109,8 +109,9 @@ std::filesystem::path userDataFolder() {
 void chooseStoreAndService(const HostOptions& options) {
     const std::string location = options.store->value_or("").native();
     std::function<std::filesystem::path()> outbox;
-    // A misspelt scheme as well: as a path, a password in it would be shown.
-    if (location.find("://") != std::string::npos) {
+    // One that is misspelt as well: as a path, a password in it would be shown.
+    if (location.find("://") != std::string::npos || location.starts_with("postgresql:") ||
+        location.starts_with("postgres:")) {
         MessageStoreClient::setStoreFactory([location] {
             return makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", location.c_str());
         });
