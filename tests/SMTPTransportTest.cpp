@@ -355,6 +355,7 @@ TEST_F(SMTPTransportTest, TakesTheUsersOwnPassword) {
         {"# login\nmachine host account a login ann password #secret", "ann", "#secret"},
         {"macdef m\nmachine host login ann password x\n\ndefault login ann@b password secret", "ann@b",
          "secret"},
+        {"macdef m\r\nquit\r\n\r\nmachine host\r\nlogin ann\r\npassword secret\r\n", "ann", "secret"},
         {"machine host login bob password x", "ann", ""},
         {"machine other login ann machine host password x", "ann", ""},
         {"machine host login ann", "ann", ""},
@@ -545,9 +546,7 @@ TEST_F(MailServerTest, GetsEveryByteAndNothingWithoutProtection) {
     };
     std::vector<std::string> envelopes;
     for (const auto& each : cases) {
-        if (each.knowsCertificate) {
-            setenv("SSL_CERT_FILE", (folder / "certificate.pem").c_str(), 1);
-        }
+        setenv("SSL_CERT_FILE", each.knowsCertificate ? (folder / "certificate.pem").c_str() : "", 1);
         const ProgramRun run = send(each.url);
         EXPECT_EQ(run.status, each.fault.empty() ? 0 : 1) << each.url;
         EXPECT_THAT(run.errors,
