@@ -94,25 +94,29 @@ OutboxMessage OutboxMessage::parse(const std::string& text) {
 std::optional<OutboxEntry> OutboxEntry::open(const Folder& outbox, const std::string& place,
                                              const UUID& recordUUID, bool waits) {
     const std::string name = recordUUID.text();
-    if (faccessat(outbox.get(), (place + "/" + name).c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
-        return std::nullopt;
+    try {
+        const Folder parent(outbox, place);
+        Folder folder(parent, name);
+        if (waits) {
+            folder.lock();
+        } else if (!folder.tryLock()) {
+            return std::nullopt;
+        }
+        // Whoever had the lock may have moved it.
+        if (!parent.has(name, folder.get())) {
+            return std::nullopt;
+        }
+        OutboxMessage message = messageIn(folder.get());
+        if (message.request.recordUUID != recordUUID) {
+            throw std::runtime_error(inQuotes(folder.path()) + " holds another message");
+        }
+        return OutboxEntry(Folder(outbox.path()), std::move(folder), std::move(message), place == "cur");
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::no_such_file_or_directory) {
+            return std::nullopt;
+        }
+        throw;
     }
-    const Folder parent(outbox, place);
-    Folder folder(parent, name);
-    if (waits) {
-        folder.lock();
-    } else if (!folder.tryLock()) {
-        return std::nullopt;
-    }
-    // Whoever had the lock may have moved it.
-    if (!parent.has(name, folder.get())) {
-        return std::nullopt;
-    }
-    OutboxMessage message = messageIn(folder.get());
-    if (message.request.recordUUID != recordUUID) {
-        throw std::runtime_error(inQuotes(folder.path()) + " holds another message");
-    }
-    return OutboxEntry(Folder(outbox.path()), std::move(folder), std::move(message), place == "cur");
 }
 
 std::optional<OutboxEntry> OutboxEntry::find(const std::filesystem::path& outbox, const UUID& recordUUID) {
