@@ -162,14 +162,23 @@ bool OutboxEntry::has(DeliveryState state) const {
 
 bool OutboxEntry::isFor(const VideoMessageRequest& request) const {
     const VideoMessageRequest& own = message.request;
-    const std::filesystem::path asked = request.videoURL.path();
     if (own.senderHandle != request.senderHandle || own.destinationHandles != request.destinationHandles ||
-        own.videoURL != request.videoURL || !is_regular_file(asked) || file_size(asked) != message.size) {
+        own.videoURL != request.videoURL) {
+        return false;
+    }
+    const std::optional<RegularFile> asked = RegularFile::openIfExists(request.videoURL.path());
+    if (!asked || asked->size() != message.size) {
         return false;
     }
     using Bytes = std::istreambuf_iterator<char>;
-    std::ifstream video(asked, std::ios::binary);
-    std::ifstream kept("/proc/self/fd/" + std::to_string(openVideo().get()), std::ios::binary);
+    const auto bytesOf = [](int file) {
+        std::ifstream bytes("/proc/self/fd/" + std::to_string(file), std::ios::binary);
+        // One that does not open has no bytes, as the other one may.
+        bytes.exceptions(std::ios::failbit);
+        return bytes;
+    };
+    std::ifstream video = bytesOf(asked->descriptor());
+    std::ifstream kept = bytesOf(openVideo().get());
     return std::equal(Bytes(video), Bytes(), Bytes(kept), Bytes());
 }
 

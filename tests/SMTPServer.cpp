@@ -64,6 +64,7 @@ SMTPServer::SMTPServer() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC,
 }
 
 SMTPServer::~SMTPServer() {
+    follow({});
     shutdown(listener_.get(), SHUT_RDWR);
     worker_.join();
 }
@@ -77,6 +78,7 @@ void SMTPServer::follow(Script script) {
     script_ = std::move(script);
     commands_.clear();
     messages_.clear();
+    followed_.notify_all();
 }
 
 std::vector<std::string> SMTPServer::commands() {
@@ -144,8 +146,10 @@ void SMTPServer::talk(int client, const Script& script) {
             message += *line + "\n";
             constexpr std::size_t middle = 2000;
             if (const auto fate = script.find("body"); fate != script.end() && message.size() > middle) {
-                // Not a byte more is read.
-                std::this_thread::sleep_for(std::chrono::seconds(fate->second == silence ? 3 : 0));
+                // Not a byte more is read: nothing tells when the client has gone.
+                std::unique_lock lock(mutex_);
+                followed_.wait_for(lock, std::chrono::seconds(fate->second == silence ? 60 : 0),
+                                   [this] { return !script_.contains("body"); });
                 return;
             }
         }
