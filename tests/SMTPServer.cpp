@@ -74,21 +74,30 @@ std::string SMTPServer::url(const std::string& host) const {
 }
 
 void SMTPServer::follow(Script script) {
-    const std::lock_guard lock(mutex_);
-    script_ = std::move(script);
+    {
+        const std::lock_guard lock(mutex_);
+        script_ = std::move(script);
+    }
+    changed_.notify_all();
+    const auto lock = whenNobodyTalks();
     commands_.clear();
     messages_.clear();
-    followed_.notify_all();
 }
 
 std::vector<std::string> SMTPServer::commands() {
-    const std::lock_guard lock(mutex_);
+    const auto lock = whenNobodyTalks();
     return commands_;
 }
 
 std::vector<std::string> SMTPServer::messages() {
     const std::lock_guard lock(mutex_);
     return messages_;
+}
+
+std::unique_lock<std::mutex> SMTPServer::whenNobodyTalks() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return !isTalking_; });
+    return lock;
 }
 
 void SMTPServer::work() {
@@ -101,6 +110,7 @@ void SMTPServer::work() {
         {
             const std::lock_guard lock(mutex_);
             script = script_;
+            isTalking_ = true;
         }
         // The entries of the script come first: a map does not replace what it has.
         script.insert({{"", "220 here"},
@@ -111,6 +121,11 @@ void SMTPServer::work() {
                        {".", "250 taken"},
                        {"QUIT", "221 bye"}});
         talk(client.get(), script);
+        {
+            const std::lock_guard lock(mutex_);
+            isTalking_ = false;
+        }
+        changed_.notify_all();
     }
 }
 
@@ -148,8 +163,8 @@ void SMTPServer::talk(int client, const Script& script) {
             if (const auto fate = script.find("body"); fate != script.end() && message.size() > middle) {
                 // Not a byte more is read: nothing tells when the client has gone.
                 std::unique_lock lock(mutex_);
-                followed_.wait_for(lock, std::chrono::seconds(fate->second == silence ? 60 : 0),
-                                   [this] { return !script_.contains("body"); });
+                changed_.wait_for(lock, std::chrono::seconds(fate->second == silence ? 60 : 0),
+                                  [this] { return !script_.contains("body"); });
                 return;
             }
         }

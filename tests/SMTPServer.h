@@ -36,13 +36,16 @@ class SMTPServer {
     [[nodiscard]] std::vector<std::string> messages();
 
   private:
+    /// A client does not wait for the answer to its goodbye, and the server may not have read that.
+    [[nodiscard]] std::unique_lock<std::mutex> whenNobodyTalks();
     void work();
     void talk(int client, const Script& script);
     void note(std::vector<std::string>& list, const std::string& text);
 
     FileDescriptor listener_;
     std::mutex mutex_;
-    std::condition_variable followed_;
+    std::condition_variable changed_;
+    bool isTalking_ = false;
     Script script_;
     std::vector<std::string> commands_;
     std::vector<std::string> messages_;
