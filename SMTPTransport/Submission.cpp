@@ -54,8 +54,9 @@ void check(CURLcode code) {
 /// One attempt: what libcurl calls back, and what it is told.
 class Attempt {
   public:
-    Attempt(const MailMessage& message, const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd)
-        : message_(message), beforeTheEnd_(beforeTheEnd), rest_(message.videoSize) {}
+    Attempt(const MailMessage& message, const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd,
+            bool logsIn)
+        : message_(message), beforeTheEnd_(beforeTheEnd), exchange_(logsIn), rest_(message.videoSize) {}
 
     Submission run(const ServiceURL& service, const TimeLimits& limits) {
         const Handle handle(curl_easy_init());
@@ -214,7 +215,7 @@ class Attempt {
 
 Submission submit(const ServiceURL& service, const MailMessage& message, const TimeLimits& limits,
                   const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd) {
-    return Attempt(message, beforeTheEnd).run(service, limits);
+    return Attempt(message, beforeTheEnd, !service.user.empty()).run(service, limits);
 }
 
 } // namespace Orvex

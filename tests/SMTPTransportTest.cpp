@@ -380,6 +380,19 @@ TEST_F(SMTPTransportTest, TakesTheUsersOwnPassword) {
     EXPECT_EQ(errorOfSending(request(), "smtp://ann@host"),
               beginning + "for this one in ~/.netrc; add it: machine HOST login USER password PASSWORD");
     EXPECT_FALSE(exists(outbox));
+
+    writeFile(folder / ".netrc", "machine 127.0.0.1 login ann password secret");
+    const std::string url = server.url("ann@127.0.0.1");
+    for (const std::string answer : {"250 sender", "530 log in"}) {
+        server.follow({{"MAIL ", answer}});
+        EXPECT_THAT(errorOfSending(request(), url),
+                    testing::HasSubstr(" deferred (the server offers no log-in)"));
+        EXPECT_THAT(recipients(), IsEmpty());
+    }
+    server.follow(
+        {{"EHLO ", "250 AUTH PLAIN"}, {"AUTH PLAIN", "334 "}, {"AGFubgBzZWNyZXQ=", "235 hello ann"}});
+    EXPECT_EQ(errorOfSending(request(), url), "");
+    EXPECT_EQ(server.messages().size(), 1U);
 }
 
 TEST_F(SMTPTransportTest, AFilesNameStaysInItsHeader) {
