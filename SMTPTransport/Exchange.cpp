@@ -29,6 +29,9 @@ void Exchange::sent(std::string_view command) {
     // A log-in may have any words: the order tells them from commands.
     if (command.starts_with("EHLO ")) {
         largest_ = 0;
+    } else if (command.starts_with("AUTH ")) {
+        // Where it fails, libcurl goes no further.
+        lacksLogIn_ = false;
     } else if (command.starts_with("MAIL ")) {
         step_ = Step::sender;
         constexpr std::string_view parameter = " SIZE=";
@@ -70,6 +73,10 @@ bool Exchange::heard(std::string_view line) {
     answer.code = *code;
     if (step_ == Step::data && *code == goAhead) {
         step_ = Step::body;
+    }
+    if (step_ == Step::sender && lacksLogIn_) {
+        answer = {.code = transientFailure * hundreds, .text = "the server offers no log-in"};
+        return false;
     }
     if (step_ == Step::sender && *code / hundreds == completion && largest_ != 0 && size_ > largest_) {
         answer = {.code = permanentFailure * hundreds,

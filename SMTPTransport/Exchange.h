@@ -13,11 +13,15 @@ namespace Orvex {
 /// the lines of the answers one by one, but not which answer belongs to which recipient.
 class Exchange {
   public:
+    /// `logsIn` is whether the message may go to a server alone that has taken a log-in: libcurl does without
+    /// one where the server offers none.
+    explicit Exchange(bool logsIn = false) : lacksLogIn_(logsIn) {}
+
     /// A command that was sent.
     void sent(std::string_view command);
 
-    /// A line of an answer. False when the exchange should go no further: the server announced a limit that
-    /// the message exceeds (RFC 1870).
+    /// A line of an answer. False when the exchange should go no further: the log-in is missing, or the
+    /// server announced a limit that the message exceeds (RFC 1870).
     [[nodiscard]] bool heard(std::string_view line);
 
     /// From now on, the server may have the whole message, whether it says so or not.
@@ -44,6 +48,7 @@ class Exchange {
     [[nodiscard]] Delivery delivery(std::size_t recipient, const std::string& fault) const;
 
     Step step_ = Step::connection;
+    bool lacksLogIn_;
     Answer connection_;
     Answer sender_;
     std::vector<Answer> recipients_;

@@ -20,7 +20,7 @@ std::optional<std::string> passwordInNetrc(const std::string& netrc, const std::
             in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
         } else if (word == "macdef") {
             // Up to an empty line.
-            while (std::getline(in, value) && !value.empty()) {
+            while (std::getline(in, value) && !value.empty() && value != "\r") {
             }
         } else if (word == "machine" || word == "default") {
             if (isForMachine && isForUser && password) {

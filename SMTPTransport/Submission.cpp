@@ -54,8 +54,9 @@ void check(CURLcode code) {
 /// One attempt: what libcurl calls back, and what it is told.
 class Attempt {
   public:
-    Attempt(const MailMessage& message, const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd)
-        : message_(message), beforeTheEnd_(beforeTheEnd), rest_(message.videoSize) {}
+    Attempt(const MailMessage& message, const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd,
+            bool logsIn)
+        : message_(message), beforeTheEnd_(beforeTheEnd), exchange_(logsIn), rest_(message.videoSize) {}
 
     Submission run(const ServiceURL& service, const TimeLimits& limits) {
         const Handle handle(curl_easy_init());
@@ -77,8 +78,11 @@ class Attempt {
         // What is this machine for us is another one for a proxy.
         set(CURLOPT_PROXY, "");
         set(CURLOPT_USE_SSL, static_cast<long>(service.isLoopback ? CURLUSESSL_TRY : CURLUSESSL_ALL));
-        if (const char* const authorities = std::getenv("SSL_CERT_FILE"); authorities != nullptr) {
+        if (const char* const authorities = std::getenv("SSL_CERT_FILE");
+            authorities != nullptr && *authorities != '\0') {
             set(CURLOPT_CAINFO, authorities);
+            // The system's folder of authorities would count beside the file.
+            set(CURLOPT_CAPATH, nullptr);
         }
         if (!service.user.empty()) {
             set(CURLOPT_USERNAME, service.user.c_str());
@@ -128,11 +132,12 @@ class Attempt {
         check(curl_mime_headers(video, videoHeaders, 0));
     }
 
-    /// Runs `action`; `stop` where it throws, which must not go through libcurl.
+    /// Runs `action`; `stop` where it throws, which must not go through libcurl, and ever after: libcurl goes
+    /// on behind a trace.
     template <class Result, class Action>
     Result guarded(Result stop, Action action) {
         try {
-            return action();
+            return failure_ ? stop : action();
         } catch (...) {
             failure_ = std::current_exception();
             return stop;
@@ -210,7 +215,7 @@ class Attempt {
 
 Submission submit(const ServiceURL& service, const MailMessage& message, const TimeLimits& limits,
                   const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd) {
-    return Attempt(message, beforeTheEnd).run(service, limits);
+    return Attempt(message, beforeTheEnd, !service.user.empty()).run(service, limits);
 }
 
 } // namespace Orvex

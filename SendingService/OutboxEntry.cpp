@@ -94,25 +94,29 @@ OutboxMessage OutboxMessage::parse(const std::string& text) {
 std::optional<OutboxEntry> OutboxEntry::open(const Folder& outbox, const std::string& place,
                                              const UUID& recordUUID, bool waits) {
     const std::string name = recordUUID.text();
-    if (faccessat(outbox.get(), (place + "/" + name).c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
-        return std::nullopt;
+    try {
+        const Folder parent(outbox, place);
+        Folder folder(parent, name);
+        if (waits) {
+            folder.lock();
+        } else if (!folder.tryLock()) {
+            return std::nullopt;
+        }
+        // Whoever had the lock may have moved it.
+        if (!parent.has(name, folder.get())) {
+            return std::nullopt;
+        }
+        OutboxMessage message = messageIn(folder.get());
+        if (message.request.recordUUID != recordUUID) {
+            throw std::runtime_error(inQuotes(folder.path()) + " holds another message");
+        }
+        return OutboxEntry(Folder(outbox.path()), std::move(folder), std::move(message), place == "cur");
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::no_such_file_or_directory) {
+            return std::nullopt;
+        }
+        throw;
     }
-    const Folder parent(outbox, place);
-    Folder folder(parent, name);
-    if (waits) {
-        folder.lock();
-    } else if (!folder.tryLock()) {
-        return std::nullopt;
-    }
-    // Whoever had the lock may have moved it.
-    if (!parent.has(name, folder.get())) {
-        return std::nullopt;
-    }
-    OutboxMessage message = messageIn(folder.get());
-    if (message.request.recordUUID != recordUUID) {
-        throw std::runtime_error(inQuotes(folder.path()) + " holds another message");
-    }
-    return OutboxEntry(Folder(outbox.path()), std::move(folder), std::move(message), place == "cur");
 }
 
 std::optional<OutboxEntry> OutboxEntry::find(const std::filesystem::path& outbox, const UUID& recordUUID) {
@@ -158,14 +162,23 @@ bool OutboxEntry::has(DeliveryState state) const {
 
 bool OutboxEntry::isFor(const VideoMessageRequest& request) const {
     const VideoMessageRequest& own = message.request;
-    const std::filesystem::path asked = request.videoURL.path();
     if (own.senderHandle != request.senderHandle || own.destinationHandles != request.destinationHandles ||
-        own.videoURL != request.videoURL || !is_regular_file(asked) || file_size(asked) != message.size) {
+        own.videoURL != request.videoURL) {
+        return false;
+    }
+    const std::optional<RegularFile> asked = RegularFile::openIfExists(request.videoURL.path());
+    if (!asked || asked->size() != message.size) {
         return false;
     }
     using Bytes = std::istreambuf_iterator<char>;
-    std::ifstream video(asked, std::ios::binary);
-    std::ifstream kept("/proc/self/fd/" + std::to_string(openVideo().get()), std::ios::binary);
+    const auto bytesOf = [](int file) {
+        std::ifstream bytes("/proc/self/fd/" + std::to_string(file), std::ios::binary);
+        // One that does not open has no bytes, as the other one may.
+        bytes.exceptions(std::ios::failbit);
+        return bytes;
+    };
+    std::ifstream video = bytesOf(asked->descriptor());
+    std::ifstream kept = bytesOf(openVideo().get());
     return std::equal(Bytes(video), Bytes(), Bytes(kept), Bytes());
 }
 

@@ -64,6 +64,7 @@ SMTPServer::SMTPServer() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC,
 }
 
 SMTPServer::~SMTPServer() {
+    follow({});
     shutdown(listener_.get(), SHUT_RDWR);
     worker_.join();
 }
@@ -73,20 +74,30 @@ std::string SMTPServer::url(const std::string& host) const {
 }
 
 void SMTPServer::follow(Script script) {
-    const std::lock_guard lock(mutex_);
-    script_ = std::move(script);
+    {
+        const std::lock_guard lock(mutex_);
+        script_ = std::move(script);
+    }
+    changed_.notify_all();
+    const auto lock = whenNobodyTalks();
     commands_.clear();
     messages_.clear();
 }
 
 std::vector<std::string> SMTPServer::commands() {
-    const std::lock_guard lock(mutex_);
+    const auto lock = whenNobodyTalks();
     return commands_;
 }
 
 std::vector<std::string> SMTPServer::messages() {
     const std::lock_guard lock(mutex_);
     return messages_;
+}
+
+std::unique_lock<std::mutex> SMTPServer::whenNobodyTalks() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return !isTalking_; });
+    return lock;
 }
 
 void SMTPServer::work() {
@@ -99,6 +110,7 @@ void SMTPServer::work() {
         {
             const std::lock_guard lock(mutex_);
             script = script_;
+            isTalking_ = true;
         }
         // The entries of the script come first: a map does not replace what it has.
         script.insert({{"", "220 here"},
@@ -109,6 +121,11 @@ void SMTPServer::work() {
                        {".", "250 taken"},
                        {"QUIT", "221 bye"}});
         talk(client.get(), script);
+        {
+            const std::lock_guard lock(mutex_);
+            isTalking_ = false;
+        }
+        changed_.notify_all();
     }
 }
 
@@ -144,8 +161,10 @@ void SMTPServer::talk(int client, const Script& script) {
             message += *line + "\n";
             constexpr std::size_t middle = 2000;
             if (const auto fate = script.find("body"); fate != script.end() && message.size() > middle) {
-                // Not a byte more is read.
-                std::this_thread::sleep_for(std::chrono::seconds(fate->second == silence ? 3 : 0));
+                // Not a byte more is read: nothing tells when the client has gone.
+                std::unique_lock lock(mutex_);
+                changed_.wait_for(lock, std::chrono::seconds(fate->second == silence ? 60 : 0),
+                                  [this] { return !script_.contains("body"); });
                 return;
             }
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Foundation/FileDescriptor.h"
+#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <string>
@@ -14,7 +15,8 @@ namespace Orvex::Testing {
 class SMTPServer {
   public:
     /// Answers by the beginning of the command: "" for the greeting, "body" for the middle of the message,
-    /// "." for its end. `drop` ends the connection instead, `silence` keeps it until the client has gone.
+    /// "." for its end. `drop` ends the connection instead, `silence` keeps it until the client has gone, or
+    /// in the middle of the message until there is another script.
     using Script = std::map<std::string, std::string>;
     inline static const std::string drop = "drop";
     inline static const std::string silence = "silence";
@@ -34,12 +36,16 @@ class SMTPServer {
     [[nodiscard]] std::vector<std::string> messages();
 
   private:
+    /// A client does not wait for the answer to its goodbye, and the server may not have read that.
+    [[nodiscard]] std::unique_lock<std::mutex> whenNobodyTalks();
     void work();
     void talk(int client, const Script& script);
     void note(std::vector<std::string>& list, const std::string& text);
 
     FileDescriptor listener_;
     std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isTalking_ = false;
     Script script_;
     std::vector<std::string> commands_;
     std::vector<std::string> messages_;
