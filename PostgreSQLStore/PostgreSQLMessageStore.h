@@ -18,9 +18,11 @@ class PostgreSQLMessageStore final : public MessageStore {
 
     Async<bool> isTranscriptionEnabled() override;
     Async<std::int64_t> messageCount() override;
-    /// `signedIn` when the user may change the store, `restricted` when only read it, `noAccount` when the
-    /// server refuses the user, `temporarilyUnavailable` when it is starting, stopping or in recovery,
-    /// `waiting` when it has not answered within two seconds, and `couldNotDetermine` for anything else.
+    /// `signedIn` when the user may change the store, `restricted` when only read it, `noAccount` when not
+    /// even that, or when the server refuses the user or wants a password that is nowhere,
+    /// `temporarilyUnavailable` when it is starting, stopping or in recovery, or no host is of the kind that
+    /// is asked for, `waiting` when none has answered within two seconds, and `couldNotDetermine` for
+    /// anything else.
     Async<AccountStatus> accountStatus() override;
     [[nodiscard]] std::string description(AccountStatus status) const override;
 
