@@ -199,7 +199,7 @@ TEST_F(EndToEndTest, AStoreIsNamedByAPathOrAURL) {
         return runOrvex({"--store", word, command});
     };
     const std::string url(FileURL::fromPath((folder / "a b").native()).text());
-    for (const std::string& word : {url, "FILE:" + url.substr(7), folder / "a b"}) {
+    for (const std::string& word : {url, "FILE:" + url.substr(7), (folder / "a b").native()}) {
         EXPECT_EQ(store(word, "save-message").status, 0) << word;
     }
     EXPECT_EQ(wait(SQLiteMessageStore(folder / "a b").messageCount()), 3);
