@@ -116,6 +116,7 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
                             outbox / "tmp" / UUID::random().text()};
     create_directories(notOurs[0]);
     create_directories(notOurs[1]);
+    permissions(outbox / "tmp", std::filesystem::perms::owner_all);
     writeFile(notOurs[2], "");
     const VideoMessageRequest message = request();
     ASSERT_EQ(errorOfSending(message), "");
