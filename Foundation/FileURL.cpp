@@ -31,24 +31,32 @@ bool standsForItselfInPath(char c) {
     return pathCharacters[static_cast<unsigned char>(c)];
 }
 
-std::optional<std::string> percentDecoded(std::string_view text) {
+/// Whether the text begins with an escape, "%" and two hexadecimal digits, whose value becomes `byte`.
+bool readEscape(std::string_view text, unsigned char& byte) {
+    return text.size() > 2 &&
+           std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr == text.data() + 3;
+}
+
+/// Decodes the escapes at the front of `text` and leaves what comes after them: a malformed escape, or
+/// nothing.
+std::string takeDecoded(std::string_view& text) {
     std::string decoded;
     decoded.reserve(text.size());
     while (true) {
         const std::size_t plain = std::min(text.find('%'), text.size());
         decoded += text.substr(0, plain);
         text.remove_prefix(plain);
-        if (text.empty()) {
-            return decoded;
-        }
         unsigned char byte = 0;
-        const bool complete = text.size() > 2;
-        if (!complete || std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr != text.data() + 3) {
-            return std::nullopt;
+        if (!readEscape(text, byte)) {
+            return decoded;
         }
         decoded += static_cast<char>(byte);
         text.remove_prefix(3);
     }
+}
+
+bool isControlCharacter(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
 bool startsWithIgnoringCase(std::string_view text, std::string_view lowerCasePrefix) {
@@ -99,37 +107,59 @@ FileURL FileURL::fromPath(std::string_view path) {
     return ofAbsolutePath(absolute);
 }
 
-std::optional<FileURL> FileURL::parse(std::string_view text) {
+bool FileURL::hasScheme(std::string_view text) {
+    return startsWithIgnoringCase(text, scheme);
+}
+
+std::optional<FileURL> FileURL::parse(std::string_view text, std::string* fault) {
     if (text.starts_with("file:///") &&
         std::all_of(text.begin() + beginning.size(), text.end(), standsForItselfInPath)) {
         return FileURL(text);
     }
-    if (!startsWithIgnoringCase(text, scheme)) {
+    const auto refuse = [fault](const std::string& reason) {
+        if (fault != nullptr) {
+            *fault = reason;
+        }
         return std::nullopt;
+    };
+    if (!hasScheme(text)) {
+        return refuse("it is not a file: URL");
     }
     text.remove_prefix(scheme.size());
-    if (text.starts_with("//")) {
+    const bool hasHost = text.starts_with("//");
+    if (hasHost) {
         text.remove_prefix(2);
         constexpr std::string_view thisHost = "localhost";
         if (startsWithIgnoringCase(text, thisHost)) {
             text.remove_prefix(thisHost.size());
         }
     }
-    const auto forbidden = [](char c) {
-        return c == '?' || c == '#' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-    };
-    if (!text.starts_with('/') || std::any_of(text.begin(), text.end(), forbidden)) {
-        return std::nullopt;
+    if (!text.starts_with('/')) {
+        return refuse(hasHost ? "it names a host; a file on this machine is file:///path"
+                              : "the path of a file: URL is absolute, as in file:///path");
     }
-    const auto path = percentDecoded(text);
-    if (!path || path->find('\0') != std::string::npos) {
-        return std::nullopt;
+    if (text.find('?') != std::string_view::npos) {
+        return refuse("a file: URL has no query; write %3F for a \"?\" in a name");
     }
-    return ofAbsolutePath(*path);
+    if (text.find('#') != std::string_view::npos) {
+        return refuse("a file: URL has no fragment; write %23 for a \"#\" in a name");
+    }
+    if (std::any_of(text.begin(), text.end(), isControlCharacter)) {
+        return refuse("a URL has no control characters; write %0A for a newline, and so on");
+    }
+    const std::string path = takeDecoded(text);
+    if (!text.empty()) {
+        return refuse(inQuotes(text.substr(0, 3)) + " is not a percent escape; write %25 for a \"%\"");
+    }
+    if (path.find('\0') != std::string::npos) {
+        return refuse("no path holds a zero byte (%00)");
+    }
+    return ofAbsolutePath(path);
 }
 
 std::string FileURL::path() const {
-    return *percentDecoded(text().substr(beginning.size()));
+    std::string_view encoded = text().substr(beginning.size());
+    return takeDecoded(encoded);
 }
 
 } // namespace Orvex

@@ -17,10 +17,13 @@ class FileURL {
     /// relative and the current folder is gone.
     [[nodiscard]] static FileURL fromPath(std::string_view path);
 
+    /// Whether the text begins with "file:", in any letter case.
+    [[nodiscard]] static bool hasScheme(std::string_view text);
+
     /// Reads `file:///path`, `file://localhost/path` or `file:/path`. No value for another scheme, another
     /// host, a query or fragment, a malformed escape, or a path with a control character in the clear or an
-    /// encoded NUL.
-    [[nodiscard]] static std::optional<FileURL> parse(std::string_view text);
+    /// encoded NUL: `fault`, if there is one, becomes the reason and what helps, for an error.
+    [[nodiscard]] static std::optional<FileURL> parse(std::string_view text, std::string* fault = nullptr);
 
     /// In printable ASCII, without double quotes or backslashes. The view lives as long as any copy of the
     /// URL.

@@ -79,7 +79,10 @@ std::size_t RegularFile::read(std::span<char> buffer) const {
 }
 
 std::string readWholeFile(const std::string& path, std::uintmax_t largest) {
-    const RegularFile file(path);
+    return readWholeFile(RegularFile(path), largest);
+}
+
+std::string readWholeFile(const RegularFile& file, std::uintmax_t largest) {
     if (file.size() > largest) {
         throw FileError("it has " + std::to_string(file.size()) + " bytes, more than the " +
                         std::to_string(largest) + " that are read");

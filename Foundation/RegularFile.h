@@ -38,6 +38,9 @@ class RegularFile {
     /// that were. Throws `FileError`.
     [[nodiscard]] std::size_t read(std::span<char> buffer) const;
 
+    /// At the time of opening.
+    [[nodiscard]] const struct stat& status() const noexcept { return status_; }
+
     [[nodiscard]] int descriptor() const noexcept { return file_.get(); }
 
   private:
@@ -48,6 +51,7 @@ class RegularFile {
 };
 
 /// The whole content of a regular file. Throws `FileError`, also when it has more than `largest` bytes.
+[[nodiscard]] std::string readWholeFile(const RegularFile& file, std::uintmax_t largest);
 [[nodiscard]] std::string readWholeFile(const std::string& path, std::uintmax_t largest);
 
 } // namespace Orvex

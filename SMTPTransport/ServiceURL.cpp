@@ -11,6 +11,8 @@
 #include <curl/curl.h>
 #include <memory>
 #include <netinet/in.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Orvex {
 
@@ -52,7 +54,13 @@ std::string passwordOf(const std::string& user, const std::string& host) {
     std::optional<std::string> password;
     if (const char* const home = std::getenv("HOME"); home != nullptr) {
         try {
-            password = passwordInNetrc(readWholeFile(std::string(home) + "/.netrc", largest), machine, user);
+            const RegularFile netrc(std::string(home) + "/.netrc");
+            // One of root's is a mounted secret: its modes are not the user's to choose.
+            if (netrc.status().st_uid == geteuid() && (netrc.status().st_mode & (S_IRGRP | S_IROTH)) != 0) {
+                fail("names a user, and others may read the passwords in ~/.netrc; close it: chmod go= "
+                     "~/.netrc");
+            }
+            password = passwordInNetrc(readWholeFile(netrc, largest), machine, user);
         } catch (const FileError& error) {
             fail("names a user, and there is no password in ~/.netrc: " + std::string(error.what()));
         }

@@ -2,16 +2,36 @@
 
 #include "Foundation/QuotedText.h"
 #include "Orvex/store/SendingService.h"
+#include <algorithm>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
 namespace Orvex {
 
+namespace {
+
+int openInner(int outer, const std::string& name, const std::string& path) {
+    const int opened = openat(outer, name.c_str(), openFolder);
+    if (opened < 0) {
+        const int error = errno;
+        struct stat status {};
+        if (fstatat(outer, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode)) {
+            throw SendingServiceError(inQuotes(path) +
+                                      " is a symbolic link, which may lead messages elsewhere; put a folder "
+                                      "in its place");
+        }
+        errno = error;
+    }
+    return checked(opened, "cannot open " + inQuotes(path));
+}
+
+} // namespace
+
 Folder::Folder(int outer, const std::string& name, std::string path)
-    : path_(std::move(path)),
-      descriptor_(checked(openat(outer, name.c_str(), openFolder), "cannot open " + inQuotes(path_))) {
+    : path_(std::move(path)), descriptor_(openInner(outer, name, path_)) {
     struct stat status {};
     checked(fstat(get(), &status), "cannot look at " + inQuotes(path_));
     if (status.st_uid != geteuid()) {
@@ -38,8 +58,33 @@ void Folder::sync() const {
     checked(fsync(get()), "cannot sync " + inQuotes(path_));
 }
 
-void Folder::lock() const {
-    checked(flock(get(), LOCK_EX), "cannot lock " + inQuotes(path_));
+void Folder::refuseUnlessPrivate() const {
+    struct stat status {};
+    checked(fstat(get(), &status), "cannot look at " + inQuotes(path_));
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        throw SendingServiceError(inQuotes(path_) +
+                                  " is open to others, who could keep messages from being sent; close it: "
+                                  "chmod go= " +
+                                  inQuotes(path_));
+    }
+}
+
+void Folder::lock(std::chrono::milliseconds longest) const {
+    using std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds longestPause{64};
+    const steady_clock::time_point deadline = steady_clock::now() + longest;
+    for (std::chrono::milliseconds pause{1}; flock(get(), LOCK_EX | LOCK_NB) != 0;
+         pause = std::min(2 * pause, longestPause)) {
+        if (errno != EWOULDBLOCK) {
+            checked(-1, "cannot lock " + inQuotes(path_));
+        }
+        if (steady_clock::now() >= deadline) {
+            throw SendingServiceError("another process has kept " + inQuotes(path_) + " locked for " +
+                                      std::to_string(longest.count() / 1000) +
+                                      " s; lslocks shows which; try again when it has ended");
+        }
+        std::this_thread::sleep_for(pause);
+    }
 }
 
 bool Folder::tryLock() const {

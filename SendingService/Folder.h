@@ -2,6 +2,7 @@
 
 #include "Foundation/FileDescriptor.h"
 #include <cerrno>
+#include <chrono>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -40,8 +41,13 @@ class Folder {
     /// Makes what was made, moved or removed inside survive a crash.
     void sync() const;
 
+    /// Throws `SendingServiceError` where the group or others have any right: who may open a folder can
+    /// lock it.
+    void refuseUnlessPrivate() const;
+
     // A lock goes with this object or its process, or before.
-    void lock() const;
+    /// Throws `SendingServiceError` when somebody else has it for `longest`.
+    void lock(std::chrono::milliseconds longest = std::chrono::seconds(30)) const;
     /// Whether nobody else had it.
     [[nodiscard]] bool tryLock() const;
     void unlock() const;

@@ -203,6 +203,7 @@ OutboxEntry putIntoOutbox(const std::filesystem::path& folder, const VideoMessag
         makePrivateFolders(folder);
         Folder outbox(folder);
         const Folder tmp = outbox.inner("tmp");
+        tmp.refuseUnlessPrivate();
         const Folder published = outbox.inner("new");
         // Also when they were there: who made them may have died before they were synced.
         outbox.sync();

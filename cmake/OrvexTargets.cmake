@@ -11,9 +11,8 @@ function(orvex_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;HEADERS;PUBLIC;PRIVATE")
   add_library(${name} STATIC ${arg_SOURCES})
   add_library(Orvex::${name} ALIAS ${name})
-  # A module that is loaded may have a copy of it. Where nobody puts other functions in the place of its own, it is as
-  # quick as without position-independent code.
-  set_target_properties(${name} PROPERTIES OUTPUT_NAME orvex-${name} POSITION_INDEPENDENT_CODE ON)
+  # Where nobody puts other functions in the place of its own, it is as quick as without position-independent code.
+  set_target_properties(${name} PROPERTIES OUTPUT_NAME orvex-${name})
   target_compile_options(${name} PRIVATE -fno-semantic-interposition)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${arg_HEADERS})

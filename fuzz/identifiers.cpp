@@ -1,3 +1,4 @@
+#include "Foundation/ConnectionString.h"
 #include "Foundation/FileURL.h"
 #include "Foundation/LetterCase.h"
 #include "Foundation/Number.h"
@@ -44,12 +45,23 @@ void tryNumber(std::string_view text) {
     }
 }
 
+void tryConnectionString(std::string_view text) {
+    const std::string shown = withoutSecrets(text);
+    if (isConnectionString(text)) {
+        expect(shown.ends_with("...") && shown.find_first_of("@= ") == std::string::npos,
+               "of a connection string, the scheme alone is shown");
+    } else {
+        expect(shown == text, "anything else is shown");
+    }
+}
+
 } // namespace
 
 /// The input is a word of the command line, or a value of a store or a transcript.
 void tryInput(std::string_view input) {
     tryUUID(input);
     tryURL(input);
+    tryConnectionString(input);
     tryNumber(input);
 }
 

@@ -194,6 +194,29 @@ TEST_F(EndToEndTest, KeepsTheStoreInTheUsersDataFolder) {
               "orvex: cannot tell where the message store is: HOME is not set; give --store <path>\n");
 }
 
+TEST_F(EndToEndTest, AStoreIsNamedByAPathOrAURL) {
+    const auto store = [&](const std::string& word, const std::string& command) {
+        return runOrvex({"--store", word, command});
+    };
+    const std::string url(FileURL::fromPath((folder / "a b").native()).text());
+    for (const std::string& word : {url, "FILE:" + url.substr(7), (folder / "a b").native()}) {
+        EXPECT_EQ(store(word, "save-message").status, 0) << word;
+    }
+    EXPECT_EQ(wait(SQLiteMessageStore(folder / "a b").messageCount()), 3);
+
+    for (const std::string& word :
+         {url + "?mode=ro", std::string("file:a"), std::string("host=db password=secret"),
+          std::string("postgresql//u:secret@h/d")}) {
+        const ProgramRun run = store(word, "save-message");
+        EXPECT_EQ(run.status, 64) << word;
+        EXPECT_THAT(run.errors, testing::Not(testing::HasSubstr("secret")));
+    }
+    for (const std::string word : {"smtp:/u:secret@h", "u:secret@h", "http://u:secret@h"}) {
+        EXPECT_THAT(runOrvex({"--sending-service", word, "save-message"}).errors,
+                    testing::StartsWith("orvex: invalid value for --sending-service: expected a URL"));
+    }
+}
+
 TEST_F(EndToEndTest, ShowsTheHelpThatUsersKnow) {
     EXPECT_EQ(runOrvex({}), runOrvex({"--help"}));
     for (const std::string& topic : helpTopics()) {

@@ -1,3 +1,4 @@
+#include "Foundation/ConnectionString.h"
 #include "Foundation/Description.h"
 #include "Foundation/FatalError.h"
 #include "Foundation/FileURL.h"
@@ -99,6 +100,50 @@ TEST(FileURL, ReadsURLs) {
           "file:///a?b"sv, "file:///a#b"sv, "file:///a\nb"sv, "file:///a\x1f"sv, "file:///a\x7f"sv,
           "file:///a%41"sv.substr(0, 11), "/a"sv, ""sv}) {
         EXPECT_FALSE(FileURL::parse(text)) << text;
+    }
+    const std::pair<std::string_view, std::string> faults[] = {
+        {"file:a", "the path of a file: URL is absolute, as in file:///path"},
+        {"file://elsewhere/a", "it names a host; a file on this machine is file:///path"},
+        {"file:///a?b", "a file: URL has no query; write %3F for a \"?\" in a name"},
+        {"file:///a#b", "a file: URL has no fragment; write %23 for a \"#\" in a name"},
+        {"file:///a%41%4", "\"%4\" is not a percent escape; write %25 for a \"%\""},
+        {"file:///100%zz", "\"%zz\" is not a percent escape; write %25 for a \"%\""},
+    };
+    for (const auto& [text, expected] : faults) {
+        std::string fault;
+        EXPECT_FALSE(FileURL::parse(text, &fault));
+        EXPECT_EQ(fault, expected) << text;
+    }
+}
+
+TEST(ConnectionString, IsNeverRepeated) {
+    const std::pair<std::string_view, std::string> cases[] = {
+        {"postgresql://u:secret@h/d", "postgresql://..."},
+        {"PG://u:secret@h", "PG://..."},
+        {"u:secret@h://x", "..."},
+        {"password=secret service=http://x", "..."},
+        {"--postgresql://u:secret@h", "--postgresql://..."},
+        {"--Postgresql//u:secret@h", "..."},
+        {"postgresql//u:secret@h/d", "..."},
+        {"postgres:secret", "..."},
+        {"SMTPS:/u:secret@h", "..."},
+        {"host=db password=secret", "..."},
+        {"\tHost = db password=secret", "..."},
+        {"passwort=secret", "passwort=secret"},
+        {"hostt=secret", "..."},
+        {"file:///a?://b", "file:///a?://b"},
+        {"File:/smtp://a", "File:/smtp://a"},
+        {"./host=db", "./host=db"},
+        {"options/a=b", "options/a=b"},
+        {"/postgres:a", "/postgres:a"},
+        {"postgresql.db", "postgresql.db"},
+        {"smtp/a", "smtp/a"},
+        {"c:a", "c:a"},
+        {"", ""},
+    };
+    for (const auto& [word, shown] : cases) {
+        EXPECT_EQ(withoutSecrets(word), shown);
+        EXPECT_EQ(isConnectionString(word), word != shown) << word;
     }
 }
 

@@ -1,8 +1,10 @@
 #include "FailingSystemCalls.h"
 #include "Foundation/FileDescriptor.h"
+#include "SendingService/Folder.h"
 #include "SendingService/OutboxSendingService.h"
 #include "Support.h"
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -73,6 +75,7 @@ class OutboxTest : public testing::Test {
         remove_all(outbox.parent_path());
         create_directories(outbox / "new");
         create_directories(outbox / "tmp" / abandoned);
+        permissions(outbox / "tmp", std::filesystem::perms::owner_all);
         writeFile(outbox / "tmp" / abandoned / "video.MOV", "moving");
     }
 
@@ -113,6 +116,7 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
                             outbox / "tmp" / UUID::random().text()};
     create_directories(notOurs[0]);
     create_directories(notOurs[1]);
+    permissions(outbox / "tmp", std::filesystem::perms::owner_all);
     writeFile(notOurs[2], "");
     const VideoMessageRequest message = request();
     ASSERT_EQ(errorOfSending(message), "");
@@ -356,6 +360,42 @@ TEST_F(OutboxTest, BelongsToTheSender) {
                       "\" belongs to user 65534; an outbox, its tmp/ and its new/ must belong to the user "
                       "who sends, 0");
         EXPECT_EQ(readFile(outbox / "tmp" / abandoned / "video.MOV"), "moving");
+    }
+}
+
+TEST_F(OutboxTest, NobodyElseCanKeepAMessageFromBeingSent) {
+    const path tmp = outbox / "tmp";
+    ASSERT_EQ(errorOfSending(), "");
+    const std::pair<mode_t, bool> modes[] = {{0740, false}, {0710, false}, {0704, false},
+                                             {0701, false}, {02700, true}, {0700, true}};
+    for (const auto& [mode, isPrivate] : modes) {
+        ASSERT_EQ(chmod(tmp.c_str(), mode), 0);
+        EXPECT_EQ(errorOfSending(), isPrivate ? ""
+                                              : "cannot put the video message into the outbox \"" +
+                                                    outbox.native() + "\": \"" + tmp.native() +
+                                                    "\" is open to others, who could keep messages from "
+                                                    "being sent; close it: chmod go= \"" +
+                                                    tmp.native() + "\"")
+            << mode;
+    }
+    // Who could open it before it was closed may keep a lock.
+    FileDescriptor stranger(open(tmp.c_str(), O_RDONLY | O_DIRECTORY));
+    ASSERT_EQ(flock(stranger.get(), LOCK_SH), 0);
+    const Folder locked(tmp);
+    constexpr std::chrono::milliseconds patience{20};
+    EXPECT_THROW(locked.lock(patience), SendingServiceError);
+    stranger = FileDescriptor();
+    EXPECT_NO_THROW(locked.lock(patience));
+}
+
+TEST_F(OutboxTest, SaysThatALinkIsOne) {
+    for (const path& place : {outbox, outbox / "tmp", outbox / "new"}) {
+        remove_all(outbox.parent_path());
+        create_directories(place.parent_path());
+        create_directory_symlink(folder / "", place);
+        EXPECT_THAT(errorOfSending(), testing::EndsWith(": \"" + place.native() +
+                                                        "\" is a symbolic link, which may lead messages "
+                                                        "elsewhere; put a folder in its place"));
     }
 }
 

@@ -3,15 +3,19 @@
 #include "SMTPServer.h"
 #include "SMTPTransport/Netrc.h"
 #include "SMTPTransport/SMTPSendingService.h"
+#include "SMTPTransport/ServiceURL.h"
 #include "Support.h"
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 #include <tuple>
+#include <unistd.h>
 
 namespace Orvex::Testing {
 namespace {
@@ -376,12 +380,33 @@ TEST_F(SMTPTransportTest, TakesTheUsersOwnPassword) {
         "and there is no password ";
     EXPECT_EQ(errorOfSending(request(), "smtp://ann@host"),
               beginning + "in ~/.netrc: it cannot be read: No such file or directory");
-    writeFile(folder / ".netrc", "machine host login bob password secret");
+    const path netrc = folder / ".netrc";
+    writeFile(netrc, "machine host login bob password secret");
+    permissions(netrc, std::filesystem::perms(0600));
     EXPECT_EQ(errorOfSending(request(), "smtp://ann@host"),
               beginning + "for this one in ~/.netrc; add it: machine HOST login USER password PASSWORD");
     EXPECT_FALSE(exists(outbox));
+    for (const auto mode : {0640, 0604}) {
+        permissions(netrc, std::filesystem::perms(mode));
+        EXPECT_EQ(errorOfSending(request(), "smtp://bob@host"),
+                  "cannot send the video message: the URL of the sending service names a user, and others "
+                  "may read the passwords in ~/.netrc; close it: chmod go= ~/.netrc");
+    }
+    // One of root's, where somebody else runs.
+    if (geteuid() == 0) {
+        permissions(netrc, std::filesystem::perms(0644));
+        permissions(folder / "", std::filesystem::perms::all);
+        const auto readAsAnother = [](int) {
+            if (setuid(65534) != 0) {
+                throw std::runtime_error("still root");
+            }
+            _exit(ServiceURL::parse("smtp://bob@host").password == "secret" ? 0 : 1);
+        };
+        EXPECT_THAT(runInProcesses(1, readAsAnother), ElementsAre(0));
+    }
+    permissions(netrc, std::filesystem::perms(0600));
 
-    writeFile(folder / ".netrc", "machine 127.0.0.1 login ann password secret");
+    writeFile(netrc, "machine 127.0.0.1 login ann password secret");
     const std::string url = server.url("ann@127.0.0.1");
     for (const std::string answer : {"250 sender", "530 log in"}) {
         server.follow({{"MAIL ", answer}});
@@ -501,6 +526,7 @@ class MailServerTest : public SMTPTransportTest {
         create_directory(received);
         writeFile(folder / ".netrc", "machine localhost login ann password secret\n"
                                      "machine localhost login bob password secret\n");
+        permissions(folder / ".netrc", std::filesystem::perms(0600));
         setenv("HOME", folder.operator/("").c_str(), 1);
         EXPECT_EQ(runProgram({"sh", "-c",
                               "cd '" + (folder / "").native() +
@@ -588,6 +614,35 @@ TEST_F(MailServerTest, IsReachedByAModuleThatIsLoadedWhenItIsAskedFor) {
                           video, "--sender-handle", "me", "--destination-handles", "you"}),
               (ProgramRun{"", "", 0}));
     EXPECT_EQ(send("http://localhost").status, 64);
+
+    // It is loaded only where nobody else can have put it there.
+    const path built = path(ORVEX_PROGRAM).replace_filename("smtp-" ORVEX_VERSION ".so");
+    const path module = folder / built.filename().native();
+    const auto copied = [&] { copy_file(built, module); };
+    const bool isRoot = geteuid() == 0;
+    const auto give = [&](const path& file) {
+        if (isRoot) {
+            EXPECT_EQ(chown(file.c_str(), 65534, 65534), 0);
+        }
+    };
+    const std::pair<std::function<void()>, std::string> cases[] = {
+        {[&] { create_symlink(built, module); }, "it is a symbolic link"},
+        {[&] { EXPECT_EQ(mkfifo(module.c_str(), 0600), 0); }, "it is not a regular file"},
+        {[&] { copied(), permissions(module, std::filesystem::perms(0646)); }, "everybody may write it"},
+        {[&] { copied(), give(module); },
+         isRoot ? "it belongs to user 65534, neither to root nor to the program's owner, user 0" : ""},
+        {[&] { copied(), give(module), give(alone); }, ""},
+        {[&] { copied(); }, ""},
+    };
+    for (const auto& [place, fault] : cases) {
+        place();
+        EXPECT_THAT(send("smtp://localhost:1", alone).errors,
+                    testing::HasSubstr(fault.empty() ? "\"ann@example.com\" deferred ("
+                                                     : "orvex: the module \"" + module.native() +
+                                                           "\" is not loaded: " + fault +
+                                                           "; install the package orvex-smtp again\n"));
+        std::filesystem::remove(module);
+    }
 }
 
 } // namespace

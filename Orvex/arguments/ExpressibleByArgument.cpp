@@ -57,7 +57,12 @@ std::optional<FileURL> ArgumentConversion<FileURL>::parse(std::string_view word)
     if (word.empty()) {
         return std::nullopt;
     }
-    return hasURLScheme(word) ? FileURL::parse(word) : FileURL::fromPath(word);
+    if (FileURL::hasScheme(word)) {
+        std::string fault;
+        std::optional<FileURL> url = FileURL::parse(word, &fault);
+        return url ? url : throw InvalidValue(fault);
+    }
+    return hasURLScheme(word) ? std::nullopt : std::optional(FileURL::fromPath(word));
 }
 
 ValueSyntax ArgumentConversion<FileURL>::syntax() {

@@ -6,6 +6,7 @@
 #include <concepts>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,9 +25,17 @@ struct ValueSyntax {
     std::vector<std::string> meanings;
     /// Whether a value is the path of a file.
     bool isPath = false;
+    /// Whether a misspelt value may hold a password, so that no error repeats it.
+    bool isSecret = false;
 };
 
-/// Says how a type is read from a word of the command line; specialised for each such type.
+/// Why a word is not a value of a type, and what helps: thrown by a conversion that can tell.
+class InvalidValue : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Says how a type is read from a word of the command line; specialised for each such type. `parse` has no
+/// value for a word that is none, or throws `InvalidValue`.
 template <class T>
 struct ArgumentConversion;
 

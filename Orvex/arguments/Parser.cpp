@@ -1,5 +1,6 @@
 #include "Orvex/arguments/Parser.h"
 
+#include "Foundation/ConnectionString.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
@@ -106,12 +107,18 @@ class Parser {
     }
 
     static void take(Property& property, std::string_view name, std::string_view value) {
-        if (property.take(value)) {
-            return;
-        }
         const ValueSyntax syntax = property.syntax();
-        std::string fault = "invalid value " + inQuotes(withoutSecrets(value)) + " for " + std::string(name) +
-                            ": expected " + syntax.expected;
+        std::string fault = "invalid value " +
+                            (syntax.isSecret ? "" : inQuotes(withoutSecrets(value)) + " ") + "for " +
+                            std::string(name) + ": ";
+        try {
+            if (property.take(value)) {
+                return;
+            }
+        } catch (const InvalidValue& reason) {
+            throw UsageError(fault + reason.what());
+        }
+        fault += "expected " + syntax.expected;
         const std::size_t nearValue = nearest(value, syntax.values);
         const std::size_t nearMeaning =
             syntax.meanings.empty() ? syntax.values.size() : nearest(value, syntax.meanings);
@@ -129,14 +136,6 @@ class Parser {
 };
 
 } // namespace
-
-std::string withoutSecrets(std::string_view word) {
-    constexpr std::string_view mark = "://";
-    const std::size_t at = word.find(mark);
-    return at == std::string_view::npos || word.starts_with("file:")
-               ? std::string(word)
-               : std::string(word.substr(0, at + mark.size())) + "...";
-}
 
 std::vector<std::string> allSpellings(std::span<const BoundProperty> properties) {
     std::vector<std::string> all;

@@ -17,10 +17,6 @@ class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A word as an error may repeat it: without what follows the scheme of a URL, where a password may be, but
-/// for a file's.
-[[nodiscard]] std::string withoutSecrets(std::string_view word);
-
 /// Options that belong to another place on the command line: an error names the place to whoever gives them
 /// here.
 struct OptionsElsewhere {

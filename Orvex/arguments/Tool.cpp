@@ -1,5 +1,6 @@
 #include "Orvex/arguments/Tool.h"
 
+#include "Foundation/ConnectionString.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/arguments/CompletionScript.h"
 #include "Orvex/arguments/Help.h"

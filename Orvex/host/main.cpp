@@ -1,3 +1,4 @@
+#include "Foundation/ConnectionString.h"
 #include "Foundation/FileURL.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/AllCommands.h"
@@ -18,6 +19,41 @@
 
 namespace Orvex {
 
+/// Where messages are kept: in a file, or in a database on a server.
+struct StoreLocation {
+    std::filesystem::path file;
+    /// A connection URI of libpq; empty for a file.
+    std::string uri;
+};
+
+template <>
+struct ArgumentConversion<StoreLocation> {
+    static std::optional<StoreLocation> parse(std::string_view word) {
+        if (word.starts_with("postgresql://") || word.starts_with("postgres://")) {
+            return StoreLocation{.file = {}, .uri = std::string(word)};
+        }
+        if (word.empty() || isConnectionString(word)) {
+            return std::nullopt;
+        }
+        if (FileURL::hasScheme(word)) {
+            return StoreLocation{.file = ArgumentConversion<FileURL>::parse(word)->path(), .uri = {}};
+        }
+        return StoreLocation{.file = word, .uri = {}};
+    }
+    static std::string text(const StoreLocation& location) {
+        return location.uri.empty() ? location.file.native() : location.uri;
+    }
+    static ValueSyntax syntax() {
+        return {.placeholder = "<path>",
+                .expected =
+                    "a path (begin it with \"./\" if it has the look of a connection string), or a URI "
+                    "such as postgresql://user@host/database",
+                .values = {},
+                .meanings = {},
+                .isPath = true};
+    }
+};
+
 /// What delivers video messages, by its URL.
 struct ServiceLocation {
     std::string url;
@@ -34,7 +70,8 @@ struct ArgumentConversion<ServiceLocation> {
         return {.placeholder = "<url>",
                 .expected = "a URL such as smtp://mail.example.com or smtps://ann@mail.example.com",
                 .values = {},
-                .meanings = {}};
+                .meanings = {},
+                .isSecret = true};
     }
 };
 
@@ -45,10 +82,11 @@ namespace {
 using namespace Orvex;
 
 struct HostOptions {
-    Option<std::optional<std::filesystem::path>> store{
+    Option<std::optional<StoreLocation>> store{
         std::nullopt,
         {derivedLong},
-        "The file of the message store, or the postgresql://... URI of one on a server. Without it: "
+        "The file of the message store (its path or file: URL), or the postgresql://... URI of one on a "
+        "server. Without it: "
         "orvex/messages.db in $XDG_DATA_HOME, or else in ~/.local/share."};
 
     Option<std::optional<ServiceLocation>> sendingService{
@@ -107,19 +145,16 @@ std::filesystem::path userDataFolder() {
 
 /// Puts a store, and the outbox beside it or else beside the default one, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
-    const std::string location = options.store->value_or("").native();
+    const std::optional<StoreLocation>& store = *options.store;
     std::function<std::filesystem::path()> outbox;
-    // One that is misspelt as well: as a path, a password in it would be shown.
-    if (location.find("://") != std::string::npos || location.starts_with("postgresql:") ||
-        location.starts_with("postgres:")) {
-        MessageStoreClient::setStoreFactory([location] {
-            return makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", location.c_str());
+    if (store && !store->uri.empty()) {
+        MessageStoreClient::setStoreFactory([uri = store->uri] {
+            return makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", uri.c_str());
         });
         // Only who sends something needs a home.
         outbox = [] { return userDataFolder() / "orvex/outbox"; };
     } else {
-        const std::filesystem::path given =
-            options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
+        const std::filesystem::path given = store ? store->file : userDataFolder() / "orvex/messages.db";
         const std::filesystem::path file = FileURL::fromPath(given.native()).path();
         MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
         outbox = [folder = file.parent_path()] { return folder / "outbox"; };
