@@ -169,7 +169,9 @@ steady_clock::duration patience(const Location::Parameters& parameters) {
 } // namespace
 
 Error::Error(std::string code, const std::string& message, bool endsConnection)
-    : std::runtime_error(joinedLines(message)), code_(std::move(code)), endsConnection_(endsConnection) {}
+    : std::runtime_error(message.empty() ? "the server gives no reason" : joinedLines(message)),
+      code_(std::move(code)),
+      endsConnection_(endsConnection) {}
 
 void refuseAnswer(std::string_view command, const std::string& answer) {
     throw std::runtime_error("the server answered " + std::string(command) + " with " + answer +
