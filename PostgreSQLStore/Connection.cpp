@@ -1,10 +1,12 @@
 #include "PostgreSQLStore/Connection.h"
 
 #include "Foundation/Number.h"
+#include "Foundation/QuotedText.h"
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/ip/address.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -23,11 +25,16 @@ namespace asio = boost::asio;
 using std::chrono::steady_clock;
 
 constexpr std::size_t longestValue = 16 << 20;
+constexpr std::size_t longestMessage = 2000;
+constexpr int binary = 1;
 
 using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
 
-/// libpq's messages have several lines, indented ones among them.
+/// libpq's messages have several lines, indented ones among them, and a server's any length.
 std::string joinedLines(std::string_view text) {
+    if (text.size() > longestMessage) {
+        return joinedLines(text.substr(0, longestMessage)) + "...";
+    }
     std::string line;
     for (const char c : text) {
         if (c == '\n') {
@@ -65,6 +72,16 @@ Error errorIn(const PGresult* result) {
             field(result, PG_DIAG_SEVERITY_NONLOCALIZED) != "ERROR"};
 }
 
+/// What a server repeats when it has run a statement.
+std::string_view firstWord(std::string_view statement) {
+    constexpr std::string_view space = " \n";
+    statement.remove_prefix(std::min(statement.find_first_not_of(space), statement.size()));
+    return statement.substr(0, statement.find_first_of(space));
+}
+
+/// The statements that tell how many rows they concern.
+constexpr std::array countingCommands = {"SELECT", "INSERT", "UPDATE", "DELETE"};
+
 /// libpq's socket, lent to an event loop.
 struct Socket {
     Socket(const asio::any_io_executor& executor, int handle) : descriptor(executor, handle) {}
@@ -88,6 +105,13 @@ Location::Parameters parametersOf(PGconn* connection) {
     return parameters;
 }
 
+constexpr auto channelBinding = "channel_binding";
+constexpr auto channelBindingHelp =
+    "a password goes to another machine only if that proves who it is: by a certificate for its name, with "
+    "sslmode=verify-full in the URI or the service file, or, as was tried, by knowing the password, through "
+    "SCRAM with channel binding; channel_binding=disable permits to tell it to anyone who answers there; a "
+    "pooler, which cannot bind the channel, needs sslmode=verify-full or channel_binding=disable";
+
 /// The parameters that list hosts, each as many as the others, or one for all.
 constexpr std::array hostLists = {"host", "hostaddr", "port"};
 
@@ -110,6 +134,28 @@ void dropFirstHost(Location::Parameters& parameters) {
     }
 }
 
+/// Says whether what is said to the current host stays on this machine.
+bool isOnThisMachine(const PGconn* connection) {
+    const std::string_view address = PQhostaddr(connection);
+    if (address.empty()) {
+        const std::string_view host = PQhost(connection);
+        return host.starts_with('/') || host.starts_with('@');
+    }
+    boost::system::error_code fault;
+    return asio::ip::make_address(address, fault).is_loopback() && !fault;
+}
+
+/// Says whether libpq would tell the password to anyone who answers at the address of the current host.
+/// `parameters` are all of the connection. `channel_binding=prefer` is the default, and nobody's decision.
+bool tellsAnyone(const PGconn* connection, const Location::Parameters& parameters) {
+    const auto is = [&](const char* keyword, std::string_view value) {
+        const auto found = parameters.find(keyword);
+        return found != parameters.end() && found->second == value;
+    };
+    return *PQpass(connection) != '\0' && !isOnThisMachine(connection) && !is("sslmode", "verify-full") &&
+           is(channelBinding, "prefer");
+}
+
 /// How long one host is given to let the client in.
 steady_clock::duration patience(const Location::Parameters& parameters) {
     const auto found = parameters.find("connect_timeout");
@@ -123,13 +169,20 @@ steady_clock::duration patience(const Location::Parameters& parameters) {
 } // namespace
 
 Error::Error(std::string code, const std::string& message, bool endsConnection)
-    : std::runtime_error(joinedLines(message)), code_(std::move(code)), endsConnection_(endsConnection) {}
+    : std::runtime_error(message.empty() ? "the server gives no reason" : joinedLines(message)),
+      code_(std::move(code)),
+      endsConnection_(endsConnection) {}
+
+void refuseAnswer(std::string_view command, const std::string& answer) {
+    throw std::runtime_error("the server answered " + std::string(command) + " with " + answer +
+                             ", as no PostgreSQL server does; check that the address is the right one");
+}
 
 bool Row::isNull(int column) const {
     return PQgetisnull(result_, 0, column) != 0;
 }
 
-std::string_view Row::bytes(int column, unsigned type) const {
+std::string_view Row::bytes(int column, const ServerType& type) const {
     const auto check = [&](bool isGood, const char* fault) {
         if (!isGood) {
             throw std::runtime_error("its tables are not those of a message store: " + columnName(column) +
@@ -137,9 +190,11 @@ std::string_view Row::bytes(int column, unsigned type) const {
         }
     };
     check(!isNull(column), " is NULL");
-    check(PQftype(result_, column) == type, " is of another type");
+    check(PQftype(result_, column) == type.ofValue && PQfformat(result_, column) == binary,
+          " is of another type");
     const auto size = static_cast<std::size_t>(PQgetlength(result_, 0, column));
     check(size <= longestValue, " has more than 16777216 bytes");
+    check(type.size == anySize || type.size == size, " is of another size");
     return {PQgetvalue(result_, 0, column), size};
 }
 
@@ -167,12 +222,20 @@ void Connection::fail() {
     throw Error("", PQerrorMessage(connection_.get()), true);
 }
 
+void Connection::failLate() {
+    throw Timeout("the server does not answer in time; try again when it is less busy, or give another host");
+}
+
 Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
     using namespace asio::experimental::awaitable_operators;
     const asio::any_io_executor executor = co_await asio::this_coro::executor;
     const int handle = PQsocket(connection_.get());
     if (handle < 0) {
         fail();
+    }
+    // A server that keeps talking would win each race against the timer.
+    if (steady_clock::now() >= deadline_) {
+        failLate();
     }
     Socket socket(executor, handle);
     if (deadline_ == never) {
@@ -184,8 +247,7 @@ Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
     Async<void> isLate = timer.async_wait(asio::use_awaitable);
     Async<std::variant<std::monostate, std::monostate>> either = std::move(isReady) || std::move(isLate);
     if ((co_await std::move(either)).index() != 0) {
-        throw Timeout(
-            "the server does not answer in time; try again when it is less busy, or give another host");
+        failLate();
     }
 }
 
@@ -221,6 +283,8 @@ Async<void> Connection::connect(Location::Parameters parameters, Deadline deadli
     if (connection == nullptr) {
         throw std::bad_alloc();
     }
+    // libpq would wait inside a call for a server that takes nothing.
+    PQsetnonblocking(connection, 1);
     PQsetErrorVerbosity(connection, errorText == ErrorText::code ? PQERRORS_SQLSTATE : PQERRORS_TERSE);
     // What the server mentions by the way is not for standard error.
     PQsetNoticeReceiver(
@@ -229,46 +293,83 @@ Async<void> Connection::connect(Location::Parameters parameters, Deadline deadli
             *static_cast<std::string*>(notice) = field(result, PG_DIAG_MESSAGE_PRIMARY);
         },
         &notice_);
-    parameters = parametersOf(connection);
+    const Location::Parameters all = parametersOf(connection);
     const auto now = steady_clock::now();
-    deadline_ = now + std::min(patience(parameters), (deadline - now) / hostCount(parameters));
+    deadline_ = now + std::min(patience(all), (deadline - now) / hostCount(all));
     auto next = PQstatus(connection) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
     while (next != PGRES_POLLING_OK) {
         if (next == PGRES_POLLING_FAILED) {
-            throw Error(codeOfFailure(connection), PQerrorMessage(connection), true);
+            std::string message = PQerrorMessage(connection);
+            if (parameters.contains(channelBinding) && message.find("channel binding") != std::string::npos) {
+                message += channelBindingHelp;
+            }
+            throw Error(codeOfFailure(connection), message, true);
+        }
+        // libpq returns between turning to a host and telling it anything.
+        if (tellsAnyone(connection, all)) {
+            parameters[channelBinding] = "require";
+            co_await connect(std::move(parameters), deadline, errorText);
+            co_return;
         }
         co_await wait(next == PGRES_POLLING_READING ? asio::posix::descriptor_base::wait_read
                                                     : asio::posix::descriptor_base::wait_write);
         next = PQconnectPoll(connection);
     }
-    PQsetnonblocking(connection, 1);
     deadline_ = deadline;
 }
 
 bool Connection::isOpen() {
     PGconn* const connection = connection_.get();
-    // Nor after an operation that was given up in the middle.
+    // Also not after an operation that was given up in the middle.
     if (PQstatus(connection) != CONNECTION_OK || PQtransactionStatus(connection) != PQTRANS_IDLE) {
         return false;
     }
-    // A server that has left may have said something before.
+    // Nothing is due. What comes may be the last words of a server that has left, and need not have an end.
     pollfd input{.fd = PQsocket(connection), .events = POLLIN, .revents = 0};
-    while (poll(&input, 1, 0) > 0) {
-        if (PQconsumeInput(connection) == 0) {
-            return false;
-        }
-    }
-    return true;
+    return poll(&input, 1, 0) == 0;
 }
 
-Async<std::int64_t> Connection::receive(RowHandler handler) {
+std::int64_t Connection::check(const Answer& answer, const pg_result* result, std::int64_t rows) {
+    const ExecStatusType status = PQresultStatus(result);
+    const bool isRow = status == PGRES_SINGLE_TUPLE;
+    if (!isRow && status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
+        refuseAnswer(answer.command, status == PGRES_EMPTY_QUERY ? "nothing" : PQresStatus(status));
+    }
+    if (PQnfields(result) != answer.columns || (status == PGRES_COMMAND_OK) != (answer.columns == 0)) {
+        refuseAnswer(answer.command, std::to_string(PQnfields(result)) + " columns");
+    }
+    std::int64_t count = rows + 1;
+    if (!isRow) {
+        const std::string_view tag = PQcmdStatus(const_cast<PGresult*>(result));
+        const std::string_view command = tag.substr(0, tag.find(' '));
+        if (command == "ROLLBACK" && command != answer.command) {
+            throw Error("", "the server undid the transaction", false);
+        }
+        const auto number = parseNumber<std::int64_t>(PQcmdTuples(const_cast<PGresult*>(result)));
+        const bool counts = std::ranges::find(countingCommands, answer.command) != countingCommands.end();
+        count = number.value_or(0);
+        if (command != answer.command || number.has_value() != counts ||
+            (answer.columns > 0 && count != rows)) {
+            refuseAnswer(answer.command, inQuotes(tag));
+        }
+    }
+    if (count > answer.mostRows) {
+        refuseAnswer(answer.command, "more rows than there can be");
+    }
+    return count;
+}
+
+Async<std::int64_t> Connection::receive(std::vector<Answer> answers, RowHandler handler) {
     PGconn* const connection = connection_.get();
+    PQsetSingleRowMode(connection);
     int unsent = PQflush(connection);
     for (; unsent == 1; unsent = PQflush(connection)) {
         co_await wait(asio::posix::descriptor_base::wait_write);
     }
     // Where sending has failed, the server may have said why.
     std::int64_t count = 0;
+    std::int64_t rows = 0;
+    auto answer = answers.begin();
     std::optional<Error> failure;
     while (true) {
         while (PQisBusy(connection) != 0) {
@@ -281,33 +382,54 @@ Async<std::int64_t> Connection::receive(RowHandler handler) {
         if (!result && failure) {
             throw *failure;
         }
+        if (!result && answer != answers.end()) {
+            refuseAnswer(answer->command, "nothing");
+        }
         if (!result) {
             co_return count;
         }
         const ExecStatusType status = PQresultStatus(result.get());
-        if (status == PGRES_SINGLE_TUPLE) {
-            handler(Row(result.get()));
-        } else if (status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK) {
-            count = parseNumber<std::int64_t>(PQcmdTuples(result.get())).value_or(0);
-        } else {
+        if (status == PGRES_FATAL_ERROR) {
             failure = errorIn(result.get());
             if (failure->endsConnection()) {
                 throw *failure;
             }
+            continue;
+        }
+        if (failure || answer == answers.end()) {
+            refuseAnswer(answers.back().command, "more than one answer");
+        }
+        count = check(*answer, result.get(), rows);
+        if (status == PGRES_SINGLE_TUPLE) {
+            rows = count;
+            if (handler) {
+                handler(Row(result.get()));
+            }
+        } else {
+            rows = 0;
+            ++answer;
         }
     }
 }
 
 Async<void> Connection::execute(std::string_view statements) {
+    std::vector<Answer> answers;
+    for (std::string_view rest = statements; !rest.empty();) {
+        const std::string_view statement = rest.substr(0, rest.find(';'));
+        rest.remove_prefix(std::min(statement.size() + 1, rest.size()));
+        if (const std::string_view command = firstWord(statement); !command.empty()) {
+            answers.push_back({.command = command, .columns = command == "SELECT" ? 1 : 0});
+        }
+    }
     if (PQsendQuery(connection_.get(), std::string(statements).c_str()) == 0) {
         fail();
     }
     RowHandler ignore;
-    co_await receive(std::move(ignore));
+    co_await receive(std::move(answers), std::move(ignore));
 }
 
 Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Parameter> parameters,
-                                    RowHandler handler) {
+                                    Rows rows) {
     std::vector<Oid> types;
     std::vector<const char*> values;
     std::vector<int> lengths;
@@ -316,23 +438,34 @@ Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Para
         values.push_back(parameter.bytes() ? parameter.bytes()->data() : nullptr);
         lengths.push_back(parameter.bytes() ? static_cast<int>(parameter.bytes()->size()) : 0);
     }
-    constexpr int binary = 1;
     const std::vector<int> formats(parameters.size(), binary);
     if (PQsendQueryParams(connection_.get(), std::string(statement).c_str(),
                           static_cast<int>(parameters.size()), types.data(), values.data(), lengths.data(),
                           formats.data(), binary) == 0) {
         fail();
     }
-    PQsetSingleRowMode(connection_.get());
-    co_return co_await receive(std::move(handler));
+    std::vector<Answer> answers{
+        {.command = firstWord(statement), .columns = rows.columns, .mostRows = rows.most}};
+    co_return co_await receive(std::move(answers), std::move(rows.handler));
 }
 
 Async<std::optional<std::int64_t>> Connection::integer(std::string_view statement,
                                                        std::vector<Parameter> parameters) {
     std::optional<std::int64_t> value;
-    RowHandler keep = [&value](const Row& row) { value = row.integer<std::int64_t>(0); };
-    co_await run(statement, std::move(parameters), std::move(keep));
+    Rows one{.columns = 1, .most = 1, .handler = [&value](const Row& row) {
+                 value = row.integer<std::int64_t>(0);
+             }};
+    co_await run(statement, std::move(parameters), std::move(one));
     co_return value;
+}
+
+Async<std::int64_t> Connection::oneInteger(std::string_view statement) {
+    std::vector<Parameter> none;
+    const std::optional<std::int64_t> value = co_await integer(statement, std::move(none));
+    if (!value) {
+        refuseAnswer(firstWord(statement), "no row");
+    }
+    co_return *value;
 }
 
 Async<void> Connection::commit() {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -41,6 +42,10 @@ class Timeout : public Error {
     explicit Timeout(const std::string& message) : Error("", message, true) {}
 };
 
+/// Throws a `std::runtime_error`: no server of the kind answers in this way to a statement that begins with
+/// `command`.
+[[noreturn]] void refuseAnswer(std::string_view command, const std::string& answer);
+
 /// A row of a result, which lives no longer than the call that it is passed to. Values are of the type that
 /// `typeOf<T>` says, or a `std::runtime_error` is thrown.
 class Row {
@@ -50,7 +55,7 @@ class Row {
     [[nodiscard]] bool isNull(int column) const;
     template <class T>
     [[nodiscard]] std::string_view bytes(int column) const {
-        return bytes(column, typeOf<T>.ofValue);
+        return bytes(column, typeOf<T>);
     }
     template <class T>
     [[nodiscard]] std::int64_t integer(int column) const {
@@ -60,7 +65,7 @@ class Row {
     [[nodiscard]] std::string columnName(int column) const;
 
   private:
-    [[nodiscard]] std::string_view bytes(int column, unsigned type) const;
+    [[nodiscard]] std::string_view bytes(int column, const ServerType& type) const;
     [[nodiscard]] static std::int64_t integer(std::string_view bytes);
 
     const pg_result* result_;
@@ -75,12 +80,22 @@ class Connection {
     static constexpr Deadline never = Deadline::max();
     using RowHandler = std::function<void(const Row&)>;
 
+    /// The rows that a statement finds or changes: how many there can be, and, where it hands them over, to
+    /// what and with how many columns.
+    struct Rows {
+        int columns = 0;
+        std::int64_t most = std::numeric_limits<std::int64_t>::max();
+        RowHandler handler = {};
+    };
+
     /// What the text of an error in `open` consists of.
     enum class ErrorText { sentence, code };
 
     Connection() = default;
 
-    /// Connects to the first host that lets the client in. Each has its share of the time until `deadline`,
+    /// Connects to the first host that lets the client in. A password goes to another machine only if that
+    /// proves who it is, by a certificate or by SCRAM with channel binding (RFC 5802), unless the parameter
+    /// `channel_binding` says otherwise. Each has its share of the time until `deadline`,
     /// and no more than the connection's own `connect_timeout`, or 30 seconds.
     Async<void> open(const Location& location, Deadline deadline, ErrorText errorText);
 
@@ -91,26 +106,41 @@ class Connection {
     /// From then on, waiting for the server ends with a `Timeout`.
     void setDeadline(Deadline deadline) { deadline_ = deadline; }
 
-    /// Runs statements that have no parameters and no rows of interest.
+    // Each of these throws a `std::runtime_error` when the server's answer is not of the kind that the
+    // statement has, by its first word.
+
+    /// Runs statements that have no parameters and no rows of interest; a SELECT has one column. A ";" stands
+    /// nowhere but between them.
     Async<void> execute(std::string_view statements);
     /// Runs a statement and hands over its rows as they arrive. Returns how many rows it found or changed.
-    Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters,
-                            RowHandler handler = {});
+    Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters, Rows rows);
     /// Runs a statement that finds at most one row, of one integer, and returns that.
     Async<std::optional<std::int64_t>> integer(std::string_view statement, std::vector<Parameter> parameters);
+    /// The same of a statement without parameters that always finds one.
+    Async<std::int64_t> oneInteger(std::string_view statement);
     /// Makes the changes of a transaction lasting, or throws an `Error` that says that this is unknown.
     Async<void> commit();
 
   private:
+    /// What the answer to a statement has to be.
+    struct Answer {
+        std::string_view command;
+        int columns = 0;
+        std::int64_t mostRows = std::numeric_limits<std::int64_t>::max();
+    };
     struct Finisher {
         void operator()(pg_conn* connection) const noexcept;
     };
 
     Async<void> connect(Location::Parameters parameters, Deadline deadline, ErrorText errorText);
     Async<void> wait(boost::asio::posix::descriptor_base::wait_type event);
-    /// What is left of the results of what was sent.
-    Async<std::int64_t> receive(RowHandler handler);
+    /// Receives the answers to what was sent, and hands over their rows. Returns how many rows the last one
+    /// concerns.
+    Async<std::int64_t> receive(std::vector<Answer> answers, RowHandler handler);
+    /// Returns how many rows there are with this result, behind `rows` of the same answer.
+    static std::int64_t check(const Answer& answer, const pg_result* result, std::int64_t rows);
     [[noreturn]] void fail();
+    [[noreturn]] static void failLate();
 
     std::unique_ptr<pg_conn, Finisher> connection_;
     Deadline deadline_ = never;

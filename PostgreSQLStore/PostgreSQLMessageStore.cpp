@@ -17,10 +17,17 @@ namespace {
 
 using std::chrono::steady_clock;
 
-/// A statement that changes something, in the server's words for parameters.
-std::string withDollars(std::string_view statement) {
+constexpr int messageColumnCount = 1 + static_cast<int>(std::ranges::count(messageColumns, ','));
+
+/// A statement of `MessageTable` in the server's words: its parameters, and the one table that it is about.
+std::string inServersWords(std::string_view statement) {
     std::string changed(statement);
     std::replace(changed.begin(), changed.end(), '?', '$');
+    for (const std::string_view table : {" messages ", " settings "}) {
+        if (const std::size_t at = changed.find(table); at != std::string::npos) {
+            changed.insert(at + 1, "orvex.");
+        }
+    }
     return changed;
 }
 
@@ -75,21 +82,17 @@ Async<void> PostgreSQLMessageStore::connect(Connection::Deadline deadline, Conne
     co_await connection_.open(location_, deadline, errorText);
 }
 
-Async<bool> PostgreSQLMessageStore::openStore() {
-    co_await connect(Connection::never, Connection::ErrorText::sentence);
-    if (!hasStore_) {
-        hasStore_ = co_await hasSharedStore(connection_);
-    }
-    co_return hasStore_;
-}
-
 template <class T>
 Async<T> PostgreSQLMessageStore::read(const char* attempt, Async<T> operation, T inEmptyStore) {
     try {
-        if (!co_await openStore()) {
-            co_return inEmptyStore;
+        co_await connect(Connection::never, Connection::ErrorText::sentence);
+        hasStore_ = co_await beginRead(connection_, hasStore_);
+        T result = std::move(inEmptyStore);
+        if (hasStore_) {
+            result = co_await std::move(operation);
         }
-        co_return co_await std::move(operation);
+        co_await connection_.execute("COMMIT");
+        co_return result;
     } catch (const std::exception&) {
         rethrowExplained(attempt);
     }
@@ -98,10 +101,9 @@ Async<T> PostgreSQLMessageStore::read(const char* attempt, Async<T> operation, T
 template <class T>
 Async<T> PostgreSQLMessageStore::write(const char* attempt, Async<T> operation) {
     try {
-        if (!co_await openStore()) {
-            co_await createSharedStore(connection_);
-        }
-        co_await beginChange(connection_);
+        co_await connect(Connection::never, Connection::ErrorText::sentence);
+        co_await beginChange(connection_, hasStore_);
+        hasStore_ = true;
         if constexpr (std::is_void_v<T>) {
             co_await std::move(operation);
             co_await connection_.commit();
@@ -131,8 +133,7 @@ Async<bool> PostgreSQLMessageStore::isTranscriptionEnabled() {
 }
 
 Async<std::int64_t> PostgreSQLMessageStore::count() {
-    Parameters none;
-    co_return (co_await connection_.integer("SELECT count(*) FROM orvex.messages", std::move(none))).value();
+    co_return co_await connection_.oneInteger("SELECT count(*) FROM orvex.messages");
 }
 
 Async<std::int64_t> PostgreSQLMessageStore::messageCount() {
@@ -145,24 +146,25 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
     try {
         co_await connect(deadline, Connection::ErrorText::code);
         connection_.setDeadline(deadline);
-        Parameters none;
-        // Functions of the server's own, whatever others have put into other schemas.
-        const std::optional<std::int64_t> found = co_await connection_.integer(R"sql(
+        hasStore_ = co_await beginRead(connection_, true) && hasStore_;
+        const std::int64_t found = co_await connection_.oneInteger(R"sql(
             SELECT CASE
-                WHEN NOT (pg_catalog.has_table_privilege(messages, 'SELECT')
-                    AND pg_catalog.has_table_privilege(settings, 'SELECT')) THEN 2
-                WHEN pg_catalog.current_setting('transaction_read_only') = 'off' AND coalesce(
-                    pg_catalog.has_table_privilege(messages, 'INSERT')
-                        AND pg_catalog.has_table_privilege(messages, 'UPDATE')
-                        AND pg_catalog.has_table_privilege(messages, 'DELETE')
-                        AND pg_catalog.has_table_privilege(settings, 'UPDATE'),
-                    pg_catalog.has_schema_privilege(pg_catalog.to_regnamespace('orvex'), 'CREATE'),
-                    pg_catalog.has_database_privilege(pg_catalog.current_database(), 'CREATE')) THEN 1
+                WHEN NOT (has_table_privilege(messages, 'SELECT') AND has_table_privilege(settings, 'SELECT')) THEN 2
+                WHEN current_setting('default_transaction_read_only') = 'off' AND NOT pg_is_in_recovery() AND coalesce(
+                    has_table_privilege(messages, 'INSERT')
+                        AND has_table_privilege(messages, 'UPDATE')
+                        AND has_table_privilege(messages, 'DELETE')
+                        AND has_table_privilege(settings, 'UPDATE'),
+                    has_schema_privilege(to_regnamespace('orvex'), 'CREATE'),
+                    has_database_privilege(current_database(), 'CREATE')) THEN 1
                 ELSE 3 END :: bigint
-            FROM pg_catalog.to_regclass('orvex.messages') messages,
-                pg_catalog.to_regclass('orvex.settings') settings)sql",
-                                                                               std::move(none));
-        status = static_cast<AccountStatus>(found.value());
+            FROM to_regclass('orvex.messages') messages, to_regclass('orvex.settings') settings)sql");
+        co_await connection_.execute("COMMIT");
+        status = static_cast<AccountStatus>(found);
+        if (status != AccountStatus::signedIn && status != AccountStatus::noAccount &&
+            status != AccountStatus::restricted) {
+            PostgreSQL::refuseAnswer("SELECT", "an account status that has no name");
+        }
         connection_.setDeadline(Connection::never);
         co_return status;
     } catch (const PostgreSQL::Timeout&) {
@@ -184,13 +186,13 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_vie
     // moved.
     constexpr std::size_t partSize = 1 << 16;
     std::vector<std::vector<StoredMessage>> parts(1);
-    Connection::RowHandler keep = [&parts](const Row& row) {
-        if (parts.back().size() == partSize) {
-            parts.emplace_back().reserve(partSize);
-        }
-        appendMessageFromRow(parts.back(), row);
-    };
-    co_await connection_.run(query, std::move(parameters), std::move(keep));
+    Connection::Rows rows{.columns = messageColumnCount + 1, .handler = [&parts](const Row& row) {
+                              if (parts.back().size() == partSize) {
+                                  parts.emplace_back().reserve(partSize);
+                              }
+                              appendMessageFromRow(parts.back(), row);
+                          }};
+    co_await connection_.run(query, std::move(parameters), std::move(rows));
     std::vector<StoredMessage> messages = std::move(parts.front());
     messages.reserve((parts.size() - 1) * partSize + parts.back().size());
     for (auto part = parts.begin() + 1; part != parts.end(); ++part) {
@@ -207,11 +209,10 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<U
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<std::string> handles) {
-    return read("find messages by handle",
-                select("WHERE substr(sender, 1, 256) = ANY (ARRAY(SELECT "
-                       "substr(handle, 1, 256) FROM pg_catalog.unnest($1) handle)) "
-                       "AND sender = ANY ($1) ORDER BY id",
-                       parameters(handles)));
+    return read("find messages by handle", select("WHERE substr(sender, 1, 256) = ANY (ARRAY(SELECT "
+                                                  "substr(handle, 1, 256) FROM unnest($1) handle)) "
+                                                  "AND sender = ANY ($1) ORDER BY id",
+                                                  parameters(handles)));
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<MessageProvider> providers,
@@ -242,7 +243,8 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::voicemailMessages(Mess
 
 Async<std::int32_t> PostgreSQLMessageStore::takeNextVoicemailID() {
     Parameters none;
-    co_return takenVoicemailID(co_await connection_.integer(takeVoicemailID, std::move(none)));
+    const std::string statement = inServersWords(takeVoicemailID);
+    co_return takenVoicemailID(co_await connection_.integer(statement, std::move(none)));
 }
 
 Async<StoredMessage> PostgreSQLMessageStore::insert(StoredMessage message) {
@@ -250,9 +252,10 @@ Async<StoredMessage> PostgreSQLMessageStore::insert(StoredMessage message) {
     if (isVoicemail(message)) {
         message.voicemailID = co_await takeNextVoicemailID();
     }
-    const std::string statement = withDollars(insertMessage());
+    const std::string statement = inServersWords(insertMessage());
     Parameters values = withValues(message, [](const auto&... each) { return parameters(each...); });
-    if (co_await connection_.run(statement, std::move(values)) == 0) {
+    Connection::Rows one{.most = 1};
+    if (co_await connection_.run(statement, std::move(values), std::move(one)) == 0) {
         refuseSecond(message);
     }
     co_return message;
@@ -263,8 +266,8 @@ Async<StoredMessage> PostgreSQLMessageStore::saveMessage(StoredMessage message) 
 }
 
 Async<void> PostgreSQLMessageStore::applyAll(std::vector<MessageUpdate> updates) {
-    const std::string find = withDollars(findNewVoicemail);
-    const std::string statement = withDollars(updateMessageRow());
+    const std::string find = inServersWords(findNewVoicemail);
+    const std::string statement = inServersWords(updateMessageRow());
     for (const MessageUpdate& update : updates) {
         std::optional<std::int32_t> newVoicemailID;
         Parameters which = parameters(update.recordUUID);
@@ -274,7 +277,8 @@ Async<void> PostgreSQLMessageStore::applyAll(std::vector<MessageUpdate> updates)
         }
         Parameters values =
             withValues(update, newVoicemailID, [](const auto&... each) { return parameters(each...); });
-        if (co_await connection_.run(statement, std::move(values)) == 0) {
+        Connection::Rows one{.most = 1};
+        if (co_await connection_.run(statement, std::move(values), std::move(one)) == 0) {
             refuseAbsent(update);
         }
     }
@@ -286,7 +290,9 @@ Async<void> PostgreSQLMessageStore::updateMessage(std::vector<MessageUpdate> upd
 
 Async<void> PostgreSQLMessageStore::remove(std::vector<UUID> recordUUIDs) {
     Parameters which = parameters(recordUUIDs);
-    co_await connection_.run("DELETE FROM messages WHERE record_uuid = ANY ($1)", std::move(which));
+    Connection::Rows rows{.most = static_cast<std::int64_t>(recordUUIDs.size())};
+    co_await connection_.run("DELETE FROM orvex.messages WHERE record_uuid = ANY ($1)", std::move(which),
+                             std::move(rows));
 }
 
 Async<void> PostgreSQLMessageStore::deleteMessages(std::vector<UUID> recordUUIDs) {

@@ -55,8 +55,6 @@ class PostgreSQLMessageStore final : public MessageStore {
     [[noreturn]] void rethrowExplained(const char* attempt);
 
     Async<void> connect(Connection::Deadline deadline, Connection::ErrorText errorText);
-    /// Connects, and says whether there is a store.
-    Async<bool> openStore();
 
     // The operations, the changes within a transaction.
     Async<std::vector<StoredMessage>> select(std::string_view rest, Parameters parameters);
@@ -69,6 +67,7 @@ class PostgreSQLMessageStore final : public MessageStore {
 
     Location location_;
     Connection connection_;
+    /// It was found in this session.
     bool hasStore_ = false;
 };
 

@@ -1,19 +1,19 @@
 #pragma once
 
 #include "PostgreSQLStore/Connection.h"
-#include <cstdint>
 
 namespace Orvex {
 
-/// Begins a change: what follows is one transaction, which sees what the changes before it have made, and no
-/// other client changes the store meanwhile.
-Async<void> beginChange(PostgreSQL::Connection& connection);
+// `knowsVersion` says that the version of the store was looked up in the same session before. All throw
+// `std::runtime_error` when the database has a store that this version, or this user, cannot use.
 
-/// Whether the database has a store of the current schema; one that is older is brought up to date. Throws
-/// `std::runtime_error` when it has one that this version cannot use.
-Async<bool> hasSharedStore(PostgreSQL::Connection& connection);
+/// Begins a transaction that only reads. Says whether the database has a store; one that is older is brought
+/// up to date.
+Async<bool> beginRead(PostgreSQL::Connection& connection, bool knowsVersion);
 
-/// Makes the store, in one transaction, unless another client has just done so.
-Async<void> createSharedStore(PostgreSQL::Connection& connection);
+/// Begins a change, in a store that is made or brought up to date where that is needed: what follows is one
+/// transaction, which sees what the changes before it have made, and no other client changes the store
+/// meanwhile.
+Async<void> beginChange(PostgreSQL::Connection& connection, bool knowsVersion);
 
 } // namespace Orvex

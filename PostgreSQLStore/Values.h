@@ -18,22 +18,26 @@
 /// Values as they go to a server and come from it, in their binary forms.
 namespace Orvex::PostgreSQL {
 
-/// A type of the server and that of arrays of it, by their fixed object identifiers.
+inline constexpr std::size_t anySize = 0;
+
+/// A type of the server and that of arrays of it, by their fixed object identifiers, and the size of a value
+/// in bytes.
 struct ServerType {
     unsigned ofValue;
     unsigned ofArray;
+    std::size_t size = anySize;
 };
 
 template <class T>
 inline constexpr ServerType typeOf = T::unknown;
 template <>
-inline constexpr ServerType typeOf<bool>{16, 1000};
+inline constexpr ServerType typeOf<bool>{16, 1000, 1};
 template <>
-inline constexpr ServerType typeOf<std::int64_t>{20, 1016};
+inline constexpr ServerType typeOf<std::int64_t>{20, 1016, 8};
 template <>
-inline constexpr ServerType typeOf<std::int32_t>{23, 1007};
+inline constexpr ServerType typeOf<std::int32_t>{23, 1007, 4};
 template <>
-inline constexpr ServerType typeOf<UUID>{2950, 2951};
+inline constexpr ServerType typeOf<UUID>{2950, 2951, 16};
 /// Bytes, not text: there are handles that no encoding has.
 template <>
 inline constexpr ServerType typeOf<std::string>{17, 1001};
@@ -42,11 +46,11 @@ inline constexpr ServerType typeOf<SharedText> = typeOf<std::string>;
 template <>
 inline constexpr ServerType typeOf<FileURL>{25, 1009};
 template <>
-inline constexpr ServerType typeOf<Seconds>{701, 1022};
+inline constexpr ServerType typeOf<Seconds>{701, 1022, 8};
 template <>
 inline constexpr ServerType typeOf<Timestamp> = typeOf<std::int64_t>;
 template <RawRepresentable E>
-inline constexpr ServerType typeOf<E>{21, 1005};
+inline constexpr ServerType typeOf<E>{21, 1005, 2};
 
 /// Integers go in network order.
 template <std::signed_integral Integer>

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Support.h"
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace Orvex::Testing {
+
+/// Messages of a server: https://www.postgresql.org/docs/15/protocol-message-formats.html
+namespace Wire {
+
+[[nodiscard]] std::string message(char type, std::string_view body);
+/// An answer without rows, behind which there may be others.
+[[nodiscard]] std::string done(std::string_view tag);
+/// The columns of what follows, by their types.
+[[nodiscard]] std::string columns(const std::vector<std::int32_t>& types, bool isBinary = true);
+[[nodiscard]] std::string row(const std::vector<std::string>& values);
+/// A row of one bigint in so many bytes.
+[[nodiscard]] std::string integer(std::int64_t value, std::size_t size = sizeof(std::int64_t));
+/// The end of the answers to what was sent at once.
+[[nodiscard]] std::string ready();
+
+inline constexpr std::int32_t bigint = 20;
+inline constexpr std::int32_t bytea = 17;
+
+} // namespace Wire
+
+/// A server that lets one client in, gives it one answer after another, whatever it asks, and leaves.
+class ScriptedPostgreSQLServer {
+  public:
+    /// If it is endless, it gives the last answer again and again.
+    explicit ScriptedPostgreSQLServer(std::vector<std::string> answers, bool isEndless = false);
+    ~ScriptedPostgreSQLServer();
+    ScriptedPostgreSQLServer(const ScriptedPostgreSQLServer&) = delete;
+    ScriptedPostgreSQLServer& operator=(const ScriptedPostgreSQLServer&) = delete;
+
+    [[nodiscard]] std::string uri() const;
+
+  private:
+    using Protocol = boost::asio::local::stream_protocol;
+
+    void talk();
+
+    TemporaryFolder folder_;
+    std::vector<std::string> answers_;
+    bool isEndless_;
+    boost::asio::io_context loop_;
+    Protocol::acceptor listener_;
+    std::thread worker_;
+};
+
+} // namespace Orvex::Testing
