@@ -132,7 +132,7 @@ class PropertyList::Cursor {
 // says where the table is and how wide its entries and the references between objects are. All integers are
 // big-endian.
 PropertyList::PropertyList(std::string_view bytes)
-    : allowance_(2 * std::max<std::size_t>(bytes.size(), 4096)) {
+    : limit_(std::clamp<std::size_t>(2 * bytes.size(), 8192, std::size_t{16} << 20U)) {
     constexpr std::string_view magicOfAnyVersion = "bplist";
     if (bytes.empty()) {
         throw ArchiveError("it is empty");
@@ -277,10 +277,13 @@ std::string PropertyList::utf16(std::size_t index, Integers units) {
 }
 
 void PropertyList::charge(std::size_t amount) {
-    if (amount > allowance_) {
-        throw ArchiveError("it is damaged: its objects refer to the same objects too often");
+    if (amount > limit_ - handedOut_) {
+        throw ArchiveError(
+            "it is too large: its texts and references, counted as often as they are referred to, "
+            "have more than " +
+            std::to_string(limit_) + " bytes");
     }
-    allowance_ -= amount;
+    handedOut_ += amount;
 }
 
 } // namespace Orvex

@@ -35,8 +35,8 @@ struct BasicPropertyListObject {
 /// A property list from outside, binary (version 00) or XML, as a table of objects that are looked at only
 /// when they are asked for. Nothing follows references by itself, so that it does not matter how they nest or
 /// cycle; and anyone who follows them can visit shared objects only so often: all that is handed out is
-/// limited, the bytes of texts and the references together to twice the list's size in bytes, or to 8192.
-/// Dates and data are recognised without their contents.
+/// limited, the bytes of texts and the references together to twice the list's size in bytes, at least
+/// 8192, at most 16 MiB. Dates and data are recognised without their contents.
 class PropertyList {
   public:
     /// Integers of `width` bytes each, 1 to 8, as they stand in the list. Eight can be read wherever one
@@ -87,7 +87,8 @@ class PropertyList {
     /// Called for all that is handed out, with the number of bytes of text, or of references.
     void charge(std::size_t amount);
 
-    std::size_t allowance_;
+    std::size_t limit_;
+    std::size_t handedOut_ = 0;
     /// The list, if it was none of the binary form.
     std::string converted_;
     std::size_t referenceSize_ = 0;
