@@ -57,6 +57,13 @@ void Description::field(const FieldName& name, Timestamp moment) {
     line(name, {text.data(), text.size()});
 }
 
+void Description::prose(const FieldName& name, const std::optional<std::string>& text) {
+    if (text) {
+        beginLine(name);
+        appendQuotedProse(out_, *text);
+    }
+}
+
 Description Description::nested(std::string_view heading) {
     out_ += '\n';
     out_.append(indentation_, ' ');

@@ -42,7 +42,7 @@ class FieldName {
 
 /// Adds the text that shows a record to a person: one field a line, indented, `name: value`, in the order of
 /// the calls, without a newline after the last one. A field without a value is left out. No text that a field
-/// holds can end its line or move the cursor.
+/// holds can end its line, move the cursor, or hide a character.
 class Description {
   public:
     /// Adds to the end of `out`, which must outlive this object.
@@ -69,6 +69,9 @@ class Description {
             field(name, *value);
         }
     }
+
+    /// A text that somebody said or wrote: what shapes its letters is kept, invisible as it is.
+    void prose(const FieldName& name, const std::optional<std::string>& text);
 
     /// Adds a line, and hands out what adds more lines, indented below it.
     [[nodiscard]] Description nested(std::string_view heading);

@@ -2,7 +2,6 @@
 
 #include "Foundation/QuotedText.h"
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace Orvex {
@@ -62,20 +61,20 @@ std::optional<PropertyList::Object> KeyedUnarchiver::referredTo(const PropertyLi
     return entry == 0 ? std::nullopt : std::optional(list_.object(entries_[entry]));
 }
 
-std::string_view KeyedUnarchiver::className(const PropertyList::Object& object) {
+const KeyedUnarchiver::Class& KeyedUnarchiver::classOf(const PropertyList::Object& object) {
     const PropertyList::Object reference = required(object, "$class", Kind::uid);
-    if (reference.integer != lastClass_) {
-        const std::optional<PropertyList::Object> classObject = referredTo(reference);
-        if (!classObject) {
-            throw ArchiveError("an object's class is nil");
-        }
-        lastClassName_ = nameOfClass(*classObject);
-        lastClass_ = reference.integer;
+    const auto known = classes_.find(reference.integer);
+    if (known != classes_.end()) {
+        return known->second;
     }
-    return lastClassName_;
+    const std::optional<PropertyList::Object> classObject = referredTo(reference);
+    if (!classObject) {
+        throw ArchiveError("an object's class is nil");
+    }
+    return classes_.emplace(reference.integer, describedClass(*classObject)).first->second;
 }
 
-std::string_view KeyedUnarchiver::nameOfClass(const PropertyList::Object& classObject) {
+KeyedUnarchiver::Class KeyedUnarchiver::describedClass(const PropertyList::Object& classObject) {
     const std::string_view name = required(classObject, "$classname", Kind::string).text;
     const PropertyList::Integers classes = required(classObject, "$classes", Kind::array).elements;
     constexpr std::size_t longestChain = 16;
@@ -83,7 +82,7 @@ std::string_view KeyedUnarchiver::nameOfClass(const PropertyList::Object& classO
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit from " +
                            std::to_string(classes.size()) + " classes");
     }
-    if (classes.size() == 0 || !list_.isString(classes[0], name) ||
+    if (classes.size() == 0 || list_.object(classes[0]).text != name ||
         !list_.isString(classes[classes.size() - 1], "NSObject")) {
         std::vector<std::string_view> chain;
         for (std::size_t i = 0; i < classes.size(); ++i) {
@@ -92,7 +91,22 @@ std::string_view KeyedUnarchiver::nameOfClass(const PropertyList::Object& classO
         throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit by way of " +
                            bracketed(chain, excerptInQuotes));
     }
-    return name;
+    return {.name = name, .chain = classes};
+}
+
+bool KeyedUnarchiver::isInstance(const PropertyList::Object& object,
+                                 std::initializer_list<std::string_view> classNames) {
+    if (object.kind != Kind::dictionary) {
+        return false;
+    }
+    const PropertyList::Integers& chain = classOf(object).chain;
+    for (std::size_t i = 0; i < chain.size(); ++i) {
+        if (std::any_of(classNames.begin(), classNames.end(),
+                        [&](std::string_view name) { return list_.isString(chain[i], name); })) {
+            return true;
+        }
+    }
+    return false;
 }
 
 KeyedObject KeyedUnarchiver::decoded(const PropertyList::Object& object, std::string_view expectedClass) {
@@ -100,9 +114,9 @@ KeyedObject KeyedUnarchiver::decoded(const PropertyList::Object& object, std::st
         throw ArchiveError("there is " + std::string(kindName(object.kind)) + " where an object of class " +
                            inQuotes(expectedClass) + " belongs");
     }
-    if (const std::string_view name = className(object); name != expectedClass) {
-        throw ArchiveError("there is an object of class " + excerptInQuotes(name) + " where one of class " +
-                           inQuotes(expectedClass) + " belongs");
+    if (!isInstance(object, {expectedClass})) {
+        throw ArchiveError("there is an object of class " + excerptInQuotes(classOf(object).name) +
+                           " where one of class " + inQuotes(expectedClass) + " belongs");
     }
     return {*this, object};
 }
@@ -121,10 +135,13 @@ std::optional<std::string> KeyedObject::string(std::string_view key) const {
     if (!found) {
         return std::nullopt;
     }
-    if (found->kind != Kind::string) {
+    if (found->kind == Kind::string) {
+        return std::string(found->text);
+    }
+    if (!archive_->isInstance(*found, {"NSString", "NSMutableString"})) {
         throw ArchiveError(typeFault(key, *found, "a string"));
     }
-    return std::string(found->text);
+    return std::string(archive_->required(*found, "NS.string", Kind::string).text);
 }
 
 std::optional<double> KeyedObject::real(std::string_view key) const {
@@ -148,9 +165,7 @@ void KeyedObject::forEachObject(std::string_view key, std::string_view className
     if (!found) {
         return;
     }
-    constexpr std::array<std::string_view, 2> arrayClasses = {"NSArray", "NSMutableArray"};
-    if (found->kind != Kind::dictionary || std::find(arrayClasses.begin(), arrayClasses.end(),
-                                                     archive_->className(*found)) == arrayClasses.end()) {
+    if (!archive_->isInstance(*found, {"NSArray", "NSMutableArray"})) {
         throw ArchiveError(typeFault(key, *found, "an object of class \"NSArray\""));
     }
     const PropertyList::Integers elements = archive_->required(*found, "NS.objects", Kind::array).elements;

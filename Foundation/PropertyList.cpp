@@ -132,7 +132,7 @@ class PropertyList::Cursor {
 // says where the table is and how wide its entries and the references between objects are. All integers are
 // big-endian.
 PropertyList::PropertyList(std::string_view bytes)
-    : allowance_(16 * std::max<std::size_t>(bytes.size(), 4096)) {
+    : limit_(std::clamp<std::size_t>(2 * bytes.size(), 8192, std::size_t{16} << 20U)) {
     constexpr std::string_view magicOfAnyVersion = "bplist";
     if (bytes.empty()) {
         throw ArchiveError("it is empty");
@@ -190,12 +190,12 @@ PropertyList::Object PropertyList::object(std::size_t index) {
         return {.kind = Kind::data};
     case 0x5: {
         const std::string_view text = cursor.ascii(cursor.count(low));
-        charge(4 * text.size());
+        charge(text.size());
         return {.kind = Kind::string, .text = text};
     }
     case 0x6: {
         const std::string& text = texts_.emplace_front(utf16(index, cursor.integers(cursor.count(low), 2)));
-        charge(4 * text.size());
+        charge(text.size());
         return {.kind = Kind::string, .text = text};
     }
     case 0x8:
@@ -225,11 +225,19 @@ bool PropertyList::isString(std::size_t index, std::string_view text) const {
     if (!isASCII && marker >> 4U != 0x6) {
         return false;
     }
-    const std::size_t count = cursor.count(marker & 0xFU);
-    if (isASCII) {
-        return count == text.size() && cursor.take(count) == text;
+    if (cursor.count(marker & 0xFU) != text.size()) {
+        return false;
     }
-    return count <= text.size() && utf16(index, cursor.integers(count, 2)) == text;
+    if (isASCII) {
+        return cursor.take(text.size()) == text;
+    }
+    // Compared in place: an archive can have keys looked at millions of times.
+    const Integers units = cursor.integers(text.size(), 2);
+    std::size_t same = 0;
+    while (same < text.size() && units[same] == static_cast<unsigned char>(text[same])) {
+        ++same;
+    }
+    return same == text.size();
 }
 
 std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::string_view key) const {
@@ -242,7 +250,7 @@ std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::str
 }
 
 PropertyList::Integers PropertyList::references(std::size_t index, Integers references) {
-    charge(sizeof(std::size_t) * references.size());
+    charge(references.size());
     for (std::size_t i = 0; i < references.size(); ++i) {
         if (references[i] >= offsets_.size()) {
             fail(index, "refers to object " + std::to_string(references[i]) + " of " +
@@ -269,10 +277,13 @@ std::string PropertyList::utf16(std::size_t index, Integers units) {
 }
 
 void PropertyList::charge(std::size_t amount) {
-    if (amount > allowance_) {
-        throw ArchiveError("it is damaged: its objects refer to the same objects too often");
+    if (amount > limit_ - handedOut_) {
+        throw ArchiveError(
+            "it is too large: its texts and references, counted as often as they are referred to, "
+            "have more than " +
+            std::to_string(limit_) + " bytes");
     }
-    allowance_ -= amount;
+    handedOut_ += amount;
 }
 
 } // namespace Orvex

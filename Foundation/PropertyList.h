@@ -34,8 +34,9 @@ struct BasicPropertyListObject {
 
 /// A property list from outside, binary (version 00) or XML, as a table of objects that are looked at only
 /// when they are asked for. Nothing follows references by itself, so that it does not matter how they nest or
-/// cycle; and whoever follows them can visit shared objects only so often: all that is handed out is limited,
-/// texts to four times the list's size together. Dates and data are recognised without their contents.
+/// cycle; and anyone who follows them can visit shared objects only so often: all that is handed out is
+/// limited, the bytes of texts and the references together to twice the list's size in bytes, at least
+/// 8192, at most 16 MiB. Dates and data are recognised without their contents.
 class PropertyList {
   public:
     /// Integers of `width` bytes each, 1 to 8, as they stand in the list. Eight can be read wherever one
@@ -70,9 +71,10 @@ class PropertyList {
     [[nodiscard]] std::size_t root() const noexcept { return root_; }
     /// The object at this place of the table, which must be one that an object refers to, or the root.
     [[nodiscard]] Object object(std::size_t index);
-    /// Whether the object there is this string; handing nothing out, it can be asked as often as one likes.
+    /// Whether the object there is this string, which is ASCII; handing nothing out, it can be asked as often
+    /// as one likes.
     [[nodiscard]] bool isString(std::size_t index, std::string_view text) const;
-    /// Where the value of a dictionary's key is; no value where there is no such key.
+    /// The index of the value of a dictionary's key, which is ASCII; no value where there is no such key.
     [[nodiscard]] std::optional<std::size_t> find(const Object& dictionary, std::string_view key) const;
 
   private:
@@ -82,10 +84,11 @@ class PropertyList {
     [[nodiscard]] Integers references(std::size_t index, Integers references);
     /// The UTF-16 of the string there as UTF-8.
     [[nodiscard]] static std::string utf16(std::size_t index, Integers units);
-    /// Called for all that is handed out, with 4 for a byte of text and 8 for a reference.
+    /// Called for all that is handed out, with the number of bytes of text, or of references.
     void charge(std::size_t amount);
 
-    std::size_t allowance_;
+    std::size_t limit_;
+    std::size_t handedOut_ = 0;
     /// The list, if it was none of the binary form.
     std::string converted_;
     std::size_t referenceSize_ = 0;

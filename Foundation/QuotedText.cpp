@@ -1,5 +1,6 @@
 #include "Foundation/QuotedText.h"
 
+#include "Foundation/CharacterSets.h"
 #include "Foundation/UTF8.h"
 #include <array>
 #include <charconv>
@@ -11,7 +12,8 @@ namespace Orvex {
 
 namespace {
 
-enum class Delimiters { escaped, leftAlone };
+/// Characters that stay although the others of their kind are escaped.
+enum class Kept { none, delimiters, shaping };
 
 /// Whether a byte is an ASCII character that is shown as it is, inside quotes too.
 bool isPlainASCII(char c) {
@@ -47,13 +49,12 @@ std::size_t plainLength(std::string_view text) {
     return length;
 }
 
-/// Whether a terminal or an editor might obey the character instead of showing it.
-bool isObeyed(char32_t c) {
+/// A terminal or an editor might obey the character, or show nothing.
+bool isDeceptive(char32_t c, Kept kept) {
     const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
-    const bool bidirectional = c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) ||
-                               (c >= 0x2066 && c <= 0x2069);
     const bool separator = c == 0x2028 || c == 0x2029;
-    return control || bidirectional || separator;
+    const bool shaping = c == 0x200C || c == 0x200D || isVariationSelector(c);
+    return control || separator || (isInvisible(c) && !(shaping && kept == Kept::shaping));
 }
 
 void appendHex(std::string& out, std::uint32_t number) {
@@ -64,8 +65,7 @@ void appendHex(std::string& out, std::uint32_t number) {
     }
 }
 
-void appendCharacter(std::string& out, std::optional<char32_t> c, std::string_view bytes,
-                     Delimiters delimiters) {
+void appendCharacter(std::string& out, std::optional<char32_t> c, std::string_view bytes, Kept kept) {
     if (!c) {
         for (const char byte : bytes) {
             out += "\\x";
@@ -77,9 +77,9 @@ void appendCharacter(std::string& out, std::optional<char32_t> c, std::string_vi
         out += "\\r";
     } else if (c == U'\t') {
         out += "\\t";
-    } else if ((c == U'"' || c == U'\\') && delimiters == Delimiters::escaped) {
+    } else if ((c == U'"' || c == U'\\') && kept != Kept::delimiters) {
         out += {'\\', static_cast<char>(*c)};
-    } else if (isObeyed(*c)) {
+    } else if (isDeceptive(*c, kept)) {
         out += "\\u{";
         appendHex(out, *c);
         out += '}';
@@ -88,7 +88,7 @@ void appendCharacter(std::string& out, std::optional<char32_t> c, std::string_vi
     }
 }
 
-void appendEscaped(std::string& out, std::string_view text, Delimiters delimiters) {
+void appendEscaped(std::string& out, std::string_view text, Kept kept) {
     std::size_t position = 0;
     while (position < text.size()) {
         const std::size_t length = plainLength(text.substr(position));
@@ -97,7 +97,7 @@ void appendEscaped(std::string& out, std::string_view text, Delimiters delimiter
         if (position < text.size()) {
             const std::size_t first = position;
             const std::optional<char32_t> c = nextCharacter(text, position);
-            appendCharacter(out, c, text.substr(first, position - first), delimiters);
+            appendCharacter(out, c, text.substr(first, position - first), kept);
         }
     }
 }
@@ -106,7 +106,13 @@ void appendEscaped(std::string& out, std::string_view text, Delimiters delimiter
 
 void appendQuoted(std::string& out, std::string_view text) {
     out += '"';
-    appendEscaped(out, text, Delimiters::escaped);
+    appendEscaped(out, text, Kept::none);
+    out += '"';
+}
+
+void appendQuotedProse(std::string& out, std::string_view text) {
+    out += '"';
+    appendEscaped(out, text, Kept::shaping);
     out += '"';
 }
 
@@ -127,7 +133,7 @@ std::string excerptInQuotes(std::string_view text) {
 
 std::string onOneLine(std::string_view text) {
     std::string out;
-    appendEscaped(out, text, Delimiters::leftAlone);
+    appendEscaped(out, text, Kept::delimiters);
     return out;
 }
 

@@ -7,10 +7,15 @@
 namespace Orvex {
 
 /// Appends `text` in double quotes, safe to show on a terminal: quotes, backslashes, control characters (C0,
-/// DEL, C1), bidirectional controls, U+2028 and U+2029 are escaped as `\"`, `\\`, `\n`, `\r`, `\t` or
-/// `\u{HEX}`, and bytes that are no UTF-8 as `\xHH`. The result is one line of valid UTF-8 that cannot move a
-/// cursor.
+/// DEL, C1), U+2028, U+2029 and characters that are shown as nothing (Unicode's Default_Ignorable_Code_Point,
+/// which has the bidirectional controls) are escaped as `\"`, `\\`, `\n`, `\r`, `\t` or `\u{HEX}`, and bytes
+/// that are no UTF-8 as `\xHH`. The result is one line of valid UTF-8 that cannot move a cursor, and in which
+/// no character hides.
 void appendQuoted(std::string& out, std::string_view text);
+
+/// The same of what somebody said or wrote: U+200C, U+200D and variation selectors stay, since they shape
+/// the letters of some scripts, and emoji.
+void appendQuotedProse(std::string& out, std::string_view text);
 
 [[nodiscard]] std::string inQuotes(std::string_view text);
 

@@ -20,7 +20,7 @@ namespace {
 
 using Kind = PropertyListKind;
 
-/// Builds the table of a property list from the events of Expat. Entities of the document's own are refused.
+/// Builds the table of a property list from the events of Expat.
 class XMLPropertyList {
   public:
     explicit XMLPropertyList(std::string_view bytes) {
@@ -33,8 +33,8 @@ class XMLPropertyList {
         XML_SetUserData(parser_, this);
         XML_SetElementHandler(
             parser_,
-            [](void* self, const char* name, const char**) {
-                guarded(self, [name](XMLPropertyList& list) { list.begin(name); });
+            [](void* self, const char* name, const char** attributes) {
+                guarded(self, [=](XMLPropertyList& list) { list.begin(name, *attributes != nullptr); });
             },
             [](void* self, const char*) { guarded(self, [](XMLPropertyList& list) { list.end(); }); });
         XML_SetCharacterDataHandler(parser_, [](void* self, const char* text, int size) {
@@ -44,18 +44,21 @@ class XMLPropertyList {
                 }
             });
         });
-        XML_SetEntityDeclHandler(parser_, [](void* self, const char*, int, const char*, int, const char*,
-                                             const char*, const char*, const char*) {
-            guarded(self, [](XMLPropertyList& list) { list.fail("it declares an entity"); });
+        // Called before the first declaration of the internal subset is read.
+        XML_SetStartDoctypeDeclHandler(
+            parser_, [](void* self, const char*, const char*, const char*, int hasInternalSubset) {
+                guarded(self, [=](XMLPropertyList& list) {
+                    if (hasInternalSubset != 0) {
+                        list.fail("its <!DOCTYPE> has declarations of its own");
+                    }
+                });
+            });
+        XML_SetSkippedEntityHandler(parser_, [](void* self, const char* name, int) {
+            guarded(self, [=](XMLPropertyList& list) {
+                list.fail("it refers to an unknown entity " + excerptInQuotes(name));
+            });
         });
-        const bool isWhole =
-            XML_Parse(parser_, bytes.data(), static_cast<int>(bytes.size()), 1) == XML_STATUS_OK;
-        if (failure_) {
-            std::rethrow_exception(failure_);
-        }
-        if (!isWhole) {
-            fail(XML_ErrorString(XML_GetErrorCode(parser_)));
-        }
+        parse(bytes);
         if (objects_.empty()) {
             throw ArchiveError("it is no property list: its <plist> is empty");
         }
@@ -67,6 +70,7 @@ class XMLPropertyList {
   private:
     static constexpr std::size_t deepest = 64;
     static constexpr std::size_t mostObjects = 1'000'000;
+    static constexpr std::size_t pieceSize = std::size_t{1} << 16U;
 
     /// An exception must not cross Expat, which is C.
     template <class Handler>
@@ -83,12 +87,35 @@ class XMLPropertyList {
         }
     }
 
+    /// In pieces, none of which may end without a whole tag, comment or the like: Expat keeps each attribute
+    /// of a tag in memory, and takes seconds for the millions that there could be.
+    void parse(std::string_view bytes) {
+        for (std::size_t fed = 0; fed < bytes.size();) {
+            const std::string_view piece = bytes.substr(fed, pieceSize);
+            fed += piece.size();
+            const int isLast = fed == bytes.size() ? 1 : 0;
+            const bool isWellFormed =
+                XML_Parse(parser_, piece.data(), static_cast<int>(piece.size()), isLast) == XML_STATUS_OK;
+            if (failure_) {
+                std::rethrow_exception(failure_);
+            }
+            if (!isWellFormed) {
+                fail(XML_ErrorString(XML_GetErrorCode(parser_)));
+            }
+            // Negative where Expat has not looked at the piece yet.
+            const auto parsed = XML_GetCurrentByteIndex(parser_);
+            if (isLast == 0 && parsed >= 0 && fed - static_cast<std::size_t>(parsed) > pieceSize) {
+                fail("a tag, a comment or the like has more than " + std::to_string(pieceSize) + " bytes");
+            }
+        }
+    }
+
     [[noreturn]] void fail(const std::string& fault) const {
         throw ArchiveError("it is no property list: line " +
                            std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + fault);
     }
 
-    void begin(std::string_view name) {
+    void begin(std::string_view name, bool hasAttributes) {
         if (isLeaf_) {
             fail("there is an element inside a value");
         }
@@ -100,6 +127,9 @@ class XMLPropertyList {
                 fail("it begins with " + excerptInQuotes(name) + ", not with \"plist\"");
             }
             return;
+        }
+        if (hasAttributes) {
+            fail("its element " + excerptInQuotes(name) + " has an attribute");
         }
         constexpr std::array<std::pair<std::string_view, Kind>, 10> elements = {{{"dict", Kind::dictionary},
                                                                                  {"array", Kind::array},

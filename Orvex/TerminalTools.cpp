@@ -1,9 +1,15 @@
 #include "Orvex/TerminalTools.h"
 
 #include "Foundation/FatalError.h"
+#include "Foundation/QuotedText.h"
 #include "Foundation/RegularExpression.h"
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <poll.h>
 #include <stdexcept>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace Orvex {
@@ -36,6 +42,31 @@ std::string strippingEscapes(std::string_view text) {
 void writeLine(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fputc('\n', stdout);
+}
+
+[[noreturn]] void failToRead(int error) {
+    const std::string line =
+        onOneLine(program_invocation_short_name) +
+        ": cannot read an answer from standard input: " + std::generic_category().message(error) +
+        "; answer in a terminal or through a pipe\n";
+    std::fputs(line.c_str(), stderr);
+    std::exit(EXIT_FAILURE);
+}
+
+/// Waits for it. No value at the end of input.
+std::optional<char> nextByteOfInput() {
+    while (true) {
+        char byte = 0;
+        const ssize_t count = read(STDIN_FILENO, &byte, 1);
+        if (count >= 0) {
+            return count > 0 ? std::optional(byte) : std::nullopt;
+        }
+        pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+        const bool isThere = errno == EAGAIN && poll(&input, 1, -1) > 0;
+        if (!isThere && errno != EINTR) {
+            failToRead(errno);
+        }
+    }
 }
 
 } // namespace
@@ -71,14 +102,16 @@ void printLine(std::string_view text, bool noColor) {
 std::optional<std::string> readLine() {
     std::fflush(stdout);
     std::string line;
-    for (int c = 0; (c = std::getc(stdin)) != '\n';) {
-        if (c == EOF) {
-            std::clearerr(stdin);
-            return line.empty() ? std::nullopt : std::optional(std::move(line));
+    while (const std::optional<char> byte = nextByteOfInput()) {
+        if (*byte == '\n') {
+            if (line.ends_with('\r')) {
+                line.pop_back();
+            }
+            return line;
         }
-        line += static_cast<char>(c);
+        line += *byte;
     }
-    return line;
+    return line.empty() ? std::nullopt : std::optional(std::move(line));
 }
 
 } // namespace Orvex

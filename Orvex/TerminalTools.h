@@ -25,8 +25,12 @@ void appendInGreen(std::string& out, std::initializer_list<std::string_view> par
 /// characters. In a text with characters of several code units, sequences near its end therefore stay.
 void printLine(std::string_view text, bool noColor);
 
-/// Reads a line from standard input, without the newline that ends it, once all that was printed is visible.
-/// No value at the end of input; a terminal may go on after it.
+/// Reads a line from standard input, without the LF or CR LF that ends it, once all that was printed is
+/// visible. No value at the end of input; a terminal may go on after it.
+///
+/// Takes no byte behind the line: the next process that has the same standard input finds it there. Where the
+/// input is non-blocking, it waits. An input that cannot be read ends the process with status 1 and a
+/// sentence on standard error: no answer is made of a failure.
 [[nodiscard]] std::optional<std::string> readLine();
 
 } // namespace Orvex

@@ -32,13 +32,13 @@ std::string VMVoicemailTranscript::description() const {
 
 void VMVoicemailTranscript::appendDescription(std::string& out) const {
     Description description(out, "VMVoicemailTranscript");
-    description.field("text", text);
+    description.prose("text", text);
     description.field("locale", locale);
     description.field("confidence", confidence);
     std::size_t number = 0;
     for (const VMVoicemailTranscriptSegment& segment : segments) {
         Description fields = description.nested("segment " + std::to_string(++number) + ":");
-        fields.field("text", segment.text);
+        fields.prose("text", segment.text);
         fields.field("timestamp", segment.timestamp);
         fields.field("duration", segment.duration);
         fields.field("confidence", segment.confidence);

@@ -2,6 +2,7 @@
 #include "Foundation/FileURL.h"
 #include "Foundation/LetterCase.h"
 #include "Foundation/Number.h"
+#include "Foundation/QuotedText.h"
 #include "Foundation/UUID.h"
 #include "Fuzzing.h"
 #include <cstdint>
@@ -63,6 +64,8 @@ void tryInput(std::string_view input) {
     tryURL(input);
     tryConnectionString(input);
     tryNumber(input);
+    const std::string quoted = inQuotes(input);
+    expect(isHarmlessLine(quoted), "no character of a quoted text is obeyed, or hides");
 }
 
 } // namespace Orvex::Fuzzing

@@ -13,7 +13,7 @@ void tryInput(std::string_view input) {
     std::string line;
     for (const std::int64_t number : numbers) {
         line += std::to_string(number) + ",";
-        expect(numbersIn("x, \t" + std::to_string(number) + "\r") == std::vector{number},
+        expect(numbersIn("x, \u00a0\t" + std::to_string(number) + "\ufeff\r") == std::vector{number},
                "white space around a number does not matter");
     }
     expect(numbersIn(line) == numbers, "numbers are read in the order in which they are typed");

@@ -208,6 +208,7 @@ TEST(Prompts, AskForNumbersTakesWhatIsANumber) {
         {"7", {7}},
         {"1,2\r\n3\n", {1, 2}},
         {"\t+4 ,\v-5\f,0\n", {4, -5, 0}},
+        {"\ufeff1,\u00a02,3\u3000\u2003,\u200b4,5\xa0\n", {1, 2, 3}},
         {"1 2,1.5,0x3,--4,+,9223372036854775808,-9223372036854775808,9223372036854775807\n",
          {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}},
         {std::string_view("1\0,2\n", 5), {2}},
@@ -226,9 +227,13 @@ TEST(Prompts, AskYesNoAsksUntilItIsAnswered) {
         bool answer;
         std::size_t questions;
     } cases[] = {
-        {"y\n", true, 1},      {"YES\n", true, 1}, {"True\n", true, 1},        {"1", true, 1},
-        {"n\n", false, 1},     {"No\n", false, 1}, {"FALSE\n", false, 1},      {"0\n", false, 1},
-        {" y\nn\n", false, 2}, {"\ny\n", true, 2}, {"y \nyep\n2\ny", true, 4}, {"y\r\nno\ny\n", false, 2},
+        {"y\n", true, 1},           {"YES\n", true, 1},
+        {"True\n", true, 1},        {"1", true, 1},
+        {"n\n", false, 1},          {"No\n", false, 1},
+        {"FALSE\n", false, 1},      {"0\n", false, 1},
+        {" y\nn\n", false, 2},      {"\ny\n", true, 2},
+        {"y \nyep\n2\ny", true, 4}, {"y\r\nno\ny\n", true, 1},
+        {"y\r\r\nn\n", false, 2},   {"\u00a0y\nN\r\n", false, 2},
     };
     for (const auto& [input, expected, questions] : cases) {
         const InputFrom standardInput(input);

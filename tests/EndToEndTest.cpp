@@ -80,6 +80,37 @@ TEST_F(EndToEndTest, ANumberOutsideTheListAborts) {
     EXPECT_FALSE(stored()[0].read);
 }
 
+TEST_F(EndToEndTest, AnInputThatCannotBeReadIsNoAnswer) {
+    run("save-message");
+    run("save-message");
+    const std::string orvex = ORVEX_PROGRAM " --store '" + file + "' ";
+    for (const std::string input : {"</", "0>/dev/null"}) {
+        for (const std::string command : {"delete-message -nc ", "update-message -nc -read true "}) {
+            const ProgramRun refused = runProgram({"sh", "-c", orvex + command + input});
+            EXPECT_EQ(refused.status, 1);
+            EXPECT_EQ(refused.errors,
+                      "orvex: cannot read an answer from standard input: " +
+                          std::string(input == "</" ? "Is a directory" : "Bad file descriptor") +
+                          "; answer in a terminal or through a pipe\n");
+            EXPECT_THAT(refused.output, testing::Not(testing::HasSubstr("(y/n)")));
+        }
+    }
+}
+
+TEST_F(EndToEndTest, CommandsShareAnInputLineByLine) {
+    for (const std::string from : {"a", "b", "c"}) {
+        run("save-message -frm " + from);
+    }
+    const std::string orvex = ORVEX_PROGRAM " --store '" + file + "' ";
+    const ProgramRun shared =
+        runProgram({"sh", "-c",
+                    "printf '1\\ny\\n2\\r\\nY\\r\\nrest' | { " + orvex + "delete-message >/dev/null; " +
+                        orvex + "delete-message >/dev/null; cat; }"});
+    EXPECT_EQ(shared, printed("rest"));
+    ASSERT_EQ(stored().size(), 1U);
+    EXPECT_EQ(stored()[0].from, "b");
+}
+
 TEST_F(EndToEndTest, APromptIsVisibleBeforeItIsAnswered) {
     run("save-message -frm a");
     run("save-message -frm b");

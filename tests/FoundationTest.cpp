@@ -1,3 +1,4 @@
+#include "Foundation/CharacterSets.h"
 #include "Foundation/ConnectionString.h"
 #include "Foundation/Description.h"
 #include "Foundation/FatalError.h"
@@ -7,6 +8,7 @@
 #include "Foundation/RegularExpression.h"
 #include "Foundation/RegularFile.h"
 #include "Foundation/SharedText.h"
+#include "Foundation/UTF8.h"
 #include "Foundation/UUID.h"
 #include "tests/FailingSystemCalls.h"
 #include "tests/Support.h"
@@ -180,11 +182,18 @@ TEST(QuotedText, CannotBeObeyedByATerminal) {
         {"\u2028\u2029", R"("\u{2028}\u{2029}")"},
         {"\x80 \xc3 \xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80"sv,
          R"("\x80 \xC3 \xC0\xAF \xED\xA0\x80 \xF4\x90\x80\x80")"},
-        {"é 😀 \u00a0\u2027\u202f\u2065\u206a", "\"é 😀 \u00a0\u2027\u202f\u2065\u206a\""},
+        {"é 😀 \u00a0\u2027\u202f", "\"é 😀 \u00a0\u2027\u202f\""},
+        {"ann\u200b\u00ad\ufeff\u3164\U000e0041", R"("ann\u{200B}\u{AD}\u{FEFF}\u{3164}\u{E0041}")"},
+        {"👩\u200d🚀 می\u200cخواهم ❤\ufe0f", R"("👩\u{200D}🚀 می\u{200C}خواهم ❤\u{FE0F}")"},
     };
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(inQuotes(text), expected);
     }
+    std::string prose;
+    appendQuotedProse(prose,
+                      "👩\u200d🚀 می\u200cخواهم ❤\ufe0f \u180b\U000e0100 \"\u200b\u200e\u2060\U000e0041\n");
+    EXPECT_EQ(prose, "\"👩\u200d🚀 می\u200cخواهم ❤\ufe0f \u180b\U000e0100 "
+                     R"(\"\u{200B}\u{200E}\u{2060}\u{E0041}\n")");
     EXPECT_EQ(onOneLine("no \"x\"\nin \\y\x9b"), "no \"x\"\\nin \\y\\x9B");
     EXPECT_EQ(bracketed(std::vector<std::string>(), inQuotes), "[]");
     const std::string elements[] = {"", "a, \"b\""};
@@ -203,6 +212,29 @@ TEST(QuotedText, SeesEachByteWhereverItStands) {
                           '"' + left + quoted.substr(1, quoted.size() - 2) + right + '"');
             }
         }
+    }
+}
+
+TEST(CharacterSets, AreThoseOfICU) {
+    const std::pair<std::string_view, bool (*)(char32_t) noexcept> sets[] = {
+        {R"(\p{White_Space})", isWhiteSpace},
+        {R"(\p{Bidi_Control})", isBidirectionalControl},
+        {R"(\p{Variation_Selector})", isVariationSelector},
+        {R"(\p{Default_Ignorable_Code_Point})", isInvisible},
+    };
+    for (const auto& [pattern, isInSet] : sets) {
+        std::string all;
+        std::string others;
+        for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+            if (c < 0xD800 || c > 0xDFFF) {
+                appendUTF8(all, c);
+                if (!isInSet(c)) {
+                    appendUTF8(others, c);
+                }
+            }
+        }
+        RegularExpression set(pattern, RegularExpression::CaseSensitivity::sensitive);
+        EXPECT_TRUE(set.removingMatches(all, all.size()) == others) << pattern;
     }
 }
 

@@ -429,6 +429,8 @@ TEST_F(SMTPTransportTest, AFilesNameStaysInItsHeader) {
         {"a\r\nBcc: eve@example.com\r\n.webm", "video/webm",
          "filename*0*=UTF-8''a%EF%BF%BD%EF%BF%BDBcc%3A%20eve%40example.com;\n"
          " filename*1*=%EF%BF%BD%EF%BF%BD.webm"},
+        {"a\u202e4pm.\u200fmov\u2069", "application/octet-stream",
+         "filename*=UTF-8''a%EF%BF%BD4pm.%EF%BF%BDmov%EF%BF%BD"},
         {"\u00fc\xff.mkv", "video/matroska", "filename*=UTF-8''%C3%BC%EF%BF%BD.mkv"},
     };
     for (const auto& [name, type, parameter] : cases) {

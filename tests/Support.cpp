@@ -12,7 +12,6 @@
 #include <poll.h>
 #include <pty.h>
 #include <spawn.h>
-#include <stdio_ext.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -80,12 +79,9 @@ InputFrom::InputFrom(std::string_view text) : standardInput_(checked(dup(STDIN_F
     const int file = memoryFile(text);
     checked(dup2(file, STDIN_FILENO));
     close(file);
-    __fpurge(stdin);
-    clearerr(stdin);
 }
 
 InputFrom::~InputFrom() {
-    __fpurge(stdin);
     dup2(standardInput_, STDIN_FILENO);
     close(standardInput_);
 }

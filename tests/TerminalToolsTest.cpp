@@ -1,8 +1,16 @@
 #include "Orvex/TerminalTools.h"
+#include "FailingSystemCalls.h"
 #include "Support.h"
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
+#include <sys/ioctl.h>
+#include <thread>
+#include <unistd.h>
 #include <utility>
 
 namespace Orvex {
@@ -50,6 +58,47 @@ TEST(PrintLine, StripsEscapesWithoutColorAmongAsManyCodeUnitsAsThereAreCharacter
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(printed(text, true), std::string(expected) + "\n") << text;
     }
+}
+
+TEST(ReadLine, WaitsForTheRestOfALine) {
+    const Testing::InputFrom restored("");
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(pipe2(pipe.data(), O_NONBLOCK | O_CLOEXEC), 0);
+    dup2(pipe[0], STDIN_FILENO);
+    std::thread typist([&pipe] {
+        for (const std::string_view typed : {"1,", "2\r", "\nrest"}) {
+            // Once all that is there has been read, the reader asks for more.
+            int unread = 1;
+            while (unread > 0 && ioctl(pipe[0], FIONREAD, &unread) == 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+            EXPECT_EQ(write(pipe[1], typed.data(), typed.size()), std::ssize(typed));
+        }
+        close(pipe[1]);
+    });
+    EXPECT_EQ(readLine(), "1,2");
+    typist.join();
+    EXPECT_EQ(readLine(), "rest");
+    EXPECT_EQ(readLine(), std::nullopt);
+    close(pipe[0]);
+}
+
+TEST(ReadLine, TellsAnInterruptFromAFailureAndThatFromTheEnd) {
+    using Testing::FailingSystemCalls;
+    const Testing::InputFrom input("2\ny\n");
+    {
+        const FailingSystemCalls failing(1, {.effect = FailingSystemCalls::Effect::error, .error = EINTR});
+        EXPECT_EQ(readLine(), "2");
+    }
+    EXPECT_EXIT(
+        {
+            const FailingSystemCalls failing(1, {.effect = FailingSystemCalls::Effect::error, .error = EIO});
+            static_cast<void>(readLine());
+        },
+        testing::ExitedWithCode(1),
+        "^orvex_tests: cannot read an answer from standard input: Input/output error; answer in a terminal "
+        "or "
+        "through a pipe\n$");
 }
 
 } // namespace

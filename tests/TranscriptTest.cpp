@@ -1,4 +1,5 @@
 #include "Foundation/KeyedUnarchiver.h"
+#include "Orvex/arguments/Wording.h"
 #include "Support.h"
 #include "VoxArchive/VMVoicemailTranscript.h"
 #include <filesystem>
@@ -141,6 +142,29 @@ std::string ofClass(const std::string& name, const std::vector<std::string>& cha
     return archiveOf(instance(5, ""), classEntry(name, names));
 }
 
+TEST(Transcript, ReadsTextsThatAreObjectsAndSubclasses) {
+    const auto own = [](const std::string& chain) {
+        return classEntry(split(chain)[0],
+                          "<string>" + replacing(chain, " ", "</string><string>") + "</string>");
+    };
+    const auto text = [](int number) { return "<key>text</key>" + uid(number); };
+    const std::string transcript = archiveOf(
+        instance(5, text(6) + "<key>segments</key>" + uid(8)),
+        own("Own VMVoicemailTranscript NSObject") + instance(7, "<key>NS.string</key><string>a</string>") +
+            own("NSMutableString NSString NSObject") +
+            instance(9, "<key>NS.objects</key><array>" + uid(10) + "</array>") +
+            own("OwnArray NSMutableArray NSArray NSObject") + instance(11, text(12)) +
+            own("OwnSegment Other VMVoicemailTranscriptSegment NSObject") +
+            instance(13, "<key>NS.string</key><string>b</string>") + own("NSString NSObject"));
+    const auto decoded = decodeTranscript(transcript);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->description(), "VMVoicemailTranscript\n  text: \"a\"\n  segment 1:\n    text: \"b\"");
+    EXPECT_EQ(faultOf(replaced(transcript, "NS.string", "string")),
+              R"(it is no keyed archive: it has no "NS.string")");
+    EXPECT_EQ(faultOf(replaced(transcript, "<string>a</string>", uid(6))),
+              R"(the value of "NS.string" is a reference, not a string)");
+}
+
 struct Hostile {
     std::string archive;
     std::string fault;
@@ -174,8 +198,7 @@ TEST(Transcript, RefusesArchivesThatLie) {
         {archiveOf(instance(99, "")), "it is damaged: it refers to entry 99 of 5"},
         {archiveOf(instance(1, "")), noArchive + R"(it has no "$classname")"},
         {archiveOf("<dict></dict>"), noArchive + R"(it has no "$class")"},
-        {ofClass("E\u2028", {"E\u2028", "VMVoicemailTranscript", "NSObject"}),
-         R"(there is an object of class "E\u{2028}")" + belongs},
+        {ofClass("E\u2028", {"E\u2028", "NSObject"}), R"(there is an object of class "E\u{2028}")" + belongs},
         {ofClass("X", {"Evil", "NSObject"}),
          R"(the class "X" claims to inherit by way of ["Evil", "NSObject"])"},
         {ofClass("X", {"X"}), R"(the class "X" claims to inherit by way of ["X"])"},
@@ -235,8 +258,13 @@ TEST(Transcript, RefusesWhatIsNoPropertyList) {
         {"<plist>" + replaced(uid(0), "0", "4294967296") + "</plist>",
          no + "line 1: a UID is no integer of 32 bits"},
         {"<plist>" + repeated("<array>", 100000), no + "line 1: its elements are nested more than 64 deep"},
-        {"<!DOCTYPE plist [<!ENTITY a \"aa\">]><plist><string>&a;</string></plist>",
-         no + "line 1: it declares an entity"},
+        {"<!DOCTYPE plist [<!ATTLIST true a CDATA \"\">]><plist><true/></plist>",
+         no + "line 1: its <!DOCTYPE> has declarations of its own"},
+        {"<!DOCTYPE plist SYSTEM 'x'><plist><string>&a;</string></plist>",
+         no + R"(line 1: it refers to an unknown entity "a")"},
+        {"<plist a=''><true a=''/></plist>", no + R"(line 1: its element "true" has an attribute)"},
+        {"<plist " + repeated("\n", 140000) + "/>",
+         no + "line 1: a tag, a comment or the like has more than 65536 bytes"},
         {"<plist><array>" + repeated("<true/>", 1000000) + "</array></plist>",
          no + "line 1: it has more than 1000000 objects"},
     });

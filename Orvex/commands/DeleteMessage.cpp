@@ -71,19 +71,24 @@ Numbers are separated by commas. What is no number is skipped. A number that is 
 command at once, before anything is deleted. The confirmation is asked for again until the answer is yes
 or no.
 
+At the end of input the confirmation is asked for again as well, without end. A script whose answers run
+out, or whose input is the null device, would wait forever and fill what its output goes to. Let an endless
+"n" follow the answers: a question that nobody expected is then answered with no.
+
 One filter counts, the first of these that is given: record UUIDs, handles of senders, providers
 together with types. It counts with -a too.
 
 Messages are deleted in batches of 100, each of them wholly or not at all. When the command is
 interrupted, the batches that are done stay done, and all other messages are as they were.)",
-    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
+    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0. Standard input "
+                  "that cannot be read makes it 1; nothing is deleted then.",
     .examples = R"(Choose among the messages of one sender:
 
     {tool} delete-message -handles ann@example.com
 
 Delete all messages, in a script:
 
-    echo y | {tool} delete-message -a -nc)",
+    (echo y; yes n) | {tool} delete-message -a -nc)",
 };
 
 } // namespace Orvex

@@ -1,9 +1,11 @@
 #include "Orvex/commands/MessageSelection.h"
 
+#include "Foundation/CharacterSets.h"
 #include "Foundation/FatalError.h"
 #include "Foundation/LetterCase.h"
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
+#include "Foundation/UTF8.h"
 #include "Orvex/TerminalTools.h"
 #include <algorithm>
 #include <array>
@@ -41,10 +43,20 @@ auto storeValues(std::span<const Input> inputs) {
     return values;
 }
 
+/// Without the white space around it, and without the byte order marks that some programs put before a text.
 std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view whiteSpace = " \t\r\v\f";
-    text.remove_prefix(std::min(text.find_first_not_of(whiteSpace), text.size()));
-    return text.substr(0, text.find_last_not_of(whiteSpace) + 1);
+    constexpr char32_t byteOrderMark = 0xFEFF;
+    std::size_t begin = text.size();
+    std::size_t end = begin;
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t start = position;
+        const std::optional<char32_t> c = nextCharacter(text, position);
+        if (!c || (!isWhiteSpace(*c) && c != byteOrderMark)) {
+            begin = std::min(begin, start);
+            end = position;
+        }
+    }
+    return text.substr(begin, end - begin);
 }
 
 } // namespace

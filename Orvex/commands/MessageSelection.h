@@ -27,7 +27,8 @@ void appendMessage(std::string& out, const StoredMessage& message, std::size_t n
 /// Prints each message under its number, counted from 1.
 void listMessages(std::span<const StoredMessage> messages, bool noColor);
 
-/// The numbers in a line, separated by commas, in their order. What is no number is skipped.
+/// The numbers in a line, separated by commas, in their order. Unicode's white space and U+FEFF around a
+/// number do not matter. What is no number is skipped.
 [[nodiscard]] std::vector<std::int64_t> numbersIn(std::string_view line);
 
 /// Asks for numbers, and returns those in the line typed; at the end of input there are none.

@@ -83,16 +83,25 @@ Of several numbers the first counts, and without any the first message is taken.
 the list ends the command at once, before anything is changed. The confirmation is asked for again until
 the answer is yes or no. A value that begins with "-" is given with "=", as in --updatedDuration=-1.
 
+At the end of input the confirmation is asked for again as well, without end. A script whose answers run
+out, or whose input is the null device, would wait forever and fill what its output goes to. Let an endless
+"n" follow the answers: a question that nobody expected is then answered with no.
+
 One filter counts, the first of these that is given: a record UUID, handles of senders, providers
 together with types.)",
-    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
+    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0. Standard input "
+                  "that cannot be read makes it 1; nothing is changed then.",
     .examples = R"(Mark a message as read:
 
     {tool} update-message -rid 213E835C-F062-40F4-A54E-6C01987777D6 -read true
 
 Take a message out of the trash:
 
-    {tool} update-message -rid 213E835C-F062-40F4-A54E-6C01987777D6 -undelete)",
+    {tool} update-message -rid 213E835C-F062-40F4-A54E-6C01987777D6 -undelete
+
+The same in a script:
+
+    (echo y; yes n) | {tool} update-message -nc -rid 213E835C-F062-40F4-A54E-6C01987777D6 -undelete)",
 };
 
 } // namespace Orvex
