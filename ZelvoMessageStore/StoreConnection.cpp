@@ -37,6 +37,8 @@ std::string causeOf(const SQLite::Error& error) {
         return "it is no message store, nor any other SQLite database; choose another file";
     case SQLITE_READONLY:
         return "the file cannot be written; check its permissions and those of its folder";
+    case SQLITE_TOOBIG:
+        return "a value has more than 16 MB, or one of the file's schema more than 8 KB";
     default:
         return error.what();
     }
@@ -88,7 +90,7 @@ Database& StoreConnection::databaseToWrite() {
     }
     // A journal that is emptied costs one less write of the folder than one that is deleted. A write-ahead
     // log is no choice: SQLite before 3.51.3 can damage it when two connections write and checkpoint at once.
-    store_->execute("PRAGMA journal_mode = TRUNCATE");
+    store_->execute("PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL");
     return *store_;
 }
 
