@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -89,10 +90,11 @@ class Statement {
 };
 
 /// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
-/// the schema are run, SQLite's own tables cannot be written, and no statement takes many more steps, or
-/// yields many more bytes, than there is to read in the file: pages that share others would be read without
-/// end. A lock of another connection is waited for, with growing, jittered pauses, for up to 30 seconds. Only
-/// one thread at a time may use it, and what belongs to it.
+/// the schema are run, SQLite's own tables cannot be written, and statements end early: until the schema is
+/// trusted, after 2,000 steps, half a second, or with a value of more than 8 KB; then, when they have taken
+/// many more steps, or yielded many more bytes, than there is to read in the file, as pages that share others
+/// would be read without end. A lock of another connection is waited for, with growing, jittered pauses, for
+/// up to 30 seconds. Only one thread at a time may use it, and what belongs to it.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
@@ -117,21 +119,33 @@ class Database {
     [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
     /// In bytes, without a write-ahead log; 0 in memory, or when the size cannot be read.
     [[nodiscard]] std::int64_t fileSize() const noexcept;
-    /// Lets statements run on as befits so many bytes of a database.
-    void limitStatements(std::int64_t size);
+
+    /// Lets statements run on as befits the size of the database. To be called in each transaction anew, once
+    /// the schema has been looked at.
+    void trustSchema();
 
   private:
+    friend class Transaction;
+
+    void distrustSchema() noexcept;
     /// Nothing in memory.
     [[nodiscard]] sqlite3_file* file() const noexcept;
 
     struct Closer {
         void operator()(sqlite3* database) const noexcept;
     };
+    /// What statements may take before the schema is trusted. SQLite has its address.
+    struct SchemaBudget {
+        int stepsLeft = 0;
+        std::chrono::nanoseconds deadline{};
+    };
+    std::unique_ptr<SchemaBudget> schemaBudget_ = std::make_unique<SchemaBudget>();
     std::unique_ptr<sqlite3, Closer> database_;
     std::int64_t mostBytes_ = 0;
 };
 
-/// A transaction that is rolled back unless it has been committed.
+/// A transaction that is rolled back unless it has been committed. It begins by forgetting the schema and
+/// ends by distrusting it.
 class Transaction {
   public:
     /// `immediate` takes the write lock at once, so that what was read stays true until the write.
@@ -149,7 +163,8 @@ class Transaction {
 
     /// Made beforehand, since there may be no memory for it later.
     Statement rollback_;
-    Database* database_;
+    Database& database_;
+    bool isCommitted_ = false;
 };
 
 } // namespace Orvex::SQLite

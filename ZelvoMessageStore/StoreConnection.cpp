@@ -4,6 +4,7 @@
 #include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/store/MessageStore.h"
+#include "Orvex/store/MessageTable.h"
 #include <cerrno>
 #include <fcntl.h>
 #include <new>
@@ -37,9 +38,24 @@ std::string causeOf(const SQLite::Error& error) {
         return "it is no message store, nor any other SQLite database; choose another file";
     case SQLITE_READONLY:
         return "the file cannot be written; check its permissions and those of its folder";
+    case SQLITE_TOOBIG:
+        return "a value has more than 16 MB, or one of the file's schema more than 8 KB";
     default:
         return error.what();
     }
+}
+
+/// As one word of a POSIX shell.
+std::string forShell(std::string_view text) {
+    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+";
+    if (text.find_first_not_of(plain) == std::string_view::npos) {
+        return std::string(text);
+    }
+    std::string quoted = "'";
+    for (const char c : text) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
 }
 
 } // namespace
@@ -88,7 +104,7 @@ Database& StoreConnection::databaseToWrite() {
     }
     // A journal that is emptied costs one less write of the folder than one that is deleted. A write-ahead
     // log is no choice: SQLite before 3.51.3 can damage it when two connections write and checkpoint at once.
-    store_->execute("PRAGMA journal_mode = TRUNCATE");
+    store_->execute("PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL");
     return *store_;
 }
 
@@ -111,6 +127,9 @@ void StoreConnection::rethrowExplained(std::string_view attempt) const {
         throw;
     } catch (const SQLite::Error& error) {
         reason = causeOf(error);
+    } catch (const DamagedMessage& error) {
+        reason = std::string(error.what()) + "; to remove it: sqlite3 " + forShell(path_) +
+                 " \"DELETE FROM messages WHERE " + error.condition() + '"';
     } catch (const std::bad_alloc&) {
         reason = "out of memory";
     } catch (const std::exception& error) {

@@ -2,9 +2,11 @@
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unicode/uversion.h>
 
 namespace Orvex::Testing {
 namespace {
@@ -201,6 +203,32 @@ TEST_F(EndToEndTest, AUsageErrorTouchesNothing) {
     EXPECT_FALSE(std::filesystem::exists(folder / "store"));
     EXPECT_EQ(runOrvex({"--store=", "get-total-count"}).status, 64);
     EXPECT_EQ(run("get-total-count -nc --store x").status, 64);
+}
+
+TEST_F(EndToEndTest, LoadsWhatItPrintsWithBeforeItTouchesTheStore) {
+    for (const char* const library :
+         {"libicui18n.so." U_ICU_VERSION_SHORT, "libicuuc.so." U_ICU_VERSION_SHORT}) {
+        writeFile(folder / library, "");
+    }
+    // An error of this store would be told instead.
+    std::filesystem::create_directory(folder / "store");
+    writeFile(file, "no store");
+    for (const char* const command :
+         {"transcription-enabled", "get-all-voicemail-messages", "voicemail-messages", "save-message",
+          "get-total-count", "get-all-messages", "delete-message", "update-message", "get-account-status"}) {
+        setenv("LD_LIBRARY_PATH", std::string(folder / "").c_str(), 1);
+        const ProgramRun result = run(std::string(command) + " -nc");
+        unsetenv("LD_LIBRARY_PATH");
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.output, "");
+        EXPECT_THAT(result.errors, testing::StartsWith("orvex: cannot load ICU ")) << command;
+    }
+}
+
+TEST_F(EndToEndTest, ReportsAFileSizeLimit) {
+    const std::string saving = ORVEX_PROGRAM " --store " + file + " save-message -nc";
+    EXPECT_EQ(std::system(("ulimit -f 0; " + saving + " | grep -q 'limit of file sizes'").c_str()), 0);
+    EXPECT_EQ(run("get-total-count -nc"), printed("Message count: 0\n"));
 }
 
 TEST_F(EndToEndTest, KeepsTheStoreInTheUsersDataFolder) {
