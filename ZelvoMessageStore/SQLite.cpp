@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 
 namespace Orvex::SQLite {
 
@@ -38,6 +39,11 @@ constexpr std::int64_t stepsPerByte = 4;
         throw Error(code, sqlite3_errstr(code));
     }
     const int extendedCode = sqlite3_extended_errcode(database);
+    if (extendedCode == SQLITE_IOERR_ACCESS) {
+        if (const std::string refusal = GuardedFiles::takeRefusal(database); !refusal.empty()) {
+            throw Error(extendedCode, refusal);
+        }
+    }
     std::string message = sqlite3_errmsg(database);
     int systemError = 0;
     const int primaryCode = extendedCode & 0xFF;
@@ -198,20 +204,41 @@ std::string Statement::columnName(int column) {
     return name;
 }
 
-Database::Database(const std::string& path) {
+Database::Database(const std::string& path, IfAbsent ifAbsent)
+    : files_(path == inMemory ? nullptr : std::make_unique<GuardedFiles>(path)) {
     // Used by one thread at a time, as everything here: SQLite's own locking would cost a tenth of a list.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
-                      (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
+                      (ifAbsent == IfAbsent::create ? SQLITE_OPEN_CREATE : 0) |
+                      (files_ == nullptr ? SQLITE_OPEN_MEMORY : 0);
     sqlite3* database = nullptr;
     errno = 0;
-    const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
+    const int code =
+        sqlite3_open_v2(path.c_str(), &database, flags, files_ == nullptr ? nullptr : files_->name());
     database_.reset(database);
+    if (code != SQLITE_OK && files_ != nullptr) {
+        // There is no file yet for `fail` to ask about.
+        const std::string refusal = files_->takeRefusal();
+        if (files_->isAbsent()) {
+            throw AbsentFile(code, refusal);
+        }
+        if (!refusal.empty()) {
+            throw Error(SQLITE_IOERR_ACCESS, refusal);
+        }
+    }
     if (code != SQLITE_OK) {
         fail(database, code);
     }
     configure(database);
     limitStatements(0);
-    execute("PRAGMA cell_size_check = ON; PRAGMA synchronous = FULL");
+    execute("PRAGMA cell_size_check = ON");
+}
+
+std::optional<Database> Database::openIfExists(const std::string& path) {
+    try {
+        return Database(path);
+    } catch (const AbsentFile&) {
+        return std::nullopt;
+    }
 }
 
 void Database::Closer::operator()(sqlite3* database) const noexcept {
@@ -250,6 +277,36 @@ std::int64_t Database::fileSize() const noexcept {
     return opened != nullptr && opened->pMethods->xFileSize(opened, &size) == SQLITE_OK ? size : 0;
 }
 
+std::int64_t Database::dataSize() const noexcept {
+    const int descriptor = files_ == nullptr ? -1 : files_->descriptor();
+    std::int64_t size = 0;
+    off_t end = 0;
+    for (off_t start = lseek(descriptor, 0, SEEK_DATA); start >= end; start = lseek(descriptor, end, SEEK_DATA)) {
+        end = lseek(descriptor, start, SEEK_HOLE);
+        if (end <= start) {
+            break;
+        }
+        size += end - start;
+    }
+    // A file system that knows nothing of holes makes none.
+    return size == 0 && errno != ENXIO ? fileSize() : size;
+}
+
+std::size_t Database::readBeginning(std::span<char> buffer) const {
+    std::size_t filled = 0;
+    ssize_t size = files_ == nullptr ? 0 : 1;
+    while (size > 0 && filled < buffer.size()) {
+        do {
+            size = pread(files_->descriptor(), &buffer[filled], buffer.size() - filled, static_cast<off_t>(filled));
+        } while (size < 0 && errno == EINTR);
+        filled += static_cast<std::size_t>(std::max<ssize_t>(size, 0));
+    }
+    if (size < 0) {
+        throw Error(SQLITE_IOERR_READ, "it cannot be read: " + std::generic_category().message(errno));
+    }
+    return filled;
+}
+
 std::optional<std::uint64_t> Database::changeNumber() const noexcept {
     // https://www.sqlite.org/fileformat.html, section 1.3
     constexpr std::size_t writeVersionOffset = 18;
@@ -270,8 +327,7 @@ std::optional<std::uint64_t> Database::changeNumber() const noexcept {
     // another moment.
     struct statx status {};
     constexpr unsigned wanted = STATX_INO | STATX_BTIME;
-    const char* const path = sqlite3_db_filename(database_.get(), "main");
-    if (statx(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, wanted, &status) != 0 ||
+    if (statx(files_->descriptor(), "", AT_EMPTY_PATH, wanted, &status) != 0 ||
         (status.stx_mask & wanted) != wanted) {
         return std::nullopt;
     }
@@ -293,8 +349,10 @@ Transaction::Transaction(Database& database)
 Transaction::Transaction(Database& database, Kind kind) : Transaction(database) {
     database.execute(kind == Kind::immediate ? "BEGIN IMMEDIATE" : "BEGIN");
     // Not before: others may have made the database grow while their lock was waited for.
-    database.limitStatements(database.queryInteger("PRAGMA page_count") *
-                             database.queryInteger("PRAGMA page_size"));
+    // To ask for the count of pages takes the lock.
+    const std::int64_t claimed =
+        database.queryInteger("PRAGMA page_count") * database.queryInteger("PRAGMA page_size");
+    database.limitStatements(std::min(claimed, database.dataSize()));
 }
 
 Transaction::~Transaction() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ZelvoMessageStore/GuardedFiles.h"
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -25,6 +26,11 @@ class Error : public std::runtime_error {
 
   private:
     int code_;
+};
+
+/// There is no such file.
+class AbsentFile : public Error {
+    using Error::Error;
 };
 
 using Blob = std::span<const unsigned char>;
@@ -97,9 +103,14 @@ class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
 
-    /// Opens an existing file, for reading alone when it cannot be written; or a new database in memory. No
-    /// part of the path may be a symbolic link.
-    explicit Database(const std::string& path);
+    enum class IfAbsent { fail, create };
+
+    /// Opens a file, for reading alone when it cannot be written; or a new database in memory. A file is made,
+    /// for the user alone, only in an existing folder. `path` is absolute; the file itself must not be a symbolic
+    /// link (see `GuardedFiles`).
+    explicit Database(const std::string& path, IfAbsent ifAbsent = IfAbsent::fail);
+    /// No value where there is no such file.
+    [[nodiscard]] static std::optional<Database> openIfExists(const std::string& path);
 
     [[nodiscard]] Statement prepare(std::string_view sql) { return {database_.get(), sql, mostBytes_}; }
     /// Runs statements separated by semicolons.
@@ -117,6 +128,14 @@ class Database {
     [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
     /// In bytes, without a write-ahead log; 0 in memory, or when the size cannot be read.
     [[nodiscard]] std::int64_t fileSize() const noexcept;
+    /// The same without the file's holes, as far as its file system tells: they take no room, so that anybody
+    /// can make a file as long as they like.
+    [[nodiscard]] std::int64_t dataSize() const noexcept;
+    /// Reads the file's first bytes, without a lock, as many as there are up to the buffer's size; returns how many
+    /// that were. None in memory. Throws `Error`.
+    [[nodiscard]] std::size_t readBeginning(std::span<char> buffer) const;
+    /// Says that a file with something in it has the journal's name.
+    [[nodiscard]] bool hasJournal() const noexcept { return files_ != nullptr && files_->hasJournal(); }
     /// Lets statements run on as befits so many bytes of a database.
     void limitStatements(std::int64_t size);
 
@@ -127,6 +146,8 @@ class Database {
     struct Closer {
         void operator()(sqlite3* database) const noexcept;
     };
+    /// None in memory.
+    std::unique_ptr<GuardedFiles> files_;
     std::unique_ptr<sqlite3, Closer> database_;
     std::int64_t mostBytes_ = 0;
 };

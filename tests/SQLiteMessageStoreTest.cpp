@@ -123,37 +123,139 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
     }
 }
 
-TEST_F(SQLiteMessageStoreTest, LeavesAloneWhatSQLiteWouldTakeForItsJournal) {
-    for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
-        const path diary = path(file) += suffix;
-        writeFile(diary, "my diary");
+/// What a journal begins with (https://www.sqlite.org/fileformat.html, section 3).
+std::string journalHeader(std::uint32_t sectorSize, std::uint32_t ofPageSize,
+                          const std::string& magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7") {
+    return magic + bigEndian(0) + bigEndian(0x12345678) + bigEndian(3) + bigEndian(sectorSize) +
+           bigEndian(ofPageSize);
+}
+
+TEST_F(SQLiteMessageStoreTest, TakesForItsJournalWhatSQLiteLeavesAndNothingElse) {
+    const std::string zeros(8, '\0');
+    const std::string notes(600, 'x');
+    const std::pair<std::string, bool> cases[] = {
+        {"my diary", false},
+        {zeros + "my diary" + notes, false},
+        {zeros.substr(0, 4), true},
+        {zeros + zeros + zeros + zeros.substr(0, 4) + notes, true},
+        {zeros + zeros + zeros + "xyz" + notes, false},
+        {journalHeader(512, pageSize, zeros) + notes, true},
+        {journalHeader(512, pageSize, "\xd9\xd5\x05" + zeros.substr(3)) + notes, true},
+        {journalHeader(512, pageSize, "\xd9\xd5\x05\x01" + zeros.substr(4)) + notes, false},
+        {journalHeader(512, pageSize, zeros).substr(0, 27), false},
+        {journalHeader(512, 2 * pageSize, zeros) + notes, false},
+        {journalHeader(500, pageSize, zeros) + notes, false},
+        {journalHeader(512, pageSize) + notes, true},
+    };
+    const path journal = path(file) += "-journal";
+    makeStore();
+    for (const auto& [content, isJournal] : cases) {
+        SCOPED_TRACE(testing::PrintToString(content));
+        writeFile(journal, content);
         const std::string cause =
-            "\"" + diary.native() + "\", which would be its journal, is something else; move it away";
-        for (const std::string_view content : {"", "hello"}) {
-            writeFile(file, content);
-            EXPECT_THAT(errorOfReading(file), EndsWith(cause));
-            EXPECT_THAT(errorOfWriting(file), EndsWith(cause));
-        }
-        EXPECT_EQ(readFile(diary), "my diary");
-        std::filesystem::remove(diary);
+            isJournal ? "" : "\"" + journal.native() + "\", which would be its journal, is something else; move it away";
+        EXPECT_THAT(errorOfReading(file), EndsWith(cause));
+        EXPECT_THAT(errorOfWriting(file), EndsWith(cause));
+        EXPECT_EQ(readFile(journal), isJournal ? "" : content);
+    }
+    // SQLite deletes what is beside an empty store, without a look into it.
+    for (const std::string_view content : {"", "hello"}) {
+        writeFile(journal, "my diary");
+        writeFile(file, content);
+        EXPECT_EQ(errorOfReading(file).empty(), content.empty());
+        EXPECT_THAT(errorOfWriting(file), EndsWith("is something else; move it away"));
+        EXPECT_EQ(readFile(journal), "my diary");
     }
 }
 
 TEST_F(SQLiteMessageStoreTest, RefusesAJournalThatHasAnotherFileDeleted) {
     makeStore();
     const std::string bystander = folder / "bystander";
-    writeFile(bystander, "my diary");
-    // https://www.sqlite.org/fileformat.html, section 3, and pager.c on the name of a super-journal
-    const std::string magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    const path journal = path(file) += "-journal";
     constexpr std::uint32_t sectorSize = 512;
-    std::string header = magic + std::string(12, '\0') + bigEndian(sectorSize) + bigEndian(pageSize);
+    std::string header = journalHeader(sectorSize, pageSize);
     header.resize(sectorSize);
+    // pager.c on the name of a super-journal
     const auto sum = static_cast<std::uint32_t>(std::accumulate(bystander.begin(), bystander.end(), 0));
     const auto length = static_cast<std::uint32_t>(bystander.size());
-    writeFile(path(file) += "-journal",
-              header + bigEndian(0) + bystander + bigEndian(length) + bigEndian(sum) + magic);
-    EXPECT_THAT(errorOfReading(file), EndsWith("names another file, to be deleted; move it away"));
-    EXPECT_EQ(readFile(bystander), "my diary");
+    const std::string bytes =
+        header + bigEndian(0) + bystander + bigEndian(length) + bigEndian(sum) + header.substr(0, 8);
+    for (const bool exists : {true, false}) {
+        // Somebody puts it there when the store has been opened.
+        SQLiteMessageStore store(file);
+        EXPECT_EQ(wait(store.messageCount()), 2);
+        if (exists) {
+            writeFile(bystander, "my diary");
+        }
+        writeFile(journal, bytes);
+        const std::string cause = "names another file, to be deleted; move it away";
+        EXPECT_THAT(errorOf([&] { wait(store.messageCount()); }), EndsWith(cause));
+        EXPECT_THAT(errorOf([&] { wait(store.saveMessage(newMessage())); }), EndsWith(cause));
+        EXPECT_THAT(errorOfReading(file), EndsWith(cause));
+        EXPECT_EQ(readFile(journal), bytes);
+        EXPECT_EQ(readFile(bystander), exists ? "my diary" : "");
+        remove(path(bystander));
+        remove(journal);
+    }
+}
+
+TEST_F(SQLiteMessageStoreTest, StaysInTheFolderThatItOpened) {
+    create_directory(folder / "real");
+    const path real = folder / "real/messages.db";
+    SQLiteMessageStore store(real);
+    wait(store.saveMessage(newMessage()));
+    create_directory(folder / "victim");
+    rename(folder / "real", folder / "moved");
+    create_directory_symlink(folder / "victim", folder / "real");
+    const std::string hot = journalHeader(512, pageSize);
+    writeFile(folder / "victim/messages.db-journal", hot);
+    writeFile(folder / "moved/messages.db-journal", hot);
+    wait(store.saveMessage(newMessage()));
+    EXPECT_EQ(wait(store.messageCount()), 2);
+    EXPECT_EQ(readFile(folder / "victim/messages.db-journal"), hot);
+    EXPECT_FALSE(exists(folder / "victim/messages.db"));
+    EXPECT_EQ(wait(SQLiteMessageStore(folder / "moved/messages.db").messageCount()), 2);
+}
+
+TEST_F(SQLiteMessageStoreTest, RefusesWriteAheadLogs) {
+    const path log = path(file) += "-wal";
+    const std::string turnOff = "turn it off: sqlite3 \"" + file.native() + "\" 'PRAGMA journal_mode = DELETE'";
+    const std::string notItsOwn =
+        "\"" + log.native() + "\", which would be its write-ahead log, does not belong to it; move it away";
+    const auto checkRefusal = [&](const std::string& cause) {
+        const auto content = [&] { return std::pair(readFile(file), readFile(log)); };
+        const auto before = content();
+        EXPECT_THAT(errorOfReading(file), EndsWith(cause));
+        EXPECT_THAT(errorOfWriting(file), EndsWith(cause));
+        EXPECT_EQ(content(), before);
+        EXPECT_FALSE(exists(path(file) += "-shm"));
+    };
+    makeStore();
+    const std::string store = readFile(file);
+    execute(file, "PRAGMA journal_mode = WAL; UPDATE messages SET sender = 'x'");
+    remove(path(file) += "-shm");
+    checkRefusal(turnOff);
+    const std::string planted = readFile(log);
+    // SQLite reads a log whatever the store says of it.
+    writeFile(file, store);
+    checkRefusal(notItsOwn);
+    writeFile(log, "my diary");
+    checkRefusal(notItsOwn);
+    writeFile(log, "");
+    EXPECT_EQ(all().size(), 2U);
+    EXPECT_EQ(errorOfWriting(file), "");
+    writeFile(file, store);
+    SQLiteMessageStore opened(file);
+    EXPECT_EQ(wait(opened.messageCount()), 2);
+    writeFile(log, planted);
+    EXPECT_THAT(errorOf([&] { wait(opened.allMessages()); }), EndsWith(notItsOwn));
+    remove(log);
+    execute(file, "PRAGMA journal_mode = WAL");
+    remove(log);
+    remove(path(file) += "-shm");
+    checkRefusal(turnOff);
+    execute(file, "PRAGMA journal_mode = DELETE");
+    EXPECT_EQ(all().size(), 2U);
 }
 
 TEST_F(SQLiteMessageStoreTest, KeepsItsErrorsOnOneLine) {
@@ -170,9 +272,9 @@ TEST_F(SQLiteMessageStoreTest, KeepsItsErrorsOnOneLine) {
 TEST_F(SQLiteMessageStoreTest, NamesWhatCannotBeMade) {
     writeFile(folder / "plain", "");
     const path below = folder / "plain/messages.db";
-    EXPECT_THAT(errorOfReading(below), EndsWith("it cannot be read: Not a directory"));
+    EXPECT_THAT(errorOfReading(below), EndsWith("it cannot be opened: Not a directory"));
     EXPECT_THAT(errorOfWriting(folder / "plain/x/messages.db"),
-                EndsWith("it cannot be read: Not a directory"));
+                EndsWith("it cannot be opened: Not a directory"));
     EXPECT_THAT(errorOfWriting(folder / "new/"), EndsWith("it is a folder, not a file"));
     EXPECT_FALSE(exists(folder / "new"));
     create_symlink(folder / "nowhere", file);
@@ -305,16 +407,6 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
     }
 }
 
-TEST_F(SQLiteMessageStoreTest, ReadsWhatAnotherProgramHasInItsLog) {
-    makeStore();
-    SQLite::Database other(file);
-    // More than the file itself, without the log, gives reason for.
-    other.execute("PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
-                  "UPDATE messages SET sender = printf('%.*c', 2000000, 'x')");
-    EXPECT_EQ(wait(SQLiteMessageStore(file).messageCount()), 2);
-    EXPECT_EQ(all().at(1).from, std::string(2000000, 'x'));
-}
-
 TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
     makeStore();
     execute(file, "CREATE VIEW v AS SELECT 1;"
@@ -409,7 +501,7 @@ TEST_F(SQLiteMessageStoreTest, CountsWhatOthersHaveChanged) {
           "UPDATE settings SET value = 7 WHERE name = 'messageCount'",
           "UPDATE settings SET value = value + (name = 'messageCountChange') - 3 * (name = 'messageCount')",
           "UPDATE settings SET value = iif(name = 'messageCount', 1 << 47, value + 1)",
-          "PRAGMA journal_mode = WAL; DELETE FROM messages WHERE id = 1",
+          "PRAGMA journal_mode = WAL; DELETE FROM messages WHERE id = 1; PRAGMA journal_mode = DELETE",
           "DELETE FROM messages WHERE id = 1; VACUUM"}) {
         std::filesystem::remove(file);
         makeStore();
