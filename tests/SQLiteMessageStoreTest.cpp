@@ -217,6 +217,91 @@ TEST_F(SQLiteMessageStoreTest, StaysInTheFolderThatItOpened) {
     EXPECT_EQ(wait(SQLiteMessageStore(folder / "moved/messages.db").messageCount()), 2);
 }
 
+/// Runs `action` as another user, in a process of its own, and returns what it prints.
+std::string outputAs(uid_t user, const std::function<void()>& action) {
+    return outputOf([&] {
+        runInProcesses(1, [&](int) {
+            if (setgid(user) == 0 && setuid(user) == 0) {
+                action();
+            }
+            std::fflush(stdout);
+            _exit(0);
+        });
+    });
+}
+
+TEST_F(SQLiteMessageStoreTest, TakesFilesOfOthersWhereNotEverybodyMayPutThem) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    constexpr uid_t nobody = 65534;
+    constexpr uid_t stranger = 12345;
+    const std::string planted = "and anybody may have put it into its folder, where everybody may write";
+    const path shared = folder / "shared";
+    const path store = shared / "messages.db";
+    const path journal = shared / "messages.db-journal";
+    const struct {
+        mode_t folderMode;
+        uid_t user, storeOwner, journalOwner;
+        std::string_view refusal;
+    } cases[] = {
+        {01777, 0, nobody, 0, ": it belongs to the user \"nobody\", "},
+        {0777, 0, stranger, 0, ": it belongs to the user 12345, "},
+        {01777, 0, 0, nobody, "which would be its journal, belongs to the user \"nobody\", "},
+        {01777, nobody, stranger, nobody, ": it belongs to the user 12345, "},
+        {01777, nobody, nobody, stranger, "which would be its journal, belongs to the user 12345, "},
+        {01777, nobody, nobody, nobody, ""},
+        {0777, nobody, 0, 0, ""},
+        {02770, 0, nobody, stranger, ""},
+        {0755, 0, stranger, stranger, ""},
+    };
+    std::filesystem::permissions(folder / "", std::filesystem::perms::all);
+    for (const std::string& before : {std::string(), (makeStore(), readFile(file))}) {
+        for (const auto& [folderMode, user, storeOwner, journalOwner, refusal] : cases) {
+            SCOPED_TRACE(std::to_string(folderMode) + refusal.data());
+            remove_all(shared);
+            create_directory(shared);
+            for (const auto& [name, owner] : {std::pair(store, storeOwner), {journal, journalOwner}}) {
+                writeFile(name, name == store ? before : "");
+                // Of the group that writes; a sticky folder lets nobody open for writing what is another's.
+                ASSERT_EQ(chown(name.c_str(), owner, 0) + chmod(name.c_str(), 0666), 0);
+            }
+            ASSERT_EQ(chmod(shared.c_str(), folderMode), 0);
+            const std::string error = outputAs(user, [&] { std::fputs(errorOfWriting(store).c_str(), stdout); });
+            if (refusal.empty()) {
+                EXPECT_EQ(error, "");
+                ASSERT_EQ(chmod(shared.c_str(), 0755), 0);
+                EXPECT_EQ(wait(SQLiteMessageStore(store).messageCount()), before.empty() ? 1 : 3);
+            } else {
+                EXPECT_THAT(error, AllOf(HasSubstr(refusal), HasSubstr(planted)));
+                EXPECT_EQ(readFile(store), before);
+            }
+        }
+    }
+    // What root makes beside a store of somebody else's is that user's.
+    remove(journal);
+    EXPECT_EQ(errorOfWriting(store), "");
+    struct stat status {};
+    ASSERT_EQ(stat(journal.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, stranger);
+}
+
+TEST_F(SQLiteMessageStoreTest, RefusesFilesThatHaveASecondName) {
+    makeStore();
+    const path diary = folder / "diary";
+    writeFile(diary, "");
+    const path journal = path(file) += "-journal";
+    remove(journal);
+    create_hard_link(diary, journal);
+    EXPECT_THAT(errorOfWriting(file), EndsWith("its journal, has another name as well (a hard link); move it away"));
+    remove(journal);
+    // A backup may be made so, but not where others can do it as well.
+    create_hard_link(file, folder / "backup");
+    EXPECT_EQ(errorOfWriting(file), "");
+    std::filesystem::permissions(folder / "", std::filesystem::perms::all);
+    EXPECT_THAT(errorOfReading(file), HasSubstr("it has another name as well (a hard link), "));
+}
+
 TEST_F(SQLiteMessageStoreTest, RefusesWriteAheadLogs) {
     const path log = path(file) += "-wal";
     const std::string turnOff = "turn it off: sqlite3 \"" + file.native() + "\" 'PRAGMA journal_mode = DELETE'";
@@ -351,6 +436,7 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
             page.resize(pageSize - cell.size() - 4);
             return page + bigEndian(child) + cell;
         };
+        constexpr std::uint32_t claimedPages = 1U << 30U;
         const std::size_t start = root == 1 ? 100 : 0;
         std::string leaf = bytes.substr((root - 1) * pageSize, pageSize);
         constexpr std::size_t headerAndFewCells = 64;
@@ -362,7 +448,9 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
         const auto pages = static_cast<std::uint32_t>(bytes.size() / pageSize);
         bytes.replace((root - 1) * pageSize, pageSize, pageAbove(pages, start));
         constexpr std::size_t pageCountOffset = 28;
-        writeFile(file, bytes.replace(pageCountOffset, 4, bigEndian(pages)));
+        writeFile(file, bytes.replace(pageCountOffset, 4, bigEndian(claimedPages)));
+        // The rest is a hole.
+        resize_file(file, std::uintmax_t{claimedPages} * pageSize);
     };
     SQLite::Database database(file);
     const auto rootOf = [&](const std::string& name) {
