@@ -29,7 +29,18 @@ enum class Name { store, journal, writeAheadLog, folder, other };
 
 /// Why a file is refused. The sentence is composed when somebody asks, which may throw.
 struct Refusal {
-    enum class Kind { link, folder, notRegular, owner, secondName, notJournal, superJournal, log, strayLog, error };
+    enum class Kind {
+        link,
+        folder,
+        notRegular,
+        owner,
+        secondName,
+        notJournal,
+        superJournal,
+        log,
+        strayLog,
+        error
+    };
 
     Kind kind;
     Name name;
@@ -92,11 +103,14 @@ bool isJournal(const unsigned char* header, std::size_t size, std::uint32_t page
     constexpr std::uint32_t leastSector = 32;
     constexpr std::uint32_t leastPage = 512;
     constexpr std::uint32_t greatest = 65536;
-    const std::uint32_t journalPageSize = size < journalHeaderSize ? 0 : bigEndian(header + journalPageSizeOffset, 4);
+    const std::uint32_t journalPageSize =
+        size < journalHeaderSize ? 0 : bigEndian(header + journalPageSizeOffset, 4);
     return size == journalHeaderSize &&
-           std::all_of(firstOther, header + recordCountOffset + 4, [](unsigned char byte) { return byte == 0; }) &&
+           std::all_of(firstOther, header + recordCountOffset + 4,
+                       [](unsigned char byte) { return byte == 0; }) &&
            isPowerOfTwo(bigEndian(header + sectorSizeOffset, 4), leastSector, greatest) &&
-           isPowerOfTwo(journalPageSize, leastPage, greatest) && (pageSize == 0 || journalPageSize == pageSize);
+           isPowerOfTwo(journalPageSize, leastPage, greatest) &&
+           (pageSize == 0 || journalPageSize == pageSize);
 }
 
 } // namespace
@@ -274,8 +288,10 @@ sqlite3_vfs& defaultFiles() {
 } // namespace
 
 Implementation::Implementation(std::string path)
-    : path_(std::move(path)), folder_(open(folderPath_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-      below_(defaultFiles()), files_(below_) {
+    : path_(std::move(path)),
+      folder_(open(folderPath_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+      below_(defaultFiles()),
+      files_(below_) {
     if (folder_.get() < 0) {
         folderError_ = errno;
     }
@@ -314,9 +330,7 @@ Name Implementation::nameOf(std::string_view path) const noexcept {
 }
 
 const char* Implementation::inFolder(Name name) const noexcept {
-    const std::string& path = name == Name::store     ? path_
-                              : name == Name::journal ? journalPath_
-                                                      : logPath_;
+    const std::string& path = name == Name::store ? path_ : name == Name::journal ? journalPath_ : logPath_;
     const char* const last = path.c_str() + folderSize_ + 1;
     return *last == '\0' || name == Name::folder ? "." : last;
 }
@@ -372,7 +386,8 @@ bool Implementation::mayUse(int file, Name name) noexcept {
 int Implementation::openInFolder(Name name, int flags, int mode) noexcept {
     struct stat status {};
     // To open a device may have effects. Somebody who may make one may do anything, so a look is enough.
-    if (fstatat(folder_.get(), inFolder(name), &status, AT_SYMLINK_NOFOLLOW) == 0 && !mayHaveKind(status, name)) {
+    if (fstatat(folder_.get(), inFolder(name), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        !mayHaveKind(status, name)) {
         return -1;
     }
     constexpr int always = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -449,7 +464,8 @@ int Implementation::systemUnlink(const char* path) {
     return unlinkat(files->folder_.get(), files->inFolder(Name::journal), 0);
 }
 
-int Implementation::openFile(sqlite3_vfs* files, const char* path, sqlite3_file* file, int flags, int* flagsUsed) {
+int Implementation::openFile(sqlite3_vfs* files, const char* path, sqlite3_file* file, int flags,
+                             int* flagsUsed) {
     Implementation& self = ours(files);
     file->pMethods = nullptr;
     const Name name = path == nullptr ? Name::other : self.nameOf(path);
@@ -520,7 +536,8 @@ int Implementation::removeFile(sqlite3_vfs* files, const char* path, int syncsFo
 
 bool Implementation::usesWriteAheadLog() const noexcept {
     std::array<unsigned char, writeVersionOffset + 1> header{};
-    return readBeginning(store_, header) == std::ssize(header) && header[writeVersionOffset] == writeAheadVersion;
+    return readBeginning(store_, header) == std::ssize(header) &&
+           header[writeVersionOffset] == writeAheadVersion;
 }
 
 int Implementation::lookUp(sqlite3_vfs* files, const char* path, int flags, int* result) {
@@ -573,7 +590,8 @@ std::string Implementation::takeRefusal() {
                ", and anybody may have put it into its folder, where everybody may write; " +
                (isStore ? "use one in a folder of your own" : "move it away");
     case Refusal::Kind::secondName:
-        return isStore ? "it has another name as well (a hard link), and anybody may have put it into its folder, "
+        return isStore ? "it has another name as well (a hard link), and anybody may have put it into its "
+                         "folder, "
                          "where everybody may write; use one in a folder of your own"
                        : companion + "has another name as well (a hard link); move it away";
     case Refusal::Kind::notJournal:
@@ -581,7 +599,8 @@ std::string Implementation::takeRefusal() {
     case Refusal::Kind::superJournal:
         return companion + "names another file, to be deleted; move it away";
     case Refusal::Kind::log:
-        return "it has a write-ahead log, which anybody who may write into its folder could have put there; turn it "
+        return "it has a write-ahead log, which anybody who may write into its folder could have put there; "
+               "turn it "
                "off: sqlite3 " +
                inQuotes(path_) + " 'PRAGMA journal_mode = DELETE'";
     case Refusal::Kind::strayLog:
@@ -589,10 +608,12 @@ std::string Implementation::takeRefusal() {
     case Refusal::Kind::error:
         break;
     }
-    return (isStore ? "it " : companion) + "cannot be opened: " + std::generic_category().message(refusal->error);
+    return (isStore ? "it " : companion) +
+           "cannot be opened: " + std::generic_category().message(refusal->error);
 }
 
-GuardedFiles::GuardedFiles(std::string path) : implementation_(std::make_unique<Implementation>(std::move(path))) {}
+GuardedFiles::GuardedFiles(std::string path)
+    : implementation_(std::make_unique<Implementation>(std::move(path))) {}
 
 GuardedFiles::~GuardedFiles() = default;
 
@@ -606,8 +627,8 @@ std::string GuardedFiles::takeRefusal() {
 
 std::string GuardedFiles::takeRefusal(sqlite3* database) {
     sqlite3_vfs* files = nullptr;
-    return sqlite3_file_control(database, "main", SQLITE_FCNTL_VFS_POINTER, &files) == SQLITE_OK && files != nullptr &&
-                   files->xOpen == Implementation::openFile
+    return sqlite3_file_control(database, "main", SQLITE_FCNTL_VFS_POINTER, &files) == SQLITE_OK &&
+                   files != nullptr && files->xOpen == Implementation::openFile
                ? static_cast<Implementation*>(files->pAppData)->takeRefusal()
                : "";
 }

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
-#include <limits>
 #include <new>
 #include <random>
 #include <sqlite3.h>
@@ -28,9 +27,6 @@ constexpr std::int64_t anyBytes = 1 << 20;
 
 /// A text is up to half as long again in UTF-8 as in the file, when that has UTF-16.
 constexpr std::int64_t bytesPerByte = 2;
-
-/// A list takes some thirty for each message, which has a hundred bytes or more.
-constexpr std::int64_t stepsPerByte = 4;
 
 /// Throws what went wrong in a call that may have used files. `errno` was 0 before it.
 [[noreturn]] void fail(sqlite3* database, int code) {
@@ -76,10 +72,6 @@ int waitForLock(void* /*context*/, int attempt) {
     const int longestPause = 1000 << std::min(attempt, 6);
     std::uniform_int_distribution<int> pause(longestPause / 4, longestPause);
     std::this_thread::sleep_for(std::chrono::microseconds(pause(random)));
-    return 1;
-}
-
-int interrupt(void* /*context*/) {
     return 1;
 }
 
@@ -131,8 +123,9 @@ std::size_t Value::size() const {
     return static_cast<std::size_t>(size);
 }
 
-Statement::Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes)
-    : database_(database), bytesLeft_(mostBytes) {
+Statement::Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes, Budget& budget)
+    : database_(database), budget_(budget), bytesLeft_(mostBytes) {
+    budget_.beginRun();
     sqlite3_stmt* statement = nullptr;
     errno = 0;
     check(sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
@@ -190,6 +183,7 @@ void Statement::reset() {
     sqlite3_clear_bindings(statement_.get());
     constexpr int toZero = 1;
     sqlite3_stmt_status(statement_.get(), SQLITE_STMTSTATUS_VM_STEP, toZero);
+    budget_.beginRun();
 }
 
 Value Statement::value(int column) {
@@ -205,7 +199,8 @@ std::string Statement::columnName(int column) {
 }
 
 Database::Database(const std::string& path, IfAbsent ifAbsent)
-    : files_(path == inMemory ? nullptr : std::make_unique<GuardedFiles>(path)) {
+    : files_(path == inMemory ? nullptr : std::make_unique<GuardedFiles>(path)),
+      budget_(std::make_unique<Budget>()) {
     // Used by one thread at a time, as everything here: SQLite's own locking would cost a tenth of a list.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
                       (ifAbsent == IfAbsent::create ? SQLITE_OPEN_CREATE : 0) |
@@ -281,7 +276,8 @@ std::int64_t Database::dataSize() const noexcept {
     const int descriptor = files_ == nullptr ? -1 : files_->descriptor();
     std::int64_t size = 0;
     off_t end = 0;
-    for (off_t start = lseek(descriptor, 0, SEEK_DATA); start >= end; start = lseek(descriptor, end, SEEK_DATA)) {
+    for (off_t start = lseek(descriptor, 0, SEEK_DATA); start >= end;
+         start = lseek(descriptor, end, SEEK_DATA)) {
         end = lseek(descriptor, start, SEEK_HOLE);
         if (end <= start) {
             break;
@@ -297,7 +293,8 @@ std::size_t Database::readBeginning(std::span<char> buffer) const {
     ssize_t size = files_ == nullptr ? 0 : 1;
     while (size > 0 && filled < buffer.size()) {
         do {
-            size = pread(files_->descriptor(), &buffer[filled], buffer.size() - filled, static_cast<off_t>(filled));
+            size = pread(files_->descriptor(), &buffer[filled], buffer.size() - filled,
+                         static_cast<off_t>(filled));
         } while (size < 0 && errno == EINTR);
         filled += static_cast<std::size_t>(std::max<ssize_t>(size, 0));
     }
@@ -337,10 +334,7 @@ std::optional<std::uint64_t> Database::changeNumber() const noexcept {
 
 void Database::limitStatements(std::int64_t size) {
     mostBytes_ = anyBytes + bytesPerByte * size;
-    // The greatest `int` is enough to list tens of millions of messages.
-    const auto steps =
-        std::min<std::int64_t>(anyBytes + stepsPerByte * size, std::numeric_limits<int>::max());
-    sqlite3_progress_handler(database_.get(), static_cast<int>(steps), interrupt, nullptr);
+    budget_->start(database_.get(), size);
 }
 
 Transaction::Transaction(Database& database)
@@ -352,7 +346,9 @@ Transaction::Transaction(Database& database, Kind kind) : Transaction(database) 
     // To ask for the count of pages takes the lock.
     const std::int64_t claimed =
         database.queryInteger("PRAGMA page_count") * database.queryInteger("PRAGMA page_size");
-    database.limitStatements(std::min(claimed, database.dataSize()));
+    const std::int64_t size = std::min(claimed, database.dataSize());
+    database.limitStatements(size);
+    memory_.emplace(size);
 }
 
 Transaction::~Transaction() {

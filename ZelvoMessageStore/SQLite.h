@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ZelvoMessageStore/Budget.h"
 #include "ZelvoMessageStore/GuardedFiles.h"
 #include <cstdint>
 #include <memory>
@@ -63,7 +64,7 @@ class Value {
 class Statement {
   public:
     /// `mostBytes` is how many its texts and blobs may have altogether.
-    Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes);
+    Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes, Budget& budget);
 
     // Texts and blobs are not copied: they must live until the next `reset`, or the statement's end.
     void bind(int parameter, std::int64_t value);
@@ -90,6 +91,7 @@ class Statement {
         void operator()(sqlite3_stmt* statement) const noexcept;
     };
     sqlite3* database_;
+    Budget& budget_;
     std::int64_t bytesLeft_;
     std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
@@ -105,14 +107,16 @@ class Database {
 
     enum class IfAbsent { fail, create };
 
-    /// Opens a file, for reading alone when it cannot be written; or a new database in memory. A file is made,
-    /// for the user alone, only in an existing folder. `path` is absolute; the file itself must not be a symbolic
-    /// link (see `GuardedFiles`).
+    /// Opens a file, for reading alone when it cannot be written; or a new database in memory. A file is
+    /// made, for the user alone, only in an existing folder. `path` is absolute; the file itself must not be
+    /// a symbolic link (see `GuardedFiles`).
     explicit Database(const std::string& path, IfAbsent ifAbsent = IfAbsent::fail);
     /// No value where there is no such file.
     [[nodiscard]] static std::optional<Database> openIfExists(const std::string& path);
 
-    [[nodiscard]] Statement prepare(std::string_view sql) { return {database_.get(), sql, mostBytes_}; }
+    [[nodiscard]] Statement prepare(std::string_view sql) {
+        return {database_.get(), sql, mostBytes_, *budget_};
+    }
     /// Runs statements separated by semicolons.
     void execute(const std::string& sql);
     /// The one value that the query yields.
@@ -131,8 +135,8 @@ class Database {
     /// The same without the file's holes, as far as its file system tells: they take no room, so that anybody
     /// can make a file as long as they like.
     [[nodiscard]] std::int64_t dataSize() const noexcept;
-    /// Reads the file's first bytes, without a lock, as many as there are up to the buffer's size; returns how many
-    /// that were. None in memory. Throws `Error`.
+    /// Reads the file's first bytes, without a lock, as many as there are up to the buffer's size; returns
+    /// how many that were. None in memory. Throws `Error`.
     [[nodiscard]] std::size_t readBeginning(std::span<char> buffer) const;
     /// Says that a file with something in it has the journal's name.
     [[nodiscard]] bool hasJournal() const noexcept { return files_ != nullptr && files_->hasJournal(); }
@@ -148,6 +152,7 @@ class Database {
     };
     /// None in memory.
     std::unique_ptr<GuardedFiles> files_;
+    std::unique_ptr<Budget> budget_;
     std::unique_ptr<sqlite3, Closer> database_;
     std::int64_t mostBytes_ = 0;
 };
@@ -171,6 +176,7 @@ class Transaction {
     /// Made beforehand, since there may be no memory for it later.
     Statement rollback_;
     Database* database_;
+    std::optional<MemoryLimit> memory_;
 };
 
 } // namespace Orvex::SQLite

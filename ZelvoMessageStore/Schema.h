@@ -13,8 +13,8 @@ class StoreFault : public std::runtime_error {
 };
 
 /// Tells from the first bytes of an open file that it has a message store in it, before SQLite reads more and
-/// perhaps changes something. False when it is empty. Throws `StoreFault` when it holds anything but a store that
-/// this version can use, `SQLite::Error` when it cannot be read.
+/// perhaps changes something. False when it is empty. Throws `StoreFault` when it holds anything but a store
+/// that this version can use, `SQLite::Error` when it cannot be read.
 [[nodiscard]] bool holdsStore(const SQLite::Database& database);
 
 /// A step from one version of the schema to the next.

@@ -153,7 +153,9 @@ TEST_F(SQLiteMessageStoreTest, TakesForItsJournalWhatSQLiteLeavesAndNothingElse)
         SCOPED_TRACE(testing::PrintToString(content));
         writeFile(journal, content);
         const std::string cause =
-            isJournal ? "" : "\"" + journal.native() + "\", which would be its journal, is something else; move it away";
+            isJournal
+                ? ""
+                : "\"" + journal.native() + "\", which would be its journal, is something else; move it away";
         EXPECT_THAT(errorOfReading(file), EndsWith(cause));
         EXPECT_THAT(errorOfWriting(file), EndsWith(cause));
         EXPECT_EQ(readFile(journal), isJournal ? "" : content);
@@ -267,7 +269,8 @@ TEST_F(SQLiteMessageStoreTest, TakesFilesOfOthersWhereNotEverybodyMayPutThem) {
                 ASSERT_EQ(chown(name.c_str(), owner, 0) + chmod(name.c_str(), 0666), 0);
             }
             ASSERT_EQ(chmod(shared.c_str(), folderMode), 0);
-            const std::string error = outputAs(user, [&] { std::fputs(errorOfWriting(store).c_str(), stdout); });
+            const std::string error =
+                outputAs(user, [&] { std::fputs(errorOfWriting(store).c_str(), stdout); });
             if (refusal.empty()) {
                 EXPECT_EQ(error, "");
                 ASSERT_EQ(chmod(shared.c_str(), 0755), 0);
@@ -293,7 +296,8 @@ TEST_F(SQLiteMessageStoreTest, RefusesFilesThatHaveASecondName) {
     const path journal = path(file) += "-journal";
     remove(journal);
     create_hard_link(diary, journal);
-    EXPECT_THAT(errorOfWriting(file), EndsWith("its journal, has another name as well (a hard link); move it away"));
+    EXPECT_THAT(errorOfWriting(file),
+                EndsWith("its journal, has another name as well (a hard link); move it away"));
     remove(journal);
     // A backup may be made so, but not where others can do it as well.
     create_hard_link(file, folder / "backup");
@@ -304,7 +308,8 @@ TEST_F(SQLiteMessageStoreTest, RefusesFilesThatHaveASecondName) {
 
 TEST_F(SQLiteMessageStoreTest, RefusesWriteAheadLogs) {
     const path log = path(file) += "-wal";
-    const std::string turnOff = "turn it off: sqlite3 \"" + file.native() + "\" 'PRAGMA journal_mode = DELETE'";
+    const std::string turnOff =
+        "turn it off: sqlite3 \"" + file.native() + "\" 'PRAGMA journal_mode = DELETE'";
     const std::string notItsOwn =
         "\"" + log.native() + "\", which would be its write-ahead log, does not belong to it; move it away";
     const auto checkRefusal = [&](const std::string& cause) {
@@ -493,6 +498,41 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
             },
             testing::ExitedWithCode(0), EndsWith(": " + cause));
     }
+}
+
+TEST_F(SQLiteMessageStoreTest, TakesNoMemoryForATextThatTheFileHasNoRoomFor) {
+    makeStore();
+    const auto root = static_cast<std::size_t>(SQLite::Database(file).queryInteger(
+        "SELECT rootpage FROM sqlite_schema WHERE name = 'messages_by_sender'"));
+    std::string bytes = readFile(file);
+    // https://www.sqlite.org/fileformat.html, section 1.6: a key of 1.9 GB, all but its beginning in a page
+    // that is followed by itself.
+    constexpr std::uint32_t pages = 500000;
+    constexpr std::uint32_t usable = pageSize - 4;
+    constexpr std::uint32_t beginning = (pageSize - 12) * 32 / 255 - 23;
+    const auto varint = [](std::uint32_t value) {
+        std::string result(1, static_cast<char>(value & 0x7fU));
+        while ((value >>= 7U) != 0) {
+            result.insert(result.begin(), static_cast<char>(0x80U | (value & 0x7fU)));
+        }
+        return result;
+    };
+    constexpr std::uint32_t size = beginning + 460000 * usable;
+    std::string key = "\x07" + varint(13 + 2 * (size - 8)) + "\x01";
+    key.resize(beginning, 'x');
+    const auto next = static_cast<std::uint32_t>(bytes.size() / pageSize) + 1;
+    const std::string cell = varint(size) + key + bigEndian(next);
+    const std::string place = bigEndian(pageSize - static_cast<std::uint32_t>(cell.size()), 2);
+    constexpr char leaf = 10;
+    std::string page = leaf + bigEndian(0, 2) + bigEndian(1, 2) + place + bigEndian(0, 1) + place;
+    page.resize(pageSize - cell.size());
+    bytes.replace((root - 1) * pageSize, pageSize, page + cell);
+    bytes += bigEndian(next) + std::string(usable, 'x');
+    constexpr std::size_t pageCountOffset = 28;
+    writeFile(file, bytes.replace(pageCountOffset, 4, bigEndian(pages)));
+    resize_file(file, std::uintmax_t{pages} * pageSize);
+    const auto find = [&] { wait(SQLiteMessageStore(file).messages(std::vector<std::string>{"x"})); };
+    EXPECT_THAT(errorOf(find), EndsWith(": out of memory"));
 }
 
 TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {

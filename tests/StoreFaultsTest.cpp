@@ -409,7 +409,7 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
                     try {
                         save();
                     } catch (const MessageStoreError& thrown) {
-                            // A name that SQLite cannot look up has become another file's, as far as it can tell.
+                        // A name that SQLite cannot look up has become another file's, as far as it can tell.
                         EXPECT_THAT(thrown.what(),
                                     testing::MatchesRegex(
                                         "cannot save a message in the message store \"" + file.native() +
