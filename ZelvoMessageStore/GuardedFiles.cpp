@@ -194,7 +194,7 @@ class GuardedFiles::Implementation {
     sqlite3_vfs& below_;
     sqlite3_vfs files_;
 
-    /// Of the call that lasts: the last file that was opened, and the error of the first attempt.
+    /// Of the call that lasts, or was the last: the file that was opened, or the error.
     int opened_ = -1;
     int openError_ = 0;
     bool opensStore_ = false;
@@ -384,6 +384,10 @@ bool Implementation::mayUse(int file, Name name) noexcept {
 }
 
 int Implementation::openInFolder(Name name, int flags, int mode) noexcept {
+    if (folder_.get() < 0) {
+        errno = folderError_;
+        return -1;
+    }
     struct stat status {};
     // To open a device may have effects. Somebody who may make one may do anything, so a look is enough.
     if (fstatat(folder_.get(), inFolder(name), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
@@ -413,24 +417,23 @@ int Implementation::systemOpen(const char* path, int flags, int mode) {
         return openBehind.load()(path, flags, mode);
     }
     const Name name = files->nameOf(path);
-    if (files->folder_.get() < 0) {
-        errno = files->folderError_;
-    } else if (name == Name::folder) {
+    if (name == Name::folder) {
         return openat(files->folder_.get(), ".", flags | O_DIRECTORY | O_CLOEXEC);
-    } else if (name != Name::store && name != Name::journal) {
+    }
+    if (name != Name::store && name != Name::journal) {
         errno = EACCES;
-    } else if (files->openError_ != 0 && files->openError_ != EACCES && files->openError_ != EROFS) {
-        // SQLite tries again to read what it could not open to write, whatever the reason was.
+        return -1;
+    }
+    // SQLite tries again to read what it could not open to write, whatever the reason was.
+    constexpr std::array readOnlyErrors = {0, EINTR, EACCES, EPERM, EROFS, ETXTBSY};
+    if (files->refusal_ ||
+        std::find(readOnlyErrors.begin(), readOnlyErrors.end(), files->openError_) == readOnlyErrors.end()) {
         errno = files->openError_;
-    } else if (!files->refusal_) {
-        constexpr int forUserAlone = S_IRUSR | S_IWUSR;
-        files->opened_ = files->openInFolder(name, flags, name == Name::store ? forUserAlone : mode);
-    } else {
-        errno = EACCES;
+        return -1;
     }
-    if (files->opened_ < 0) {
-        files->openError_ = errno;
-    }
+    constexpr int forUserAlone = S_IRUSR | S_IWUSR;
+    files->opened_ = files->openInFolder(name, flags, name == Name::store ? forUserAlone : mode);
+    files->openError_ = files->opened_ < 0 ? errno : 0;
     return files->opened_;
 }
 
@@ -478,7 +481,8 @@ int Implementation::openFile(sqlite3_vfs* files, const char* path, sqlite3_file*
     const bool isStore = name == Name::store && (flags & kinds) == SQLITE_OPEN_MAIN_DB;
     const bool isJournal = name == Name::journal && (flags & kinds) == SQLITE_OPEN_MAIN_JOURNAL;
     if (!isStore && !isJournal) {
-        return self.refused({Refusal::Kind::superJournal, name});
+        return self.refused(
+            {path == nullptr ? Refusal::Kind::error : Refusal::Kind::superJournal, name, 0, ENOTSUP});
     }
     self.refusal_.reset();
     self.opened_ = -1;
@@ -573,43 +577,42 @@ std::string Implementation::takeRefusal() {
     if (!refusal) {
         return "";
     }
+    using enum Refusal::Kind;
     const bool isStore = refusal->name == Name::store;
-    const std::string& path = refusal->name == Name::writeAheadLog ? logPath_ : journalPath_;
-    const std::string role = refusal->name == Name::writeAheadLog ? "write-ahead log" : "journal";
-    const std::string companion = inQuotes(path) + ", which would be its " + role + ", ";
+    const bool isLog = refusal->name == Name::writeAheadLog;
+    const std::string file = isStore ? "it"
+                                     : inQuotes(isLog ? logPath_ : journalPath_) + ", which would be its " +
+                                           (isLog ? "write-ahead log," : "journal,");
+    const std::string whoPutItThere = "anybody may have put it into its folder, where everybody may write";
+    const std::string help = isStore ? "; use one in a folder of your own" : "; move it away";
     switch (refusal->kind) {
-    case Refusal::Kind::link:
+    case link:
         return isStore ? "it is a symbolic link, which may lead anywhere; give the path of the file itself"
-                       : companion + "is a symbolic link; move it away";
-    case Refusal::Kind::folder:
-        return isStore ? "it is a folder, not a file" : companion + "is a folder; move it away";
-    case Refusal::Kind::notRegular:
-        return isStore ? "it is no regular file" : companion + "is something else; move it away";
-    case Refusal::Kind::owner:
-        return (isStore ? "it " : companion) + "belongs to the user " + userName(refusal->owner) +
-               ", and anybody may have put it into its folder, where everybody may write; " +
-               (isStore ? "use one in a folder of your own" : "move it away");
-    case Refusal::Kind::secondName:
-        return isStore ? "it has another name as well (a hard link), and anybody may have put it into its "
-                         "folder, "
-                         "where everybody may write; use one in a folder of your own"
-                       : companion + "has another name as well (a hard link); move it away";
-    case Refusal::Kind::notJournal:
-        return companion + "is something else; move it away";
-    case Refusal::Kind::superJournal:
-        return companion + "names another file, to be deleted; move it away";
-    case Refusal::Kind::log:
-        return "it has a write-ahead log, which anybody who may write into its folder could have put there; "
-               "turn it "
-               "off: sqlite3 " +
+                       : file + " is a symbolic link" + help;
+    case folder:
+        return isStore ? "it is a folder, not a file" : file + " is a folder" + help;
+    case notRegular:
+        return isStore ? "it is no regular file" : file + " is something else" + help;
+    case owner:
+        return file + " belongs to the user " + userName(refusal->owner) + ", and " + whoPutItThere + help;
+    case secondName:
+        return file + " has another name as well (a hard link)" + (isStore ? ", and " + whoPutItThere : "") +
+               help;
+    case notJournal:
+        return file + " is something else" + help;
+    case superJournal:
+        return file + " names another file, to be deleted" + help;
+    case log:
+        return "it has a write-ahead log, which is not used, as anybody who may write into its folder could "
+               "put "
+               "one there; turn it off: sqlite3 " +
                inQuotes(path_) + " 'PRAGMA journal_mode = DELETE'";
-    case Refusal::Kind::strayLog:
-        return companion + "does not belong to it; move it away";
-    case Refusal::Kind::error:
+    case strayLog:
+        return file + " does not belong to it" + help;
+    case error:
         break;
     }
-    return (isStore ? "it " : companion) +
-           "cannot be opened: " + std::generic_category().message(refusal->error);
+    return file + " cannot be opened: " + std::generic_category().message(refusal->error);
 }
 
 GuardedFiles::GuardedFiles(std::string path)
