@@ -8,48 +8,66 @@ namespace Orvex::SQLite {
 
 namespace {
 
-/// Steps of SQLite's between one look at the clock and the next.
-constexpr int period = 4096;
+using namespace std::chrono_literals;
+using std::chrono::nanoseconds;
 
-/// A list takes some thirty steps for each message, which has a hundred bytes or more.
+// Of a list and what else is done with messages. A list takes some thirty steps for each, which has a hundred
+// bytes or more; 1 MB is listed in some 10 ms, and a message is found by its identifier in 10 µs.
 constexpr std::int64_t anySteps = 1 << 20;
 constexpr std::int64_t stepsPerByte = 4;
+constexpr int stepsBetweenLooks = 4096;
+constexpr nanoseconds anyTime = 500ms;
+constexpr nanoseconds timePerByte = 1us;
+constexpr nanoseconds timePerRun = 1ms;
 
-// In nanoseconds. A store of 1 MB is listed in some 10 ms, and a message is found by its identifier in 10 µs.
-constexpr std::int64_t anyTime = 500'000'000;
-constexpr std::int64_t timePerByte = 1000;
-constexpr std::int64_t timePerRun = 1'000'000;
+// Ours takes 100 steps and 0.1 ms, some seven steps for a statement in it.
+constexpr int schemaSteps = 2000;
+constexpr int schemaStepsBetweenLooks = 25;
+constexpr nanoseconds schemaTime = 500ms;
 
 // In bytes. The longest value has 16 MB; a store with one may have it in UTF-16.
 constexpr std::int64_t anyMemory = 24 << 20;
 constexpr std::int64_t memoryPerByte = 4;
 
-std::int64_t processorTime() noexcept {
+nanoseconds processorTime() noexcept {
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+    return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
 } // namespace
 
 void Budget::start(sqlite3* database, std::int64_t size) noexcept {
-    stepsLeft_ = anySteps + stepsPerByte * size;
-    deadline_ = processorTime() + anyTime + timePerByte * size;
-    sqlite3_progress_handler(database, period, spend, this);
+    limit(database, anySteps + stepsPerByte * size, stepsBetweenLooks, anyTime + timePerByte * size);
 }
 
-int Budget::spend(void* budget) {
-    auto& self = *static_cast<Budget*>(budget);
-    self.stepsLeft_ -= period;
-    return self.stepsLeft_ < 0 || processorTime() > self.deadline_ ? 1 : 0;
+void Budget::startSchema(sqlite3* database) noexcept {
+    limit(database, schemaSteps, schemaStepsBetweenLooks, schemaTime);
+}
+
+void Budget::limit(sqlite3* database, std::int64_t steps, int betweenLooks, nanoseconds time) noexcept {
+    stepsLeft_ = steps;
+    stepsBetweenLooks_ = betweenLooks;
+    time_ = time;
+    start_.reset();
+    const auto spend = [](void* context) {
+        auto& budget = *static_cast<Budget*>(context);
+        budget.stepsLeft_ -= budget.stepsBetweenLooks_;
+        return budget.stepsLeft_ < 0 || budget.isTimeUp() ? 1 : 0;
+    };
+    sqlite3_progress_handler(database, stepsBetweenLooks_, spend, this);
+}
+
+bool Budget::isTimeUp() noexcept {
+    const nanoseconds now = processorTime();
+    start_ = start_.value_or(now);
+    return now - *start_ > time_;
 }
 
 void Budget::beginRun() {
-    if (deadline_ != 0) {
-        deadline_ += timePerRun;
-        if (processorTime() > deadline_) {
-            throw Error(SQLITE_INTERRUPT, sqlite3_errstr(SQLITE_INTERRUPT));
-        }
+    time_ += timePerRun;
+    if (isTimeUp()) {
+        throw Error(SQLITE_INTERRUPT, sqlite3_errstr(SQLITE_INTERRUPT));
     }
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 
 struct sqlite3;
 
@@ -18,17 +20,24 @@ class Budget {
     /// processor time of this thread. SQLite interrupts the statement that exceeds it. Must outlive the
     /// connection.
     void start(sqlite3* database, std::int64_t size) noexcept;
+    /// Limits them to what it takes to parse a store's schema and to look at it.
+    void startSchema(sqlite3* database) noexcept;
 
     /// To be called before each run of a statement. A short run never comes to where SQLite would interrupt
     /// it, but there may be many. Throws `Error` when the time is up; lets it last a little longer otherwise.
     void beginRun();
 
   private:
-    static int spend(void* budget);
+    void limit(sqlite3* database, std::int64_t steps, int betweenLooks,
+               std::chrono::nanoseconds time) noexcept;
+    /// Begins with the first look, so that no time counts between two transactions.
+    [[nodiscard]] bool isTimeUp() noexcept;
 
     std::int64_t stepsLeft_ = 0;
-    /// In nanoseconds; 0: none.
-    std::int64_t deadline_ = 0;
+    int stepsBetweenLooks_ = 0;
+    /// Of this thread's processor time.
+    std::chrono::nanoseconds time_{};
+    std::optional<std::chrono::nanoseconds> start_;
 };
 
 /// Limits the memory that SQLite takes while an object lives, of which there is one at a time: a text in a

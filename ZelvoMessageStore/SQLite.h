@@ -97,10 +97,11 @@ class Statement {
 };
 
 /// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
-/// the schema are run, SQLite's own tables cannot be written, and no statement takes many more steps, or
-/// yields many more bytes, than there is to read in the file: pages that share others would be read without
-/// end. A lock of another connection is waited for, with growing, jittered pauses, for up to 30 seconds. Only
-/// one thread at a time may use it, and what belongs to it.
+/// the schema are run, SQLite's own tables cannot be written, and statements end early: until the schema is
+/// trusted, after 2,000 steps, half a second, or with a value of more than 8 KB; then, when they have taken
+/// many more steps, or yielded many more bytes, than there is to read in the file, as pages that share others
+/// would be read without end. A lock of another connection is waited for, with growing, jittered pauses, for
+/// up to 30 seconds. Only one thread at a time may use it, and what belongs to it.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
@@ -140,10 +141,15 @@ class Database {
     [[nodiscard]] std::size_t readBeginning(std::span<char> buffer) const;
     /// Says that a file with something in it has the journal's name.
     [[nodiscard]] bool hasJournal() const noexcept { return files_ != nullptr && files_->hasJournal(); }
-    /// Lets statements run on as befits so many bytes of a database.
-    void limitStatements(std::int64_t size);
+
+    /// Lets statements run on as befits the size of the database. To be called in each transaction anew, once
+    /// the schema has been looked at.
+    void trustSchema();
 
   private:
+    friend class Transaction;
+
+    void distrustSchema() noexcept;
     /// Nothing in memory.
     [[nodiscard]] sqlite3_file* file() const noexcept;
 
@@ -152,12 +158,14 @@ class Database {
     };
     /// None in memory.
     std::unique_ptr<GuardedFiles> files_;
+    /// SQLite has its address.
     std::unique_ptr<Budget> budget_;
     std::unique_ptr<sqlite3, Closer> database_;
     std::int64_t mostBytes_ = 0;
 };
 
-/// A transaction that is rolled back unless it has been committed.
+/// A transaction that is rolled back unless it has been committed. It begins by forgetting the schema and
+/// ends by distrusting it.
 class Transaction {
   public:
     /// `immediate` takes the write lock at once, so that what was read stays true until the write.
@@ -175,7 +183,8 @@ class Transaction {
 
     /// Made beforehand, since there may be no memory for it later.
     Statement rollback_;
-    Database* database_;
+    Database& database_;
+    bool isCommitted_ = false;
     std::optional<MemoryLimit> memory_;
 };
 

@@ -92,25 +92,11 @@ std::int64_t schemaVersion(SQLite::Database& database, std::int64_t currentVersi
         return version;
     }
     const bool isEmpty = applicationID == 0 && version == 0 &&
-                         database.queryInteger("SELECT count(*) FROM sqlite_schema") == 0;
+                         database.queryInteger("SELECT count(*) FROM sqlite_schema NOT INDEXED") == 0;
     if (!isEmpty) {
         refuseOtherProgram();
     }
     return 0;
-}
-
-/// The tables of a file could compute columns without end, or take values of any type, if they were not our
-/// own.
-void checkTables(SQLite::Database& database) {
-    SQLite::Statement query = database.prepare("SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND "
-                                               "(name = 'messages' AND sql = ? OR name = 'settings' "
-                                               "AND sql = ?)");
-    query.bind(1, messagesTable);
-    query.bind(2, settingsTable);
-    constexpr std::int64_t bothTables = 2;
-    if (!query.step() || query.integer(0) != bothTables) {
-        throw StoreFault("the file is damaged: its tables are not those of a message store");
-    }
 }
 
 /// SQLite takes what is missing of the last page for zeros.
@@ -124,12 +110,12 @@ void checkSize(SQLite::Database& database) {
 void migrate(SQLite::Database& database, std::span<const Migration> steps) {
     SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
     const auto version = static_cast<std::size_t>(schemaVersion(database, std::ssize(steps)));
+    database.trustSchema();
     for (const Migration step : steps.subspan(version)) {
         step(database);
     }
     database.execute("PRAGMA application_id = " + std::to_string(ourApplicationID) +
                      "; PRAGMA user_version = " + std::to_string(steps.size()));
-    checkTables(database);
     transaction.commit();
 }
 
@@ -175,7 +161,6 @@ bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps)
         }
         checkSize(database);
         if (version == std::ssize(steps)) {
-            checkTables(database);
             return true;
         }
     }
@@ -183,10 +168,23 @@ bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps)
     return true;
 }
 
+void checkTables(SQLite::Database& database) {
+    SQLite::Statement query =
+        database.prepare("SELECT count(*) FROM sqlite_schema NOT INDEXED WHERE type = 'table' AND "
+                         "(name = 'messages' AND sql = ? OR name = 'settings' "
+                         "AND sql = ?)");
+    query.bind(1, messagesTable);
+    query.bind(2, settingsTable);
+    constexpr std::int64_t bothTables = 2;
+    if (!query.step() || query.integer(0) != bothTables) {
+        throw StoreFault("the file is damaged: its tables are not those of a message store");
+    }
+}
+
 void checkIndexes(SQLite::Database& database) {
     // To look into indexes takes as long as the rest of a change. Ours need it not.
-    SQLite::Statement others =
-        database.prepare("SELECT 1 FROM sqlite_schema WHERE type = 'index' AND sql NOT IN (?, ?)");
+    SQLite::Statement others = database.prepare(
+        "SELECT 1 FROM sqlite_schema NOT INDEXED WHERE type = 'index' AND sql NOT IN (?, ?)");
     others.bind(1, senderIndex);
     others.bind(2, providerIndex);
     if (!others.step()) {

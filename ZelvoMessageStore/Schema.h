@@ -23,10 +23,14 @@ using Migration = void (*)(SQLite::Database& database);
 /// The steps from version 0, an empty database, to the current version.
 [[nodiscard]] std::span<const Migration> migrations();
 
-/// Makes sure that a database has the current schema, bringing an older one up to date in one transaction.
-/// False, with no change, when the database is empty. Throws `StoreFault` when it is not a store that this
-/// version can use.
+/// Makes sure that a database has the current schema version, bringing an older one up to date in one
+/// transaction. False, with no change, when the database is empty. Throws `StoreFault` when it is not a store
+/// that this version can use.
 [[nodiscard]] bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps = migrations());
+
+/// Throws `StoreFault` when the tables are not exactly our own: others could compute columns without end, or
+/// take values of any type. To be called in each transaction, before the schema is trusted.
+void checkTables(SQLite::Database& database);
 
 /// Throws `StoreFault` when an index computes something: each change could be made to take hours by that.
 void checkIndexes(SQLite::Database& database);

@@ -32,6 +32,8 @@ std::string causeOf(const SQLite::Error& error) {
         return "it is no message store, nor any other SQLite database; choose another file";
     case SQLITE_READONLY:
         return "the file cannot be written; check its permissions and those of its folder";
+    case SQLITE_TOOBIG:
+        return "a value has more than 16 MB, or one of the file's schema more than 8 KB";
     default:
         return error.what();
     }

@@ -24,6 +24,8 @@ class StoreConnection {
         try {
             SQLite::Database& database = databaseToRead();
             const SQLite::Transaction transaction(database, SQLite::Transaction::Kind::deferred);
+            checkTables(database);
+            database.trustSchema();
             return operation(database);
         } catch (const std::exception&) {
             rethrowExplained(attempt);
@@ -36,6 +38,8 @@ class StoreConnection {
         try {
             SQLite::Database& database = databaseToWrite();
             SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
+            checkTables(database);
+            database.trustSchema();
             checkIndexes(database);
             if constexpr (std::is_void_v<std::invoke_result_t<Operation, SQLite::Database&>>) {
                 operation(database);

@@ -57,6 +57,7 @@ void writeForeignStore(const std::string& file, const std::string& text, bool as
     message.transcriptURL = FileURL::fromPath("/none/" + text);
     wait(SQLiteMessageStore(file).saveMessage(message));
     SQLite::Database database(file);
+    database.trustSchema();
     SQLite::Statement change =
         database.prepare(asURL ? "UPDATE messages SET message_file = ?"
                                : "UPDATE messages SET sender = ?1, recipient = ?1, sim_id = ?1");

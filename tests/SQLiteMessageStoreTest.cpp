@@ -1,6 +1,7 @@
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLite.h"
+#include "ZelvoMessageStore/Schema.h"
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -57,6 +58,14 @@ std::string bigEndian(std::uint32_t value, int size = 4) {
 }
 
 constexpr std::uint32_t pageSize = 4096;
+
+std::string repeated(std::string_view text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) {
+        all += text;
+    }
+    return all;
+}
 
 class SQLiteMessageStoreTest : public testing::Test {
   protected:
@@ -422,7 +431,10 @@ TEST_F(SQLiteMessageStoreTest, ReportsAFileThatWasCutShort) {
 TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
     makeStore();
     execute(file, "PRAGMA ignore_check_constraints = ON;"
-                  "UPDATE messages SET sender = 'a', voicemail_id = NULL; DELETE FROM messages WHERE id = 2");
+                  "UPDATE messages SET sender = 'a', voicemail_id = NULL; DELETE FROM messages WHERE id = 2;"
+                  "PRAGMA writable_schema = ON; INSERT INTO sqlite_schema VALUES ('view', 'v', 'v', 0, "
+                  "'CREATE VIEW v AS SELECT 1 WHERE 1 IN (1" +
+                      repeated(",1", 900) + ")')");
     const std::string sound = readFile(file);
     // https://www.sqlite.org/fileformat.html, section 1.6
     constexpr char indexPage = 2;
@@ -535,6 +547,47 @@ TEST_F(SQLiteMessageStoreTest, TakesNoMemoryForATextThatTheFileHasNoRoomFor) {
     EXPECT_THAT(errorOf(find), EndsWith(": out of memory"));
 }
 
+TEST_F(SQLiteMessageStoreTest, EndsParsingASchemaThatTakesLong) {
+    makeStore();
+    std::string columns = "c0";
+    std::string uniques;
+    for (int i = 1; i < 32; ++i) {
+        columns += ",c" + std::to_string(i);
+        for (int j = 0; j < 16; ++j) {
+            uniques += ",UNIQUE(c" + std::to_string(i) + ",c" + std::to_string((i + j + 1) % 32) + ")";
+        }
+    }
+    std::string tables;
+    for (int i = 0; i < 150; ++i) {
+        tables += "CREATE TABLE t" + std::to_string(i) + "(" + columns + ");";
+    }
+    // The roots of the indexes, which the file could have, are not looked for before they are used.
+    execute(file, tables + "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = replace(sql, ')', '" +
+                      uniques + ")') WHERE name GLOB 't*'");
+    EXPECT_EXIT(
+        {
+            alarm(20);
+            std::fputs(errorOfReading(file).c_str(), stderr);
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), "reading it finds no end");
+}
+
+TEST_F(SQLiteMessageStoreTest, ChecksTheSchemaThatItHasParsed) {
+    makeStore();
+    const std::string forge = "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = replace(sql, ";
+    execute(file, forge + "' TEXT,', ' TEXT AS (sender),')");
+    SQLite::Database database(file);
+    database.execute("PRAGMA journal_mode");
+    const std::string computed = "SELECT count(*) FROM pragma_table_xinfo('messages') WHERE hidden";
+    EXPECT_EQ(database.queryInteger(computed), 3);
+    // The schema's number does not change.
+    execute(file, forge + "' TEXT AS (sender),', ' TEXT,')");
+    const SQLite::Transaction transaction(database, SQLite::Transaction::Kind::deferred);
+    checkTables(database);
+    EXPECT_EQ(database.queryInteger(computed), 0);
+}
+
 TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
     makeStore();
     execute(file, "CREATE VIEW v AS SELECT 1;"
@@ -542,6 +595,7 @@ TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
     wait(SQLiteMessageStore(file).saveMessage(newMessage()));
     EXPECT_EQ(all().size(), 3U);
     SQLite::Database database(file);
+    database.trustSchema();
     EXPECT_EQ(database.queryInteger("PRAGMA trusted_schema"), 0);
     for (const char* const forbidden : {"SELECT * FROM v", "SELECT zeroblob(16777217)",
                                         "PRAGMA writable_schema = ON; DELETE FROM sqlite_schema"}) {
@@ -565,6 +619,14 @@ TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
         {"CREATE TABLE m AS SELECT * FROM messages; DROP TABLE messages; ALTER TABLE m RENAME TO messages",
          notItsTables},
         {"DROP TABLE settings", notItsTables},
+        // An index of the schema that is the index of another table, which has the statements that are
+        // expected.
+        {"CREATE TABLE other AS SELECT * FROM sqlite_schema; CREATE INDEX index_of_schema ON other (type, "
+         "name, sql);"
+         "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET tbl_name = 'sqlite_master', "
+         "sql = replace(sql, 'other', 'sqlite_master') WHERE name = 'index_of_schema';"
+         "UPDATE sqlite_schema SET sql = replace(sql, 'thumbnail       TEXT', 'thumbnail TEXT AS (sender)')",
+         notItsTables},
         {"ALTER TABLE messages RENAME TO hidden; CREATE VIEW messages AS SELECT * FROM hidden", notItsTables},
         {"record_uuid = x'00'", "record_uuid is no UUID of 16 bytes"},
         {"call_uuid = x'000102030405060708090a0b0c0d0e0f10'", "call_uuid is no UUID of 16 bytes"},
