@@ -58,6 +58,7 @@ class Row {
     }
     [[nodiscard]] double real(int column) const;
     [[nodiscard]] std::string columnName(int column) const;
+    [[nodiscard]] static std::string literal(const UUID& uuid) { return "'" + uuid.text() + "'"; }
 
   private:
     [[nodiscard]] std::string_view bytes(int column, unsigned type) const;

@@ -60,6 +60,9 @@ void PostgreSQLMessageStore::rethrowExplained(const char* attempt) {
         throw;
     } catch (const PostgreSQL::Error& error) {
         reason = causeOf(error);
+    } catch (const DamagedMessage& error) {
+        reason = std::string(error.what()) +
+                 "; to remove it, run in psql: DELETE FROM orvex.messages WHERE " + error.condition();
     } catch (const std::exception& error) {
         reason = error.what();
     }

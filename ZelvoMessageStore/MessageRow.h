@@ -34,6 +34,11 @@ class CurrentRow {
     }
     [[nodiscard]] double real(int column) const { return statement_.value(column).real(); }
     [[nodiscard]] std::string columnName(int column) const { return statement_.columnName(column); }
+    [[nodiscard]] static std::string literal(const UUID& uuid) {
+        std::string digits = uuid.text();
+        std::erase(digits, '-');
+        return "x'" + digits + "'";
+    }
 
   private:
     SQLite::Statement& statement_;

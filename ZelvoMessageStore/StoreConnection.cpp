@@ -3,6 +3,7 @@
 #include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/store/MessageStore.h"
+#include "Orvex/store/MessageTable.h"
 #include <new>
 #include <sqlite3.h>
 
@@ -37,6 +38,19 @@ std::string causeOf(const SQLite::Error& error) {
     default:
         return error.what();
     }
+}
+
+/// As one word of a POSIX shell.
+std::string forShell(std::string_view text) {
+    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+";
+    if (text.find_first_not_of(plain) == std::string_view::npos) {
+        return std::string(text);
+    }
+    std::string quoted = "'";
+    for (const char c : text) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
 }
 
 } // namespace
@@ -89,6 +103,9 @@ void StoreConnection::rethrowExplained(std::string_view attempt) const {
         throw;
     } catch (const SQLite::Error& error) {
         reason = causeOf(error);
+    } catch (const DamagedMessage& error) {
+        reason = std::string(error.what()) + "; to remove it: sqlite3 " + forShell(path_) +
+                 " \"DELETE FROM messages WHERE " + error.condition() + '"';
     } catch (const std::bad_alloc&) {
         reason = "out of memory";
     } catch (const std::exception& error) {

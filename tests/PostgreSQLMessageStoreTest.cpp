@@ -321,7 +321,7 @@ TEST_F(PostgreSQLMessageStoreTest, HeedsNeitherSettingsNorSchemasOfOthers) {
 TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
     const auto alter = [](const std::string& change) { return "ALTER TABLE orvex.messages " + change; };
     const auto set = [](const std::string& change) { return "UPDATE orvex.messages SET " + change; };
-    const std::string damaged = "the store is damaged: in message 1 ";
+    const std::string damaged = "the store is damaged: in the message with the record UUID ";
     const std::string noTables = "its tables are not those of a message store: ";
     const std::pair<std::string, std::string> cases[] = {
         {alter("DROP CONSTRAINT messages_type_check") + ";" + set("type = 3"),
@@ -350,9 +350,16 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
     for (const auto& [damage, fault] : cases) {
         sql("DROP SCHEMA IF EXISTS orvex CASCADE; DROP FUNCTION IF EXISTS f");
         save();
+        const std::string uuid = wait(storeAt(uri)->allMessages()).at(0).recordUUID.text();
         sql(damage);
-        EXPECT_EQ(errorOfListing(), "cannot list all messages in the message store " + name + ": " + fault)
-            << damage;
+        std::string expected = "cannot list all messages in the message store " + name + ": " + fault;
+        if (fault.starts_with(damaged)) {
+            const std::string mark = "record UUID ";
+            expected.insert(expected.find(mark) + mark.size(), uuid + " ");
+            expected +=
+                "; to remove it, run in psql: DELETE FROM orvex.messages WHERE record_uuid = '" + uuid + "'";
+        }
+        EXPECT_EQ(errorOfListing(), expected) << damage;
     }
 }
 

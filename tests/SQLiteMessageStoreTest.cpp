@@ -2,6 +2,7 @@
 #include "Support.h"
 #include "ZelvoMessageStore/SQLite.h"
 #include "ZelvoMessageStore/Schema.h"
+#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -643,16 +644,25 @@ TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
          "created is 253402300800000, not between -62167219200000 and 253402300799999"},
         {"message_file = 'http://\n'", R"(message_file is "http://\n", which is no file URL)"},
     };
+    file = folder / "it's $HOME.db";
     for (const auto& [change, fault] : cases) {
         remove(file);
         makeStore();
-        const bool isValue = fault != notItsTables;
-        execute(file, isValue ? "PRAGMA ignore_check_constraints = ON; UPDATE messages SET " + change +
-                                    " WHERE id = 1"
-                              : change);
-        EXPECT_THAT(
-            errorOfReading(file),
-            EndsWith((isValue ? "the store is damaged: in message 1 " : "the file is damaged: ") + fault));
+        if (fault == notItsTables) {
+            execute(file, change);
+            EXPECT_THAT(errorOfReading(file), EndsWith(": the file is damaged: " + fault));
+            continue;
+        }
+        const std::string uuid = all()[0].recordUUID.text();
+        execute(file,
+                "PRAGMA ignore_check_constraints = ON; UPDATE messages SET " + change + " WHERE id = 1");
+        const std::string error = errorOfReading(file);
+        const bool isNameless = change.starts_with("record_uuid");
+        EXPECT_THAT(error, HasSubstr(": the store is damaged: in the message " +
+                                     (isNameless ? "in row 1" : "with the record UUID " + uuid) + " " +
+                                     fault + "; to remove it: sqlite3 '"));
+        EXPECT_EQ(std::system(error.substr(error.find("sqlite3 '")).c_str()), 0);
+        EXPECT_EQ(all().size(), 1U);
     }
 }
 

@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /// What the stores that keep their messages in SQL tables have in common, whatever the engine. Parameters are
@@ -25,6 +26,19 @@ inline constexpr std::string_view messageColumns =
     "conversation_id, message_file, thumbnail, type, transcript, sender, provider, duration, sensitive, "
     "recipient, rtt, sim_id, quality, record_uuid, voicemail_id, call_uuid, mailbox, read, transcription, "
     "created";
+
+/// A row that cannot be read as a message, and why not.
+class DamagedMessage : public std::runtime_error {
+  public:
+    DamagedMessage(const std::string& fault, std::string condition)
+        : std::runtime_error(fault), condition_(std::move(condition)) {}
+
+    /// The condition of an SQL statement that the row alone meets.
+    [[nodiscard]] const std::string& condition() const noexcept { return condition_; }
+
+  private:
+    std::string condition_;
+};
 
 /// Changes no row when there is a message with the same record UUID.
 [[nodiscard]] std::string insertMessage();
@@ -77,7 +91,8 @@ void decideValues(StoredMessage& message);
 [[nodiscard]] std::string_view usualDescription(AccountStatus status);
 
 /// Reads the columns of a row from left to right, behind the `id`. A `Row` has the values of its columns:
-/// `isNull(column)`, `bytes<T>(column)` for UUIDs and texts, `integer<T>(column)` and `real(column)`.
+/// `isNull(column)`, `bytes<T>(column)` for UUIDs and texts, `integer<T>(column)` and `real(column)`, and
+/// says how its engine writes a UUID in a statement: `literal(uuid)`.
 template <class Row>
 class RowReader {
   public:
@@ -91,14 +106,22 @@ class RowReader {
     }
 
   private:
-    UUID read(const UUID*) {
-        const auto found = row_.template bytes<UUID>(column_);
+    std::optional<UUID> uuid(int column) {
+        const auto found = row_.template bytes<UUID>(column);
         UUID::Bytes bytes{};
         if (found.size() != bytes.size()) {
-            fail("is no UUID of 16 bytes");
+            return std::nullopt;
         }
         std::copy(found.begin(), found.end(), bytes.begin());
         return UUID(bytes);
+    }
+
+    UUID read(const UUID*) {
+        const std::optional<UUID> found = uuid(column_);
+        if (!found) {
+            fail("is no UUID of 16 bytes");
+        }
+        return *found;
     }
 
     SharedText read(const SharedText* likely) {
@@ -163,9 +186,15 @@ class RowReader {
     }
 
     [[noreturn]] void fail(const std::string& fault) {
-        throw std::runtime_error("the store is damaged: in message " +
-                                 std::to_string(row_.template integer<std::int64_t>(0)) + " " +
-                                 row_.columnName(column_) + " " + fault);
+        constexpr auto before = messageColumns.substr(0, messageColumns.find("record_uuid"));
+        constexpr auto recordUUIDColumn = 1 + std::count(before.begin(), before.end(), ',');
+        const std::optional<UUID> recordUUID = uuid(recordUUIDColumn);
+        const std::string id = std::to_string(row_.template integer<std::int64_t>(0));
+        throw DamagedMessage(
+            "the store is damaged: in the message " +
+                (recordUUID ? "with the record UUID " + recordUUID->text() : "in row " + id) + " " +
+                row_.columnName(column_) + " " + fault,
+            recordUUID ? "record_uuid = " + Row::literal(*recordUUID) : "id = " + id);
     }
 
     Row& row_;
