@@ -18,7 +18,7 @@ MessageCount::MessageCount(SQLite::Database& database) : database_(database) {
     // A forged count must not have more memory reserved than the file gives reason for. What a message takes
     // at least: its own UUID, in the table and in an index, and that of its conversation.
     constexpr std::int64_t leastSize = 48;
-    value_ = isCurrent && count >= 0 && count <= database.fileSize() / leastSize
+    value_ = isCurrent && count >= 0 && count <= database.dataSize() / leastSize
                  ? *count
                  // SQLite does not interrupt a count without a condition.
                  : database.queryInteger("SELECT count(*) FROM messages WHERE provider > 0");

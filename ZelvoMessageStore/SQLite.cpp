@@ -4,15 +4,14 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <ctime>
 #include <fcntl.h>
-#include <limits>
 #include <new>
 #include <random>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 
 namespace Orvex::SQLite {
 
@@ -29,19 +28,12 @@ constexpr int longestValue = 16 << 20;
 // the same statement without end.
 constexpr int longestSchemaText = 8 << 10;
 constexpr int mostColumns = 64;
-constexpr int mostSchemaSteps = 2000;
-constexpr std::chrono::milliseconds mostSchemaTime{500};
-/// A statement takes some seven.
-constexpr int schemaStepsBetweenLooks = 25;
 
 /// What any statement may take, however small the file is.
 constexpr std::int64_t anyBytes = 1 << 20;
 
 /// A text is up to half as long again in UTF-8 as in the file, when that has UTF-16.
 constexpr std::int64_t bytesPerByte = 2;
-
-/// A list takes some thirty for each message, which has a hundred bytes or more.
-constexpr std::int64_t stepsPerByte = 4;
 
 /// Throws what went wrong in a call that may have used files. `errno` was 0 before it.
 [[noreturn]] void fail(sqlite3* database, int code) {
@@ -50,6 +42,11 @@ constexpr std::int64_t stepsPerByte = 4;
         throw Error(code, sqlite3_errstr(code));
     }
     const int extendedCode = sqlite3_extended_errcode(database);
+    if (extendedCode == SQLITE_IOERR_ACCESS) {
+        if (const std::string refusal = GuardedFiles::takeRefusal(database); !refusal.empty()) {
+            throw Error(extendedCode, refusal);
+        }
+    }
     std::string message = sqlite3_errmsg(database);
     int systemError = 0;
     const int primaryCode = extendedCode & 0xFF;
@@ -85,16 +82,6 @@ int waitForLock(void* /*context*/, int attempt) {
     std::uniform_int_distribution<int> pause(longestPause / 4, longestPause);
     std::this_thread::sleep_for(std::chrono::microseconds(pause(random)));
     return 1;
-}
-
-int interrupt(void* /*context*/) {
-    return 1;
-}
-
-std::chrono::nanoseconds processorTime() noexcept {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 void configure(sqlite3* database) {
@@ -146,8 +133,9 @@ std::size_t Value::size() const {
     return static_cast<std::size_t>(size);
 }
 
-Statement::Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes)
-    : database_(database), bytesLeft_(mostBytes) {
+Statement::Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes, Budget& budget)
+    : database_(database), budget_(budget), bytesLeft_(mostBytes) {
+    budget_.beginRun();
     sqlite3_stmt* statement = nullptr;
     errno = 0;
     check(sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
@@ -205,6 +193,7 @@ void Statement::reset() {
     sqlite3_clear_bindings(statement_.get());
     constexpr int toZero = 1;
     sqlite3_stmt_status(statement_.get(), SQLITE_STMTSTATUS_VM_STEP, toZero);
+    budget_.beginRun();
 }
 
 Value Statement::value(int column) {
@@ -219,20 +208,42 @@ std::string Statement::columnName(int column) {
     return name;
 }
 
-Database::Database(const std::string& path) {
+Database::Database(const std::string& path, IfAbsent ifAbsent)
+    : files_(path == inMemory ? nullptr : std::make_unique<GuardedFiles>(path)),
+      budget_(std::make_unique<Budget>()) {
     // Used by one thread at a time, as everything here: SQLite's own locking would cost a tenth of a list.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
-                      (path == inMemory ? SQLITE_OPEN_MEMORY : SQLITE_OPEN_NOFOLLOW);
+                      (ifAbsent == IfAbsent::create ? SQLITE_OPEN_CREATE : 0) |
+                      (files_ == nullptr ? SQLITE_OPEN_MEMORY : 0);
     sqlite3* database = nullptr;
     errno = 0;
-    const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
+    const int code =
+        sqlite3_open_v2(path.c_str(), &database, flags, files_ == nullptr ? nullptr : files_->name());
     database_.reset(database);
+    if (code != SQLITE_OK && files_ != nullptr) {
+        // There is no file yet for `fail` to ask about.
+        const std::string refusal = files_->takeRefusal();
+        if (files_->isAbsent()) {
+            throw AbsentFile(code, refusal);
+        }
+        if (!refusal.empty()) {
+            throw Error(SQLITE_IOERR_ACCESS, refusal);
+        }
+    }
     if (code != SQLITE_OK) {
         fail(database, code);
     }
     configure(database);
     distrustSchema();
     execute("PRAGMA cell_size_check = ON");
+}
+
+std::optional<Database> Database::openIfExists(const std::string& path) {
+    try {
+        return Database(path);
+    } catch (const AbsentFile&) {
+        return std::nullopt;
+    }
 }
 
 void Database::Closer::operator()(sqlite3* database) const noexcept {
@@ -271,6 +282,38 @@ std::int64_t Database::fileSize() const noexcept {
     return opened != nullptr && opened->pMethods->xFileSize(opened, &size) == SQLITE_OK ? size : 0;
 }
 
+std::int64_t Database::dataSize() const noexcept {
+    const int descriptor = files_ == nullptr ? -1 : files_->descriptor();
+    std::int64_t size = 0;
+    off_t end = 0;
+    for (off_t start = lseek(descriptor, 0, SEEK_DATA); start >= end;
+         start = lseek(descriptor, end, SEEK_DATA)) {
+        end = lseek(descriptor, start, SEEK_HOLE);
+        if (end <= start) {
+            break;
+        }
+        size += end - start;
+    }
+    // A file system that knows nothing of holes makes none.
+    return size == 0 && errno != ENXIO ? fileSize() : size;
+}
+
+std::size_t Database::readBeginning(std::span<char> buffer) const {
+    std::size_t filled = 0;
+    ssize_t size = files_ == nullptr ? 0 : 1;
+    while (size > 0 && filled < buffer.size()) {
+        do {
+            size = pread(files_->descriptor(), &buffer[filled], buffer.size() - filled,
+                         static_cast<off_t>(filled));
+        } while (size < 0 && errno == EINTR);
+        filled += static_cast<std::size_t>(std::max<ssize_t>(size, 0));
+    }
+    if (size < 0) {
+        throw Error(SQLITE_IOERR_READ, "it cannot be read: " + std::generic_category().message(errno));
+    }
+    return filled;
+}
+
 std::optional<std::uint64_t> Database::changeNumber() const noexcept {
     // https://www.sqlite.org/fileformat.html, section 1.3
     constexpr std::size_t writeVersionOffset = 18;
@@ -291,8 +334,7 @@ std::optional<std::uint64_t> Database::changeNumber() const noexcept {
     // another moment.
     struct statx status {};
     constexpr unsigned wanted = STATX_INO | STATX_BTIME;
-    const char* const path = sqlite3_db_filename(database_.get(), "main");
-    if (statx(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, wanted, &status) != 0 ||
+    if (statx(files_->descriptor(), "", AT_EMPTY_PATH, wanted, &status) != 0 ||
         (status.stx_mask & wanted) != wanted) {
         return std::nullopt;
     }
@@ -303,24 +345,15 @@ std::optional<std::uint64_t> Database::changeNumber() const noexcept {
 void Database::distrustSchema() noexcept {
     mostBytes_ = anyBytes;
     sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, longestSchemaText);
-    *schemaBudget_ = {.stepsLeft = mostSchemaSteps, .deadline = processorTime() + mostSchemaTime};
-    const auto interruptWhenSpent = [](void* context) {
-        auto& budget = *static_cast<SchemaBudget*>(context);
-        budget.stepsLeft -= schemaStepsBetweenLooks;
-        return static_cast<int>(budget.stepsLeft < 0 || processorTime() > budget.deadline);
-    };
-    sqlite3_progress_handler(database_.get(), schemaStepsBetweenLooks, interruptWhenSpent,
-                             schemaBudget_.get());
+    budget_->startSchema(database_.get());
 }
 
 void Database::trustSchema() {
-    const std::int64_t size = queryInteger("PRAGMA page_count") * queryInteger("PRAGMA page_size");
+    const std::int64_t claimed = queryInteger("PRAGMA page_count") * queryInteger("PRAGMA page_size");
+    const std::int64_t size = files_ == nullptr ? claimed : std::min(claimed, dataSize());
     mostBytes_ = anyBytes + bytesPerByte * size;
     sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, longestValue);
-    // The greatest `int` is enough to list tens of millions of messages.
-    const auto steps =
-        std::min<std::int64_t>(anyBytes + stepsPerByte * size, std::numeric_limits<int>::max());
-    sqlite3_progress_handler(database_.get(), static_cast<int>(steps), interrupt, nullptr);
+    budget_->start(database_.get(), size);
 }
 
 Transaction::Transaction(Database& database)
@@ -334,6 +367,8 @@ Transaction::Transaction(Database& database, Kind kind) : Transaction(database) 
     // Takes the lock that lasts: what is parsed from then on, and what queries find in the schema, comes from
     // the same pages.
     database.execute("PRAGMA user_version");
+    // Not before: others may have made the database grow while their lock was waited for.
+    memory_.emplace(database.dataSize());
 }
 
 Transaction::~Transaction() {

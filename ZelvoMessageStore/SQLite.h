@@ -1,6 +1,7 @@
 #pragma once
 
-#include <chrono>
+#include "ZelvoMessageStore/Budget.h"
+#include "ZelvoMessageStore/GuardedFiles.h"
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,6 +27,11 @@ class Error : public std::runtime_error {
 
   private:
     int code_;
+};
+
+/// There is no such file.
+class AbsentFile : public Error {
+    using Error::Error;
 };
 
 using Blob = std::span<const unsigned char>;
@@ -58,7 +64,7 @@ class Value {
 class Statement {
   public:
     /// `mostBytes` is how many its texts and blobs may have altogether.
-    Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes);
+    Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes, Budget& budget);
 
     // Texts and blobs are not copied: they must live until the next `reset`, or the statement's end.
     void bind(int parameter, std::int64_t value);
@@ -85,6 +91,7 @@ class Statement {
         void operator()(sqlite3_stmt* statement) const noexcept;
     };
     sqlite3* database_;
+    Budget& budget_;
     std::int64_t bytesLeft_;
     std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
@@ -99,11 +106,18 @@ class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
 
-    /// Opens an existing file, for reading alone when it cannot be written; or a new database in memory. No
-    /// part of the path may be a symbolic link.
-    explicit Database(const std::string& path);
+    enum class IfAbsent { fail, create };
 
-    [[nodiscard]] Statement prepare(std::string_view sql) { return {database_.get(), sql, mostBytes_}; }
+    /// Opens a file, for reading alone when it cannot be written; or a new database in memory. A file is
+    /// made, for the user alone, only in an existing folder. `path` is absolute; the file itself must not be
+    /// a symbolic link (see `GuardedFiles`).
+    explicit Database(const std::string& path, IfAbsent ifAbsent = IfAbsent::fail);
+    /// No value where there is no such file.
+    [[nodiscard]] static std::optional<Database> openIfExists(const std::string& path);
+
+    [[nodiscard]] Statement prepare(std::string_view sql) {
+        return {database_.get(), sql, mostBytes_, *budget_};
+    }
     /// Runs statements separated by semicolons.
     void execute(const std::string& sql);
     /// The one value that the query yields.
@@ -119,6 +133,14 @@ class Database {
     [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
     /// In bytes, without a write-ahead log; 0 in memory, or when the size cannot be read.
     [[nodiscard]] std::int64_t fileSize() const noexcept;
+    /// The same without the file's holes, as far as its file system tells: they take no room, so that anybody
+    /// can make a file as long as they like.
+    [[nodiscard]] std::int64_t dataSize() const noexcept;
+    /// Reads the file's first bytes, without a lock, as many as there are up to the buffer's size; returns
+    /// how many that were. None in memory. Throws `Error`.
+    [[nodiscard]] std::size_t readBeginning(std::span<char> buffer) const;
+    /// Says that a file with something in it has the journal's name.
+    [[nodiscard]] bool hasJournal() const noexcept { return files_ != nullptr && files_->hasJournal(); }
 
     /// Lets statements run on as befits the size of the database. To be called in each transaction anew, once
     /// the schema has been looked at.
@@ -134,12 +156,10 @@ class Database {
     struct Closer {
         void operator()(sqlite3* database) const noexcept;
     };
-    /// What statements may take before the schema is trusted. SQLite has its address.
-    struct SchemaBudget {
-        int stepsLeft = 0;
-        std::chrono::nanoseconds deadline{};
-    };
-    std::unique_ptr<SchemaBudget> schemaBudget_ = std::make_unique<SchemaBudget>();
+    /// None in memory.
+    std::unique_ptr<GuardedFiles> files_;
+    /// SQLite has its address.
+    std::unique_ptr<Budget> budget_;
     std::unique_ptr<sqlite3, Closer> database_;
     std::int64_t mostBytes_ = 0;
 };
@@ -165,6 +185,7 @@ class Transaction {
     Statement rollback_;
     Database& database_;
     bool isCommitted_ = false;
+    std::optional<MemoryLimit> memory_;
 };
 
 } // namespace Orvex::SQLite

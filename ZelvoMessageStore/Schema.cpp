@@ -1,18 +1,9 @@
 #include "ZelvoMessageStore/Schema.h"
 
 #include "Foundation/QuotedText.h"
-#include "Foundation/RegularFile.h"
-#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
-#include <filesystem>
-#include <optional>
 #include <string_view>
-#include <sys/stat.h>
-#include <system_error>
-#include <unistd.h>
-#include <utility>
 
 namespace Orvex {
 
@@ -87,69 +78,6 @@ std::int64_t headerField(std::string_view header, std::size_t offset) {
     return value;
 }
 
-constexpr std::string_view rollbackMagic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
-constexpr std::string_view writeAheadMagic = "\x37\x7f\x06";
-constexpr std::uint32_t writeAheadIndexVersion = 3007000;
-
-/// What SQLite keeps beside a database, and how it begins.
-struct Companion {
-    std::string_view suffix;
-    std::string beginning;
-};
-
-std::array<Companion, 3> companions() {
-    std::string indexBeginning(sizeof writeAheadIndexVersion, '\0');
-    std::memcpy(indexBeginning.data(), &writeAheadIndexVersion, sizeof writeAheadIndexVersion);
-    return {{{"-journal", std::string(rollbackMagic)},
-             {"-wal", std::string(writeAheadMagic)},
-             {"-shm", std::move(indexBeginning)}}};
-}
-
-/// Whether the file may be the companion. A beginning is written over zeros; a crash can leave a part of it.
-bool isCompanion(const RegularFile& file, const Companion& companion) {
-    std::array<char, 8> buffer{};
-    const std::string_view found(buffer.data(), file.read(buffer));
-    const std::size_t size = std::min(found.size(), companion.beginning.size());
-    return std::equal(found.begin(), found.begin() + size, companion.beginning.begin(),
-                      [](char byte, char expected) { return byte == expected || byte == '\0'; });
-}
-
-/// Whether a rollback journal ends with the name of another journal, as it does where a transaction spans
-/// several databases. No transaction on a store does; SQLite deletes the file of that name.
-bool namesAnotherFile(const RegularFile& journal) {
-    std::array<char, rollbackMagic.size()> end{};
-    const auto start = static_cast<off_t>(journal.size()) - std::ssize(end);
-    return start > 0 && pread(journal.descriptor(), end.data(), end.size(), start) == std::ssize(end) &&
-           std::string_view(end.data(), end.size()) == rollbackMagic;
-}
-
-/// Whether there is a journal with something in it. SQLite deletes what has the name of a journal or of its
-/// index: anything else under that name is refused.
-bool hasJournal(const std::string& path) {
-    bool isFound = false;
-    for (const Companion& companion : companions()) {
-        const std::string name = path + std::string(companion.suffix);
-        struct stat status {};
-        if (lstat(name.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0)) {
-            continue;
-        }
-        const std::string whichWouldBe = inQuotes(name) + ", which would be its journal";
-        try {
-            const RegularFile file(name);
-            if (S_ISLNK(status.st_mode) || !isCompanion(file, companion)) {
-                throw StoreFault(whichWouldBe + ", is something else; move it away");
-            }
-            if (namesAnotherFile(file)) {
-                throw StoreFault(whichWouldBe + ", names another file, to be deleted; move it away");
-            }
-        } catch (const FileError& error) {
-            throw StoreFault(whichWouldBe + ": " + error.what());
-        }
-        isFound = isFound || companion.suffix != "-shm";
-    }
-    return isFound;
-}
-
 /// The schema version of an open database, 0 when it is empty.
 std::int64_t schemaVersion(SQLite::Database& database, std::int64_t currentVersion) {
     const std::int64_t applicationID = database.queryInteger("PRAGMA application_id");
@@ -193,24 +121,18 @@ void migrate(SQLite::Database& database, std::span<const Migration> steps) {
 
 } // namespace
 
-bool holdsStore(const std::string& path) {
-    if (std::error_code unknown; std::filesystem::is_symlink(path, unknown)) {
-        throw StoreFault("it is a symbolic link, which may lead anywhere; give the path of the file itself");
-    }
-    const bool mayBeRecovered = hasJournal(path);
-    // Closing the file would give up SQLite's locks on it in this process: SQLite opens it later.
-    const std::optional<RegularFile> file = RegularFile::openIfExists(path);
-    if (!file || file->size() == 0) {
-        return false;
-    }
+bool holdsStore(const SQLite::Database& database) {
     constexpr std::string_view magic("SQLite format 3\0", 16);
     constexpr std::size_t userVersionOffset = 60;
     constexpr std::size_t applicationIDOffset = 68;
     std::array<char, 100> buffer{};
-    const std::string_view header(buffer.data(), file->read(buffer));
+    const std::string_view header(buffer.data(), database.readBeginning(buffer));
+    if (header.empty()) {
+        return false;
+    }
     if (header.size() < buffer.size() || !header.starts_with(magic)) {
         // The creation of a store may have been cut short; then the journal has what undoes it.
-        if (mayBeRecovered) {
+        if (database.hasJournal()) {
             return true;
         }
         throw StoreFault("it is no message store, nor any other SQLite database; choose another file");

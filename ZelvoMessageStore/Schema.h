@@ -12,11 +12,10 @@ class StoreFault : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Whether a file has a message store in it, told from its first bytes, without a change to it or to the
-/// files beside it. False when there is no file, or an empty one. Throws `StoreFault` when it holds anything
-/// but a store that this version can use, or when SQLite would take a file beside it for its journal;
-/// `FileError` when it is no file or cannot be read.
-[[nodiscard]] bool holdsStore(const std::string& path);
+/// Tells from the first bytes of an open file that it has a message store in it, before SQLite reads more and
+/// perhaps changes something. False when it is empty. Throws `StoreFault` when it holds anything but a store
+/// that this version can use, `SQLite::Error` when it cannot be read.
+[[nodiscard]] bool holdsStore(const SQLite::Database& database);
 
 /// A step from one version of the schema to the next.
 using Migration = void (*)(SQLite::Database& database);

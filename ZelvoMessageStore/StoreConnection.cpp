@@ -1,16 +1,11 @@
 #include "ZelvoMessageStore/StoreConnection.h"
 
-#include "Foundation/FileDescriptor.h"
 #include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/store/MessageStore.h"
 #include "Orvex/store/MessageTable.h"
-#include <cerrno>
-#include <fcntl.h>
 #include <new>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <system_error>
 
 namespace Orvex {
 
@@ -63,21 +58,12 @@ std::string forShell(std::string_view text) {
 StoreConnection::StoreConnection(const std::filesystem::path& file)
     : path_(std::filesystem::absolute(file).native()) {}
 
-Database StoreConnection::openFile() const {
-    // The folders above may be reached by way of links; the file must not have become one meanwhile.
-    const std::filesystem::path path(path_);
-    return Database(canonical(path.parent_path()) / path.filename());
-}
-
 bool StoreConnection::openStore() {
     if (store_) {
         return true;
     }
-    if (!holdsStore(path_)) {
-        return false;
-    }
-    Database database = openFile();
-    if (!bringUpToDate(database)) {
+    std::optional<Database> database = Database::openIfExists(path_);
+    if (!database || !holdsStore(*database) || !bringUpToDate(*database)) {
         return false;
     }
     store_ = std::move(database);
@@ -97,28 +83,18 @@ Database& StoreConnection::databaseToRead() {
 
 Database& StoreConnection::databaseToWrite() {
     if (!openStore()) {
-        createFile();
-        Database database = openFile();
+        if (path_.ends_with('/')) {
+            throw StoreFault("it is a folder, not a file");
+        }
+        makePrivateFolders(std::filesystem::path(path_).parent_path());
+        Database database(path_, Database::IfAbsent::create);
         createSchema(database);
         store_ = std::move(database);
     }
     // A journal that is emptied costs one less write of the folder than one that is deleted. A write-ahead
     // log is no choice: SQLite before 3.51.3 can damage it when two connections write and checkpoint at once.
-    store_->execute("PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL");
+    store_->execute("PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
     return *store_;
-}
-
-void StoreConnection::createFile() const {
-    if (path_.ends_with('/')) {
-        throw StoreFault("it is a folder, not a file");
-    }
-    makePrivateFolders(std::filesystem::path(path_).parent_path());
-    constexpr mode_t mode = S_IRUSR | S_IWUSR;
-    // O_EXCL: not through a symbolic link either.
-    const FileDescriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (file.get() < 0 && errno != EEXIST) {
-        throw std::system_error(errno, std::generic_category(), "the file cannot be made");
-    }
 }
 
 void StoreConnection::rethrowExplained(std::string_view attempt) const {

@@ -55,13 +55,10 @@ class StoreConnection {
     }
 
   private:
-    [[nodiscard]] SQLite::Database openFile() const;
     /// Opens the file if it holds a store, and says whether it does.
     bool openStore();
     SQLite::Database& databaseToRead();
     SQLite::Database& databaseToWrite();
-    /// Makes the file, empty, and the folders above it where they are missing.
-    void createFile() const;
 
     /// Throws the exception being handled as a `MessageStoreError`.
     [[noreturn]] void rethrowExplained(std::string_view attempt) const;

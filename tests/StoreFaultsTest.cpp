@@ -412,9 +412,11 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
                     try {
                         save();
                     } catch (const MessageStoreError& thrown) {
+                        // A name that SQLite cannot look up has become another file's, as far as it can tell.
                         EXPECT_THAT(thrown.what(),
-                                    testing::MatchesRegex("cannot save a message in the message store \"" +
-                                                          file.native() + "\": .*: No space left on device"));
+                                    testing::MatchesRegex(
+                                        "cannot save a message in the message store \"" + file.native() +
+                                        "\": (.*: No space left on device\\)?|the file has been moved .*)"));
                         _exit(HasFailure() ? -1 : reached);
                     }
                     _exit(FailingSystemCalls::happened() ? 0 : done);
@@ -422,8 +424,13 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
             save();
             umask(mask);
             EXPECT_THAT(outcome, testing::AllOf(testing::Ge(0), testing::Le(done)));
-            EXPECT_EQ(wait(SQLiteMessageStore(file).messageCount()),
-                      outcome == done || (outcome == 0 && effect == error) ? 2 : 1);
+            const auto count = wait(SQLiteMessageStore(file).messageCount());
+            if (outcome == 0 && effect != error) {
+                // It ended before the message was saved, or afterwards.
+                EXPECT_THAT(count, testing::AnyOf(1, 2));
+            } else {
+                EXPECT_EQ(count, outcome == reached ? 1 : 2);
+            }
             for (const auto& made : std::filesystem::recursive_directory_iterator(folder / "")) {
                 EXPECT_EQ(made.status().permissions(),
                           std::filesystem::perms(made.is_directory() ? 0700 : 0600))
