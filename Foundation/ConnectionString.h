@@ -5,11 +5,12 @@
 
 namespace Orvex {
 
-/// Whether a word says how to reach a server, or is probably meant to: it is no `file:` URL and contains
-/// "://", begins with "postgres" or "smtp" and has "//" or ":" behind it, or begins with the name of a
-/// connection's parameter (https://www.postgresql.org/docs/current/libpq-connect.html#LIBPQ-PARAMKEYWORDS)
-/// and has a "=" with no "/" before it. Letter case, and dashes and white space in front, make no difference.
-/// There may be a password in it: it is never taken for the name of a file, and never repeated.
+/// True for a word that says how to reach a server, or is probably meant to: it is not a `file:` URL, and
+/// contains "://", or begins with "postgres" or "smtp" and has "//" or ":" behind it, or begins with the name
+/// of a connection's parameter
+/// (https://www.postgresql.org/docs/current/libpq-connect.html#LIBPQ-PARAMKEYWORDS) and has a "=" with no "/"
+/// before it. Letter case, and dashes and white space in front, make no difference. There may be a password
+/// in it: it is never taken for the name of a file, and never repeated.
 [[nodiscard]] bool isConnectionString(std::string_view word);
 
 /// A word as an error may repeat it: of a connection string, at most the scheme.

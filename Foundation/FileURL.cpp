@@ -31,7 +31,7 @@ bool standsForItselfInPath(char c) {
     return pathCharacters[static_cast<unsigned char>(c)];
 }
 
-/// Whether the text begins with an escape, "%" and two hexadecimal digits, whose value becomes `byte`.
+/// Reads the escape in front, "%" and two hexadecimal digits, into `byte`; false without one.
 bool readEscape(std::string_view text, unsigned char& byte) {
     return text.size() > 2 &&
            std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr == text.data() + 3;

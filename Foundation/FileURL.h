@@ -17,7 +17,7 @@ class FileURL {
     /// relative and the current folder is gone.
     [[nodiscard]] static FileURL fromPath(std::string_view path);
 
-    /// Whether the text begins with "file:", in any letter case.
+    /// True for a text that begins with "file:", in any letter case.
     [[nodiscard]] static bool hasScheme(std::string_view text);
 
     /// Reads `file:///path`, `file://localhost/path` or `file:/path`. No value for another scheme, another

@@ -41,8 +41,8 @@ class Folder {
     /// Makes what was made, moved or removed inside survive a crash.
     void sync() const;
 
-    /// Throws `SendingServiceError` where the group or others have any right: who may open a folder can
-    /// lock it.
+    /// Throws `SendingServiceError` where the group or others have any right: anyone who can open a folder
+    /// can lock it.
     void refuseUnlessPrivate() const;
 
     // A lock goes with this object or its process, or before.

@@ -25,7 +25,7 @@ struct ValueSyntax {
     std::vector<std::string> meanings;
     /// Whether a value is the path of a file.
     bool isPath = false;
-    /// Whether a misspelt value may hold a password, so that no error repeats it.
+    /// A misspelt value may hold a password, so no error repeats it.
     bool isSecret = false;
 };
 
@@ -34,8 +34,8 @@ class InvalidValue : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Says how a type is read from a word of the command line; specialised for each such type. `parse` has no
-/// value for a word that is none, or throws `InvalidValue`.
+/// Says how a type is read from a word of the command line; specialised for each such type. `parse` returns
+/// no value for a word that is not one, or throws `InvalidValue`.
 template <class T>
 struct ArgumentConversion;
 

@@ -119,16 +119,20 @@ class Parser {
     }
 
     static void take(Property& property, std::string_view name, std::string_view value) {
-        const ValueSyntax syntax = property.syntax();
-        std::string fault = "invalid value " +
-                            (syntax.isSecret ? "" : inQuotes(withoutSecrets(value)) + " ") + "for " +
-                            std::string(name) + ": ";
+        std::string reason;
         try {
             if (property.take(value)) {
                 return;
             }
-        } catch (const InvalidValue& reason) {
-            throw UsageError(fault + reason.what());
+        } catch (const InvalidValue& error) {
+            reason = error.what();
+        }
+        const ValueSyntax syntax = property.syntax();
+        std::string fault = "invalid value " +
+                            (syntax.isSecret ? "" : inQuotes(withoutSecrets(value)) + " ") + "for " +
+                            std::string(name) + ": ";
+        if (!reason.empty()) {
+            throw UsageError(fault + reason);
         }
         fault += "expected " + syntax.expected;
         const std::size_t nearValue = nearest(value, syntax.values);

@@ -19,7 +19,7 @@
 
 namespace Orvex {
 
-/// Where messages are kept: in a file, or in a database on a server.
+/// The place of the messages: a file, or a database on a server.
 struct StoreLocation {
     std::filesystem::path file;
     /// A connection URI of libpq; empty for a file.
