@@ -90,7 +90,7 @@ struct Server {
         const auto start = steady_clock::now();
         while (!isDone) {
             // When both wait for the other, the server leaves.
-            if (loop.poll() == 0) {
+            if (loop.poll_one() == 0) {
                 boost::system::error_code ignored;
                 client.shutdown(Protocol::socket::shutdown_both, ignored);
                 loop.run_one_for(patience);
