@@ -73,7 +73,7 @@ command at once, before anything is deleted. The confirmation is asked for again
 or no.
 
 At the end of input the confirmation is asked for again as well, without end. A script whose answers run
-out, or whose input is the null device, would wait forever and fill what its output goes to. Let an endless
+out, or whose input is the null device, would never end and fill what its output goes to. Let an endless
 "n" follow the answers: a question that nobody expected is then answered with no.
 
 One filter counts, the first of these that is given: record UUIDs, handles of senders, providers

@@ -85,7 +85,7 @@ the list ends the command at once, before anything is changed. The confirmation 
 the answer is yes or no. A value that begins with "-" is given with "=", as in --updatedDuration=-1.
 
 At the end of input the confirmation is asked for again as well, without end. A script whose answers run
-out, or whose input is the null device, would wait forever and fill what its output goes to. Let an endless
+out, or whose input is the null device, would never end and fill what its output goes to. Let an endless
 "n" follow the answers: a question that nobody expected is then answered with no.
 
 One filter counts, the first of these that is given: a record UUID, handles of senders, providers
