@@ -48,10 +48,10 @@ std::string causeOf(const PostgreSQL::Error& error) {
 
 /// The text without the places in the server's sources that the verbose form tells.
 std::string withoutLocations(std::string text) {
-    for (std::size_t at = 0; (at = text.find("\nLOCATION:", at)) != std::string::npos;) {
-        text.erase(at, std::min(text.find('\n', at + 1), text.size()) - at);
+    for (std::size_t at = 0; (at = text.find("; LOCATION:", at)) != std::string::npos;) {
+        text.erase(at, std::min(text.find("; ", at + 1), text.size()) - at);
     }
-    return text.substr(0, text.find_last_not_of('\n') + 1);
+    return text;
 }
 
 AccountStatus statusOf(const PostgreSQL::Error& error) {
