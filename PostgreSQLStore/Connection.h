@@ -89,7 +89,8 @@ class Connection {
         RowHandler handler = {};
     };
 
-    /// What the text of an error in `open` consists of.
+    /// What the text of an error in `open` consists of: with `code`, SQLSTATE and place in the server's
+    /// sources as well, and `Error::code()` is known.
     enum class ErrorText { sentence, code };
 
     Connection() = default;

@@ -228,6 +228,33 @@ TEST_F(EndToEndTest, LoadsWhatItPrintsWithBeforeItTouchesTheStore) {
 TEST_F(EndToEndTest, ReportsAFileSizeLimit) {
     const std::string saving = ORVEX_PROGRAM " --store " + file + " save-message -nc";
     EXPECT_EQ(std::system(("ulimit -f 0; " + saving + " | grep -q 'limit of file sizes'").c_str()), 0);
+    EXPECT_EQ(run("get-total-count -nc"), (ProgramRun{"Message count: 0\n",
+                                                      "orvex: there is no message store at \"" + file +
+                                                          "\" yet; the first change makes it\n",
+                                                      0}));
+}
+
+TEST_F(EndToEndTest, TellsTheCauseOfWhatItSaysIsLogged) {
+    run("save-message");
+    EXPECT_EQ(std::system(("sqlite3 " + file + " \"UPDATE settings SET value = 0\"").c_str()), 0);
+    const ProgramRun result = run("get-account-status -nc");
+    EXPECT_THAT(result.output, testing::HasSubstr("Check for a logged error!"));
+    EXPECT_EQ(result.errors, "orvex: cannot determine the account status by the message store \"" + file +
+                                 "\": its setting accountStatus is 0, which stands for that\n");
+}
+
+TEST_F(EndToEndTest, TheSettingsInTheDocumentationWorkOnAStoreThatIsNotThereYet) {
+    const std::string page = readFile(ORVEX_TEST_DATA "/../../docs/store.md");
+    const std::string fence = "```sh\n";
+    const std::size_t start = page.find(fence) + fence.size();
+    const std::string lines = "set -e; cd " + std::string(folder / "") +
+                              "; orvex() { " ORVEX_PROGRAM " \"$@\"; }\n" +
+                              page.substr(start, page.find("```", start) - start);
+    writeFile(folder / "recipe", lines);
+    EXPECT_EQ(std::system(("sh " + std::string(folder / "recipe") + " >/dev/null").c_str()), 0);
+    file = folder / "messages.db";
+    EXPECT_EQ(run("transcription-enabled -nc"), printed("isTranscriptionEnabled: false\n"));
+    EXPECT_EQ(run("get-account-status -nc"), printed("Account status: signed in\n"));
     EXPECT_EQ(run("get-total-count -nc"), printed("Message count: 0\n"));
 }
 

@@ -1,5 +1,6 @@
 #include "Foundation/ConnectionString.h"
 #include "Foundation/FileURL.h"
+#include "Foundation/QuotedText.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/AllCommands.h"
 #include "Orvex/host/Module.h"
@@ -7,6 +8,7 @@
 #include "Orvex/store/SendingService.h"
 #include "SendingService/OutboxSendingService.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -143,20 +145,35 @@ std::filesystem::path userDataFolder() {
     throw std::runtime_error("cannot tell where the message store is: HOME is not set; give --store <path>");
 }
 
+/// Prints what the store reports to standard error.
+std::shared_ptr<MessageStore> reporting(std::shared_ptr<MessageStore> store) {
+    store->setReporter([](const std::string& line) {
+        std::fflush(stdout);
+        std::fputs(("orvex: " + onOneLine(line) + "\n").c_str(), stderr);
+    });
+    return store;
+}
+
 /// Puts a store, and the outbox beside it or else beside the default one, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
     const std::optional<StoreLocation>& store = *options.store;
     std::function<std::filesystem::path()> outbox;
     if (store && !store->uri.empty()) {
         MessageStoreClient::setStoreFactory([uri = store->uri] {
-            return makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", uri.c_str());
+            return reporting(
+                makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", uri.c_str()));
         });
         // Only who sends something needs a home.
         outbox = [] { return userDataFolder() / "orvex/outbox"; };
     } else {
         const std::filesystem::path given = store ? store->file : userDataFolder() / "orvex/messages.db";
         const std::filesystem::path file = FileURL::fromPath(given.native()).path();
-        MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
+        MessageStoreClient::setStoreFactory([file, isGiven = store.has_value()] {
+            // The default store is made when it is needed; one that is named may be misspelt.
+            const auto absence =
+                isGiven ? SQLiteMessageStore::Absence::reported : SQLiteMessageStore::Absence::usual;
+            return reporting(std::make_shared<SQLiteMessageStore>(file, absence));
+        });
         outbox = [folder = file.parent_path()] { return folder / "outbox"; };
     }
     SendingService::setFactory(
