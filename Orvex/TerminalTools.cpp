@@ -60,6 +60,12 @@ std::string inYellow(std::string_view label) {
     return colored(yellow, label);
 }
 
+void prepareToPrint(bool noColor) {
+    if (noColor) {
+        static_cast<void>(strippingEscapes(""));
+    }
+}
+
 void printLine(std::string_view text, bool noColor) {
     if (noColor) {
         writeLine(strippingEscapes(text));

@@ -19,6 +19,10 @@ void appendInGreen(std::string& out, std::initializer_list<std::string_view> par
 /// `label` in yellow: come back later.
 [[nodiscard]] std::string inYellow(std::string_view label);
 
+/// Loads what `printLine` needs for `noColor`, and throws `std::runtime_error` when it is missing: to be
+/// called before anything is done that has to be reported.
+void prepareToPrint(bool noColor);
+
 /// Prints `text` and a newline to standard output, as it is or, with `noColor`, without its escape sequences.
 ///
 /// Sequences are looked for in as many UTF-16 code units from the start as the text has user-perceived

@@ -39,14 +39,19 @@ std::string joinedLines(std::string_view text) {
     return line.ends_with("; ") ? line.substr(0, line.size() - 2) : line;
 }
 
-/// The SQLSTATE of why no connection was made: the last one in a message of the verbosity PQERRORS_SQLSTATE,
-/// as in "FATAL:  57P03", or one for what libpq alone has found out.
+/// The SQLSTATE of why no connection was made: the last one in a message of the verbosity PQERRORS_VERBOSE,
+/// as in "FATAL:  57P03: the database system is starting up", or one for what libpq alone has found out.
 std::string codeOfFailure(PGconn* connection) {
     constexpr std::string_view mark = ":  ";
     constexpr std::size_t codeSize = 5;
     const std::string_view message = PQerrorMessage(connection);
-    if (const std::size_t at = message.rfind(mark); at != std::string_view::npos) {
-        return std::string(message.substr(at + mark.size(), codeSize));
+    for (std::size_t at = message.rfind(mark); at != std::string_view::npos && at > 0;
+         at = message.rfind(mark, at - 1)) {
+        const std::string_view code = message.substr(at + mark.size(), codeSize);
+        if (code.find_first_not_of("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string_view::npos &&
+            message.substr(at + mark.size() + code.size()).starts_with(": ")) {
+            return std::string(code);
+        }
     }
     // There is no server now of the kind that `target_session_attrs` asks for.
     const bool isOther = message.find("session is ") != std::string_view::npos ||
@@ -221,7 +226,7 @@ Async<void> Connection::connect(Location::Parameters parameters, Deadline deadli
     if (connection == nullptr) {
         throw std::bad_alloc();
     }
-    PQsetErrorVerbosity(connection, errorText == ErrorText::code ? PQERRORS_SQLSTATE : PQERRORS_TERSE);
+    PQsetErrorVerbosity(connection, errorText == ErrorText::code ? PQERRORS_VERBOSE : PQERRORS_TERSE);
     // What the server mentions by the way is not for standard error.
     PQsetNoticeReceiver(
         connection,

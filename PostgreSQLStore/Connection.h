@@ -76,7 +76,8 @@ class Connection {
     static constexpr Deadline never = Deadline::max();
     using RowHandler = std::function<void(const Row&)>;
 
-    /// What the text of an error in `open` consists of.
+    /// What the text of an error in `open` consists of: with `code`, SQLSTATE and place in the server's
+    /// sources as well, and `Error::code()` is known.
     enum class ErrorText { sentence, code };
 
     Connection() = default;

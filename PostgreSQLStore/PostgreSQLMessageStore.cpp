@@ -40,6 +40,17 @@ std::string causeOf(const PostgreSQL::Error& error) {
     if (code == "55P03") {
         return "another program keeps it locked; try again when that is done";
     }
+    if (code == "23505" && text.find("voicemail_id") != std::string::npos) {
+        return std::string(voicemailIDIsTaken);
+    }
+    return text;
+}
+
+/// The text without the places in the server's sources that the verbose form tells.
+std::string withoutLocations(std::string text) {
+    for (std::size_t at = 0; (at = text.find("; LOCATION:", at)) != std::string::npos;) {
+        text.erase(at, std::min(text.find("; ", at + 1), text.size()) - at);
+    }
     return text;
 }
 
@@ -172,6 +183,10 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
         status = AccountStatus::waiting;
     } catch (const PostgreSQL::Error& error) {
         status = statusOf(error);
+        if (status == AccountStatus::couldNotDetermine) {
+            report("cannot determine the account status by the message store " + inQuotes(location_.name()) +
+                   ": " + withoutLocations(causeOf(error)));
+        }
     } catch (const std::exception&) {
         rethrowExplained("look up the account status");
     }

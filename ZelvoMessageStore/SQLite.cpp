@@ -58,7 +58,9 @@ constexpr std::int64_t bytesPerByte = 2;
     if (systemError == 0 && (primaryCode == SQLITE_IOERR || primaryCode == SQLITE_CANTOPEN)) {
         systemError = lastError;
     }
-    if (systemError != 0) {
+    if (systemError == EFBIG) {
+        message = "it would become larger than the limit of file sizes allows; raise that (ulimit -f)";
+    } else if (systemError != 0) {
         message += ": " + std::generic_category().message(systemError);
     }
     throw Error(extendedCode, message);

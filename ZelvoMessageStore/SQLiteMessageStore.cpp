@@ -116,8 +116,12 @@ void apply(Database& database, const MessageUpdate& update) {
 
 } // namespace
 
-SQLiteMessageStore::SQLiteMessageStore(const std::filesystem::path& file)
-    : connection_(std::make_unique<StoreConnection>(file)) {}
+SQLiteMessageStore::SQLiteMessageStore(const std::filesystem::path& file, Absence absence)
+    : connection_(std::make_unique<StoreConnection>(file, [this, absence](const std::string& name) {
+          if (absence == Absence::reported) {
+              report("there is no message store at " + name + " yet; the first change makes it");
+          }
+      })) {}
 
 SQLiteMessageStore::~SQLiteMessageStore() = default;
 
@@ -137,10 +141,15 @@ Async<std::int64_t> SQLiteMessageStore::messageCount() {
 }
 
 Async<AccountStatus> SQLiteMessageStore::accountStatus() {
-    co_return connection_->read("look up the account status", [](Database& database) {
+    const auto status = connection_->read("look up the account status", [](Database& database) {
         constexpr auto absent = static_cast<std::int64_t>(AccountStatus::noAccount);
         return static_cast<AccountStatus>(setting(database, "accountStatus", absent));
     });
+    if (status == AccountStatus::couldNotDetermine) {
+        report("cannot determine the account status by the message store " + connection_->name() +
+               ": its setting accountStatus is 0, which stands for that");
+    }
+    co_return status;
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(std::vector<UUID> recordUUIDs) {

@@ -14,8 +14,11 @@ class StoreConnection;
 /// runs them, for up to 30 seconds while another process holds the lock.
 class SQLiteMessageStore final : public MessageStore {
   public:
+    /// With `reported`, reading a store that is not there yet is reported, once.
+    enum class Absence { usual, reported };
+
     /// A relative path is taken from the current folder.
-    explicit SQLiteMessageStore(const std::filesystem::path& file);
+    explicit SQLiteMessageStore(const std::filesystem::path& file, Absence absence = Absence::usual);
     ~SQLiteMessageStore() override;
 
     Async<bool> isTranscriptionEnabled() override;

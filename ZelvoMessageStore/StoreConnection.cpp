@@ -33,6 +33,10 @@ std::string causeOf(const SQLite::Error& error) {
         return "it is no message store, nor any other SQLite database; choose another file";
     case SQLITE_READONLY:
         return "the file cannot be written; check its permissions and those of its folder";
+    case SQLITE_CONSTRAINT:
+        return std::string_view(error.what()).ends_with("messages.voicemail_id")
+                   ? std::string(voicemailIDIsTaken)
+                   : error.what();
     case SQLITE_TOOBIG:
         return "a value has more than 16 MB, or one of the file's schema more than 8 KB";
     default:
@@ -55,8 +59,12 @@ std::string forShell(std::string_view text) {
 
 } // namespace
 
-StoreConnection::StoreConnection(const std::filesystem::path& file)
-    : path_(std::filesystem::absolute(file).native()) {}
+StoreConnection::StoreConnection(const std::filesystem::path& file, WhenAbsent whenAbsent)
+    : path_(std::filesystem::absolute(file).native()), whenAbsent_(std::move(whenAbsent)) {}
+
+std::string StoreConnection::name() const {
+    return inQuotes(path_);
+}
 
 bool StoreConnection::openStore() {
     if (store_) {
@@ -75,6 +83,7 @@ Database& StoreConnection::databaseToRead() {
         return *store_;
     }
     if (!emptyStore_) {
+        whenAbsent_(name());
         emptyStore_.emplace(std::string(Database::inMemory));
         createSchema(*emptyStore_);
     }
@@ -111,8 +120,8 @@ void StoreConnection::rethrowExplained(std::string_view attempt) const {
     } catch (const std::exception& error) {
         reason = error.what();
     }
-    throw MessageStoreError("cannot " + std::string(attempt) + " in the message store " + inQuotes(path_) +
-                            ": " + onOneLine(reason));
+    throw MessageStoreError("cannot " + std::string(attempt) + " in the message store " + name() + ": " +
+                            onOneLine(reason));
 }
 
 } // namespace Orvex

@@ -3,6 +3,7 @@
 #include "ZelvoMessageStore/Schema.h"
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +16,13 @@ namespace Orvex {
 /// as there is none, what is read is empty. Errors leave as `MessageStoreError`.
 class StoreConnection {
   public:
-    explicit StoreConnection(const std::filesystem::path& file);
+    /// Told the store's name once it is read and there is none.
+    using WhenAbsent = std::function<void(const std::string& name)>;
+
+    StoreConnection(const std::filesystem::path& file, WhenAbsent whenAbsent);
+
+    /// The path in quotes.
+    [[nodiscard]] std::string name() const;
 
     /// Runs `operation` on the database in a transaction. `attempt` says what it does, as in "save a
     /// message".
@@ -64,6 +71,7 @@ class StoreConnection {
     [[noreturn]] void rethrowExplained(std::string_view attempt) const;
 
     std::string path_;
+    WhenAbsent whenAbsent_;
     std::optional<SQLite::Database> store_;
     /// What is read as long as there is no store.
     std::optional<SQLite::Database> emptyStore_;

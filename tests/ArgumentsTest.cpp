@@ -212,7 +212,11 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
             {"-c -dr", "missing value for -c: expected " + colours},
             {"-c --", "missing value for -c: expected " + colours},
             {"--wall-url -1", "missing value for --wall-url: expected " + aNumber +
-                                  "; one that begins with \"-\" is given as --wall-url=-1"},
+                                  "; a value of --wall-url that begins with \"-\" is given as --wall-url=-1"},
+            {"--wall-url -shiny=1", "missing value for --wall-url: expected " + aNumber},
+            {"-c -1", R"(invalid value "-1" for -c: expected )" + colours + "; did you mean 1?"},
+            {"-c 0 -1", R"(invalid value "-1" for -c: expected )" + colours + "; did you mean 1?"},
+            {"-c 0 -d", R"(unknown option "-d": did you mean -dr?)"},
             {"-c 0 -c=-7", R"(invalid value "-7" for -c: expected )" + colours},
             {"-c red", R"(invalid value "red" for -c: expected )" + colours + "; did you mean 0?"},
             {"-c 1x", R"(invalid value "1x" for -c: expected )" + colours + "; did you mean 1?"},
@@ -227,6 +231,10 @@ TEST(Tool, ReportsUsageErrorsBeforeAnythingHappens) {
         {
             {"--handles a", "missing option --target-url: expected a path (begin it with \"./\" if its name "
                             "has a \":\"), or a URL such as file:///tmp/my%20video.mov"},
+            {"--handles a -b=c",
+             "unknown option \"-b\": expected one that --help lists; a value of --handles that "
+             "begins with \"-\" is given as --handles=-b=c"},
+            {"--handles a --target-url /x -b", R"(unknown option "-b": expected one that --help lists)"},
             {"--target-url /x", "missing option --handles: expected a text"},
         });
     expectFaults(

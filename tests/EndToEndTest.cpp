@@ -2,9 +2,11 @@
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unicode/uversion.h>
 
 namespace Orvex::Testing {
 namespace {
@@ -170,6 +172,59 @@ TEST_F(EndToEndTest, AUsageErrorTouchesNothing) {
     EXPECT_FALSE(std::filesystem::exists(folder / "store"));
     EXPECT_EQ(runOrvex({"--store=", "get-total-count"}).status, 64);
     EXPECT_EQ(run("get-total-count -nc --store x").status, 64);
+}
+
+TEST_F(EndToEndTest, LoadsWhatItPrintsWithBeforeItTouchesTheStore) {
+    for (const char* const library :
+         {"libicui18n.so." U_ICU_VERSION_SHORT, "libicuuc.so." U_ICU_VERSION_SHORT}) {
+        writeFile(folder / library, "");
+    }
+    // An error of this store would be told instead.
+    std::filesystem::create_directory(folder / "store");
+    writeFile(file, "no store");
+    for (const char* const command :
+         {"transcription-enabled", "get-all-voicemail-messages", "voicemail-messages", "save-message",
+          "get-total-count", "get-all-messages", "delete-message", "update-message", "get-account-status"}) {
+        setenv("LD_LIBRARY_PATH", std::string(folder / "").c_str(), 1);
+        const ProgramRun result = run(std::string(command) + " -nc");
+        unsetenv("LD_LIBRARY_PATH");
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.output, "");
+        EXPECT_THAT(result.errors, testing::StartsWith("orvex: cannot load ICU ")) << command;
+    }
+}
+
+TEST_F(EndToEndTest, ReportsAFileSizeLimit) {
+    const std::string saving = ORVEX_PROGRAM " --store " + file + " save-message -nc";
+    EXPECT_EQ(std::system(("ulimit -f 0; " + saving + " | grep -q 'limit of file sizes'").c_str()), 0);
+    EXPECT_EQ(run("get-total-count -nc"), (ProgramRun{"Message count: 0\n",
+                                                      "orvex: there is no message store at \"" + file +
+                                                          "\" yet; the first change makes it\n",
+                                                      0}));
+}
+
+TEST_F(EndToEndTest, TellsTheCauseOfWhatItSaysIsLogged) {
+    run("save-message");
+    EXPECT_EQ(std::system(("sqlite3 " + file + " \"UPDATE settings SET value = 0\"").c_str()), 0);
+    const ProgramRun result = run("get-account-status -nc");
+    EXPECT_THAT(result.output, testing::HasSubstr("Check for a logged error!"));
+    EXPECT_EQ(result.errors, "orvex: cannot determine the account status by the message store \"" + file +
+                                 "\": its setting accountStatus is 0, which stands for that\n");
+}
+
+TEST_F(EndToEndTest, TheSettingsInTheDocumentationWorkOnAStoreThatIsNotThereYet) {
+    const std::string page = readFile(ORVEX_TEST_DATA "/../../docs/store.md");
+    const std::string fence = "```sh\n";
+    const std::size_t start = page.find(fence) + fence.size();
+    const std::string lines = "set -e; cd " + std::string(folder / "") +
+                              "; orvex() { " ORVEX_PROGRAM " \"$@\"; }\n" +
+                              page.substr(start, page.find("```", start) - start);
+    writeFile(folder / "recipe", lines);
+    EXPECT_EQ(std::system(("sh " + std::string(folder / "recipe") + " >/dev/null").c_str()), 0);
+    file = folder / "messages.db";
+    EXPECT_EQ(run("transcription-enabled -nc"), printed("isTranscriptionEnabled: false\n"));
+    EXPECT_EQ(run("get-account-status -nc"), printed("Account status: signed in\n"));
+    EXPECT_EQ(run("get-total-count -nc"), printed("Message count: 0\n"));
 }
 
 TEST_F(EndToEndTest, KeepsTheStoreInTheUsersDataFolder) {

@@ -245,7 +245,15 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
         {"&host=/nowhere", AccountStatus::couldNotDetermine},
     };
     for (const auto& [more, expected] : cases) {
-        EXPECT_EQ(status(more), expected) << more;
+        const auto store = storeAt(uri + more);
+        std::string reported;
+        store->setReporter([&](const std::string& line) { reported += line; });
+        EXPECT_EQ(wait(store->accountStatus()), expected) << more;
+        EXPECT_EQ(reported.empty(), expected != AccountStatus::couldNotDetermine) << reported;
+        if (more.starts_with("&dbname")) {
+            EXPECT_THAT(reported,
+                        testing::EndsWith("FATAL:  3D000: database \"no-such-database\" does not exist"));
+        }
     }
     const auto reader = storeAt(uri + as("reader"));
     EXPECT_EQ(wait(reader->messageCount()), 1);
@@ -316,6 +324,13 @@ TEST_F(PostgreSQLMessageStoreTest, HeedsNeitherSettingsNorSchemasOfOthers) {
     EXPECT_EQ(wait(store->messageCount()), 1);
     EXPECT_TRUE(wait(store->isTranscriptionEnabled()));
     EXPECT_EQ(wait(store->accountStatus()), AccountStatus::signedIn);
+}
+
+TEST_F(PostgreSQLMessageStoreTest, SaysThatTheLastVoicemailIdentifierWasLowered) {
+    const auto saveVoicemail = [this] { save(MessageType::audio, MessageProvider::Telephony); };
+    saveVoicemail();
+    sql("UPDATE orvex.settings SET value = 0 WHERE name = 'lastVoicemailID'");
+    EXPECT_THAT(errorOf(saveVoicemail), HasSubstr("the setting lastVoicemailID has been lowered"));
 }
 
 TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {

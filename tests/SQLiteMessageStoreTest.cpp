@@ -704,6 +704,8 @@ TEST_F(SQLiteMessageStoreTest, ReadsItsSettings) {
     EXPECT_EQ(saveVoicemail().voicemailID, 2147483647);
     EXPECT_THAT(errorOfWriting(file), "");
     EXPECT_THAT(errorOf(saveVoicemail), HasSubstr("there is no further voicemail identifier"));
+    set("lastVoicemailID", 0);
+    EXPECT_THAT(errorOf(saveVoicemail), HasSubstr("the setting lastVoicemailID has been lowered"));
     execute(file, "DELETE FROM settings");
     EXPECT_TRUE(wait(store.isTranscriptionEnabled()));
     EXPECT_EQ(wait(store.accountStatus()), AccountStatus::noAccount);

@@ -19,6 +19,10 @@ bool looksLikeOption(std::string_view word) {
     return word.starts_with('-');
 }
 
+std::string_view nameIn(std::string_view word) {
+    return word.substr(0, word.find('='));
+}
+
 class Parser {
   public:
     Parser(std::span<const BoundProperty> properties, Words words, const OptionsElsewhere& elsewhere)
@@ -41,13 +45,13 @@ class Parser {
 
   private:
     void parseOption(std::string_view word) {
-        const std::size_t equals = std::min(word.find('='), word.size());
-        const std::string_view name = word.substr(0, equals);
+        const std::string_view name = nameIn(word);
         std::optional<std::string_view> attached;
-        if (equals < word.size()) {
-            attached = word.substr(equals + 1);
+        if (name.size() < word.size()) {
+            attached = word.substr(name.size() + 1);
         }
-        Property& property = propertySpelled(name);
+        Property& property = propertySpelled(name, word);
+        list_ = {};
         if (property.valueCount() == ValueCount::none) {
             if (attached) {
                 throw UsageError("unexpected value " + inQuotes(withoutSecrets(*attached)) + " for " +
@@ -61,18 +65,19 @@ class Parser {
             while (position_ < words_.size() && !looksLikeOption(words_[position_])) {
                 take(property, name, words_[position_++]);
             }
+            list_ = {.property = &property, .name = name};
         }
     }
 
-    Property& propertySpelled(std::string_view name) {
+    Property& propertySpelled(std::string_view name, std::string_view word) {
         const auto found = std::find(spellings_.begin(), spellings_.end(), name);
         if (found != spellings_.end()) {
             return *properties_[static_cast<std::size_t>(found - spellings_.begin())];
         }
-        refuse(name);
+        refuse(name, word);
     }
 
-    [[noreturn]] void refuse(std::string_view name) const {
+    [[noreturn]] void refuse(std::string_view name, std::string_view word) const {
         const std::string place = ", given " + std::string(elsewhere_.place);
         const std::vector<std::string> others =
             elsewhere_.spellings ? elsewhere_.spellings() : std::vector<std::string>();
@@ -86,23 +91,30 @@ class Parser {
         if (const std::size_t near = nearest(name, others); near < others.size()) {
             throw UsageError(unknown + "did you mean " + others[near] + place + "?");
         }
-        throw UsageError(unknown + "expected one that --help lists");
+        const std::string advice =
+            list_.property != nullptr ? adviceOnDash(*list_.property, list_.name, word) : "";
+        throw UsageError(unknown + "expected one that --help lists" + advice);
     }
 
-    std::string_view nextValue(const Property& property, std::string_view name) {
+    /// How to give the option a word that begins with "-". Throws `UsageError` when it takes no such value.
+    static std::string adviceOnDash(Property& property, std::string_view name, std::string_view word) {
+        take(property, name, word);
+        return "; a value of " + std::string(name) + " that begins with \"-\" is given as " +
+               onOneLine(std::string(name) + "=" + withoutSecrets(word));
+    }
+
+    std::string_view nextValue(Property& property, std::string_view name) {
         if (position_ < words_.size() && !looksLikeOption(words_[position_])) {
             return words_[position_++];
         }
-        std::string fault =
-            "missing value for " + std::string(name) + ": expected " + property.syntax().expected;
-        const bool isValueWithDash =
-            position_ < words_.size() && words_[position_] != optionsEnd &&
-            std::find(spellings_.begin(), spellings_.end(), words_[position_]) == spellings_.end();
-        if (isValueWithDash) {
-            fault += "; one that begins with \"-\" is given as " +
-                     onOneLine(std::string(name) + "=" + withoutSecrets(words_[position_]));
+        std::string advice;
+        const std::string_view word = position_ < words_.size() ? words_[position_] : optionsEnd;
+        if (word != optionsEnd &&
+            std::find(spellings_.begin(), spellings_.end(), nameIn(word)) == spellings_.end()) {
+            advice = adviceOnDash(property, name, word);
         }
-        throw UsageError(fault);
+        throw UsageError("missing value for " + std::string(name) + ": expected " +
+                         property.syntax().expected + advice);
     }
 
     static void take(Property& property, std::string_view name, std::string_view value) {
@@ -126,6 +138,11 @@ class Parser {
     std::size_t position_ = 0;
     std::vector<std::string> spellings_;
     std::vector<Property*> properties_;
+    /// The option whose list of values has just ended.
+    struct {
+        Property* property = nullptr;
+        std::string_view name;
+    } list_;
 };
 
 } // namespace

@@ -50,6 +50,11 @@ void openStandardStreams() {
     }
 }
 
+/// Makes a limit of file sizes an error of the write that exceeds it, like a full disk.
+void outliveSizeLimits() {
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 /// Undoes what a parent may have done to the signal that tells of a reader that has left.
 void endWhenReaderLeaves() {
     sigset_t readerLeft;
@@ -250,6 +255,7 @@ class ToolInvocation {
 ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
     openStandardStreams();
     endWhenReaderLeaves();
+    outliveSizeLimits();
     // What is made is for the user alone from the first moment on, and for the user at all.
     umask(S_IRWXG | S_IRWXO);
     bufferStandardOutput();

@@ -40,7 +40,8 @@ struct Tool {
 /// error; a usage error is found before anything is prepared or run.
 ///
 /// It also settles the process: a standard stream that is closed becomes the null device, a reader that
-/// leaves (SIGPIPE) ends the process, and the umask is 077, so that files are made for the user alone.
+/// leaves (SIGPIPE) ends the process, a file that would exceed a limit of sizes (SIGXFSZ) is an error of its
+/// writer, and the umask is 077, so that files are made for the user alone.
 [[nodiscard]] ExitStatus run(const Tool& tool, std::span<const std::string_view> words);
 
 } // namespace Orvex

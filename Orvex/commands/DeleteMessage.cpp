@@ -31,6 +31,7 @@ std::vector<StoredMessage> askWhichToDelete(std::span<const StoredMessage> messa
 } // namespace
 
 Async<void> DeleteMessage::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     const std::vector<std::string> noVoicemailIDs;
     std::vector<StoredMessage> toDelete = co_await fetchMessages(client, noColor, *handles, *providers,

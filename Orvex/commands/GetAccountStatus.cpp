@@ -8,6 +8,7 @@
 namespace Orvex {
 
 Async<void> GetAccountStatus::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     const AccountStatus status = co_await client.accountStatus();
     if (status >= AccountStatus::signedIn && status <= AccountStatus::temporarilyUnavailable) {

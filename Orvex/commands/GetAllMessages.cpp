@@ -1,10 +1,12 @@
 #include "Orvex/commands/GetAllMessages.h"
 
+#include "Orvex/TerminalTools.h"
 #include "Orvex/commands/MessageSelection.h"
 
 namespace Orvex {
 
 Async<void> GetAllMessages::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     const std::vector<StoredMessage> messages =
         co_await fetchMessages(client, noColor, *handles, *providers, *types, *recordUUIDs, *voicemailIDs);

@@ -1,11 +1,13 @@
 #include "Orvex/commands/GetAllVoicemailMessages.h"
 
+#include "Orvex/TerminalTools.h"
 #include "Orvex/commands/MessageSelection.h"
 #include <vector>
 
 namespace Orvex {
 
 Async<void> GetAllVoicemailMessages::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     const std::vector<MessageProvider> providers(1, MessageProvider::Telephony);
     const std::vector<MessageType> types(1, MessageType::audio);

@@ -9,6 +9,7 @@
 namespace Orvex {
 
 Async<void> GetTotalCount::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     try {
         const std::int64_t count = co_await client.messageCount();

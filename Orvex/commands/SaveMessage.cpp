@@ -40,6 +40,7 @@ StoredMessage SaveMessage::message() const {
 }
 
 Async<void> SaveMessage::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     try {
         StoredMessage newMessage = message();

@@ -8,6 +8,7 @@
 namespace Orvex {
 
 Async<void> TranscriptionEnabled::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     try {
         const bool isEnabled = co_await client.isTranscriptionEnabled();

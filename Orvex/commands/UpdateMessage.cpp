@@ -42,6 +42,7 @@ MessageUpdate UpdateMessage::update(const UUID& recordUUID) const {
 }
 
 Async<void> UpdateMessage::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     std::vector<std::string> recordUUIDs;
     if (messageUUIDString->has_value()) {

@@ -31,6 +31,7 @@ void appendTranscript(std::string& out, const FileURL& file) {
 } // namespace
 
 Async<void> VoicemailMessages::run() {
+    prepareToPrint(noColor);
     MessageStoreClient client;
     const std::vector<StoredMessage> messages =
         co_await client.voicemailMessages(MessageProvider::Telephony, MessageType::audio);

@@ -1,4 +1,5 @@
 #include "Foundation/FileURL.h"
+#include "Foundation/QuotedText.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/AllCommands.h"
 #include "Orvex/host/Module.h"
@@ -6,6 +7,7 @@
 #include "Orvex/store/SendingService.h"
 #include "SendingService/OutboxSendingService.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -105,6 +107,15 @@ std::filesystem::path userDataFolder() {
     throw std::runtime_error("cannot tell where the message store is: HOME is not set; give --store <path>");
 }
 
+/// Prints what the store reports to standard error.
+std::shared_ptr<MessageStore> reporting(std::shared_ptr<MessageStore> store) {
+    store->setReporter([](const std::string& line) {
+        std::fflush(stdout);
+        std::fputs(("orvex: " + onOneLine(line) + "\n").c_str(), stderr);
+    });
+    return store;
+}
+
 /// Puts a store, and the outbox beside it or else beside the default one, behind the commands.
 void chooseStoreAndService(const HostOptions& options) {
     const std::string location = options.store->value_or("").native();
@@ -113,7 +124,8 @@ void chooseStoreAndService(const HostOptions& options) {
     if (location.find("://") != std::string::npos || location.starts_with("postgresql:") ||
         location.starts_with("postgres:")) {
         MessageStoreClient::setStoreFactory([location] {
-            return makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", location.c_str());
+            return reporting(
+                makeByModule<MessageStore>("postgresql", "orvexMakePostgreSQLStore", location.c_str()));
         });
         // Only who sends something needs a home.
         outbox = [] { return userDataFolder() / "orvex/outbox"; };
@@ -121,7 +133,12 @@ void chooseStoreAndService(const HostOptions& options) {
         const std::filesystem::path given =
             options.store->has_value() ? **options.store : userDataFolder() / "orvex/messages.db";
         const std::filesystem::path file = FileURL::fromPath(given.native()).path();
-        MessageStoreClient::setStoreFactory([file] { return std::make_shared<SQLiteMessageStore>(file); });
+        MessageStoreClient::setStoreFactory([file, isGiven = options.store->has_value()] {
+            // The default store is made when it is needed; one that is named may be misspelt.
+            const auto absence =
+                isGiven ? SQLiteMessageStore::Absence::reported : SQLiteMessageStore::Absence::usual;
+            return reporting(std::make_shared<SQLiteMessageStore>(file, absence));
+        });
         outbox = [folder = file.parent_path()] { return folder / "outbox"; };
     }
     SendingService::setFactory(

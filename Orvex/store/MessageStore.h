@@ -6,8 +6,10 @@
 #include "Orvex/model/StoreValues.h"
 #include "Orvex/model/StoredMessage.h"
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Orvex {
@@ -30,14 +32,21 @@ struct MessageQuery {
 /// identifiers or values names that is not there contributes nothing, and an empty one selects nothing.
 class MessageStore {
   public:
+    /// Hears a line, such as why the account's status could not be determined.
+    using Reporter = std::function<void(const std::string&)>;
+
     MessageStore() = default;
     virtual ~MessageStore() = default;
     MessageStore(const MessageStore&) = delete;
     MessageStore& operator=(const MessageStore&) = delete;
 
+    /// Chooses who hears what the store has to say besides the results of its operations. A store prints
+    /// nothing itself.
+    void setReporter(Reporter reporter) { reporter_ = std::move(reporter); }
+
     virtual Async<bool> isTranscriptionEnabled() = 0;
     virtual Async<std::int64_t> messageCount() = 0;
-    /// May be a number without a name in `AccountStatus`.
+    /// May be a number without a name in `AccountStatus`. Why it is `couldNotDetermine` is reported.
     virtual Async<AccountStatus> accountStatus() = 0;
     /// A word or phrase for the states from `signedIn` to `temporarilyUnavailable`.
     [[nodiscard]] virtual std::string description(AccountStatus status) const = 0;
@@ -65,6 +74,16 @@ class MessageStore {
     virtual Async<void> updateMessage(std::vector<MessageUpdate> updates) = 0;
     /// Removes the messages in one transaction.
     virtual Async<void> deleteMessages(std::vector<UUID> recordUUIDs) = 0;
+
+  protected:
+    void report(const std::string& line) const {
+        if (reporter_) {
+            reporter_(line);
+        }
+    }
+
+  private:
+    Reporter reporter_;
 };
 
 } // namespace Orvex

@@ -72,6 +72,12 @@ inline constexpr std::string_view takeVoicemailID =
     "UPDATE settings SET value = value + 1 WHERE name = 'lastVoicemailID' AND value BETWEEN 0 AND 2147483646 "
     "RETURNING value";
 
+/// Why no message can have the identifier that was taken, when another one has it.
+inline constexpr std::string_view voicemailIDIsTaken =
+    "another voicemail has the next identifier already: the setting lastVoicemailID has been lowered; set it "
+    "to the "
+    "greatest voicemail_id of the messages";
+
 /// What `takeVoicemailID` has yielded, if anything.
 [[nodiscard]] std::int32_t takenVoicemailID(std::optional<std::int64_t> value);
 
