@@ -316,6 +316,21 @@ TEST_F(SQLiteMessageStoreTest, RefusesFilesThatHaveASecondName) {
     EXPECT_THAT(errorOfReading(file), HasSubstr("it has another name as well (a hard link), "));
 }
 
+TEST_F(SQLiteMessageStoreTest, KeepsTheLocksOfOtherConnectionsInItsProcess) {
+    makeStore();
+    SQLite::Database other(file);
+    other.execute("BEGIN IMMEDIATE");
+    // SQLite keeps the first one's descriptor, as to close it would give the lock up.
+    EXPECT_EQ(all().size(), 2U);
+    EXPECT_EQ(all().size(), 2U);
+    const auto tryToLock = [&](int) {
+        sqlite3* database = nullptr;
+        sqlite3_open(file.c_str(), &database);
+        _exit(sqlite3_exec(database, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
+    };
+    EXPECT_THAT(runInProcesses(1, tryToLock), testing::ElementsAre(SQLITE_BUSY));
+}
+
 TEST_F(SQLiteMessageStoreTest, RefusesWriteAheadLogs) {
     const path log = path(file) += "-wal";
     const std::string turnOff =
