@@ -30,7 +30,7 @@ constexpr int binary = 1;
 
 using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
 
-/// libpq's messages have several lines, indented ones among them, and a server's any length.
+/// libpq's messages have several lines, indented ones among them, and a server's any length, even none.
 std::string joinedLines(std::string_view text) {
     if (text.size() > longestMessage) {
         return joinedLines(text.substr(0, longestMessage)) + "...";
@@ -43,7 +43,8 @@ std::string joinedLines(std::string_view text) {
             line += c;
         }
     }
-    return line.ends_with("; ") ? line.substr(0, line.size() - 2) : line;
+    line.erase(line.find_last_not_of("; ") + 1);
+    return line.empty() ? "the server gives no reason" : line;
 }
 
 /// The SQLSTATE of why no connection was made: the last one in a message of the verbosity PQERRORS_VERBOSE,
@@ -174,9 +175,7 @@ steady_clock::duration patience(const Location::Parameters& parameters) {
 } // namespace
 
 Error::Error(std::string code, const std::string& message, bool endsConnection)
-    : std::runtime_error(message.empty() ? "the server gives no reason" : joinedLines(message)),
-      code_(std::move(code)),
-      endsConnection_(endsConnection) {}
+    : std::runtime_error(joinedLines(message)), code_(std::move(code)), endsConnection_(endsConnection) {}
 
 void refuseAnswer(std::string_view command, const std::string& answer) {
     throw std::runtime_error("the server answered " + std::string(command) + " with " + answer +

@@ -549,6 +549,7 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
         {count(columns({bytea}) + integer(3) + done("SELECT 1")), "value is of another type"},
         {count(one + integer(3, 4) + done("SELECT 1")), "value is of another size"},
         {count(three + done("SELECT 1"), ready()), "COMMIT with nothing,"},
+        {count(message('E', std::string("SERROR\0M\n\0\0", 11)) + ready()), ": the server gives no reason"},
         {save(one + integer(1) + inserted), "INSERT with 1 columns,"},
         {save(done("INSERT 0 2")), "INSERT with more rows than there can be,"},
         {save(done("INSERT")), "INSERT with \"INSERT\","},
