@@ -277,7 +277,7 @@ TEST_F(StoreFaultsTest, NamesTheCauseWhereNoFileMayGrow) {
                     ORVEX_PROGRAM, file})
             .output,
         "Error: \ncannot save a message in the message store \"" + file.native() +
-            "\": disk I/O error: File too large\n");
+            "\": it would become larger than the limit of file sizes allows; raise that (ulimit -f)\n");
     EXPECT_EQ(content(), before);
 }
 
