@@ -61,9 +61,7 @@ constexpr std::int64_t stepsPerByte = 4;
     if (systemError == 0 && (primaryCode == SQLITE_IOERR || primaryCode == SQLITE_CANTOPEN)) {
         systemError = lastError;
     }
-    if (systemError == EFBIG) {
-        message = "it would become larger than the limit of file sizes allows; raise that (ulimit -f)";
-    } else if (systemError != 0) {
+    if (systemError != 0) {
         message += ": " + std::generic_category().message(systemError);
     }
     throw Error(extendedCode, message);
@@ -303,11 +301,16 @@ std::optional<std::uint64_t> Database::changeNumber() const noexcept {
 void Database::distrustSchema() noexcept {
     mostBytes_ = anyBytes;
     sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, longestSchemaText);
-    *schemaBudget_ = {.stepsLeft = mostSchemaSteps, .deadline = processorTime() + mostSchemaTime};
+    *schemaBudget_ = {.stepsLeft = mostSchemaSteps, .deadline = {}};
     const auto interruptWhenSpent = [](void* context) {
         auto& budget = *static_cast<SchemaBudget*>(context);
         budget.stepsLeft -= schemaStepsBetweenLooks;
-        return static_cast<int>(budget.stepsLeft < 0 || processorTime() > budget.deadline);
+        const auto now = processorTime();
+        if (!budget.deadline) {
+            // The process may have been busy with something else before.
+            budget.deadline = now + mostSchemaTime;
+        }
+        return static_cast<int>(budget.stepsLeft < 0 || now > *budget.deadline);
     };
     sqlite3_progress_handler(database_.get(), schemaStepsBetweenLooks, interruptWhenSpent,
                              schemaBudget_.get());
@@ -330,6 +333,7 @@ Transaction::Transaction(Database& database)
       database_(database) {}
 
 Transaction::Transaction(Database& database, Kind kind) : Transaction(database) {
+    database.distrustSchema();
     database.execute(kind == Kind::immediate ? "BEGIN IMMEDIATE" : "BEGIN");
     // Takes the lock that lasts: what is parsed from then on, and what queries find in the schema, comes from
     // the same pages.

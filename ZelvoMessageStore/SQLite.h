@@ -137,7 +137,7 @@ class Database {
     /// What statements may take before the schema is trusted. SQLite has its address.
     struct SchemaBudget {
         int stepsLeft = 0;
-        std::chrono::nanoseconds deadline{};
+        std::optional<std::chrono::nanoseconds> deadline;
     };
     std::unique_ptr<SchemaBudget> schemaBudget_ = std::make_unique<SchemaBudget>();
     std::unique_ptr<sqlite3, Closer> database_;
