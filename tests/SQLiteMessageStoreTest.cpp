@@ -3,6 +3,7 @@
 #include "ZelvoMessageStore/SQLite.h"
 #include "ZelvoMessageStore/Schema.h"
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -587,6 +588,15 @@ TEST_F(SQLiteMessageStoreTest, EndsParsingASchemaThatTakesLong) {
             _exit(0);
         },
         testing::ExitedWithCode(0), "reading it finds no end");
+}
+
+TEST_F(SQLiteMessageStoreTest, GoesOnAfterItsProcessWasBusy) {
+    makeStore();
+    SQLiteMessageStore store(file);
+    EXPECT_EQ(wait(store.messageCount()), 2);
+    for (const std::clock_t start = std::clock(); std::clock() - start < CLOCKS_PER_SEC;) {
+    }
+    wait(store.saveMessage(newMessage()));
 }
 
 TEST_F(SQLiteMessageStoreTest, ChecksTheSchemaThatItHasParsed) {
