@@ -227,11 +227,21 @@ TEST_F(EndToEndTest, LoadsWhatItPrintsWithBeforeItTouchesTheStore) {
 
 TEST_F(EndToEndTest, ReportsAFileSizeLimit) {
     const std::string saving = ORVEX_PROGRAM " --store " + file + " save-message -nc";
-    EXPECT_EQ(std::system(("ulimit -f 0; " + saving + " | grep -q 'File too large'").c_str()), 0);
+    EXPECT_EQ(std::system(("ulimit -f 0; " + saving + " | grep -q 'limit of file sizes'").c_str()), 0);
     EXPECT_EQ(run("get-total-count -nc"), (ProgramRun{"Message count: 0\n",
                                                       "orvex: there is no message store at \"" + file +
                                                           "\" yet; the first change makes it\n",
                                                       0}));
+}
+
+TEST_F(EndToEndTest, LosesNoOutputWithoutAWord) {
+    const ProgramRun result =
+        runProgram({"sh", "-c", "exec " ORVEX_PROGRAM " --store " + file + " save-message >/dev/full"});
+    EXPECT_EQ(result, (ProgramRun{"",
+                                  "orvex: cannot write all of the output to standard output: No space left "
+                                  "on device; the command itself is done\n",
+                                  1}));
+    EXPECT_EQ(stored().size(), 1U);
 }
 
 TEST_F(EndToEndTest, TellsTheCauseOfWhatItSaysIsLogged) {
