@@ -414,6 +414,8 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
     const std::string hasMore =
         "its table \"messages\" has a child or a parent, a trigger, a rule or row security,";
     const std::string notTheSchemas = "which owns its table \"messages\", does not own the schema orvex";
+    const std::string belongsToAnother =
+        "the schema orvex is there, without a store, and belongs to another role,";
     const std::string couldRun =
         "\"evil\", which owns its table \"messages\", could run code with your rights,";
     const struct {
@@ -441,8 +443,13 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
         {"CREATE RULE r AS ON INSERT TO orvex.messages DO ALSO SELECT 1", "postgres", hasMore},
         {"CREATE POLICY p ON orvex.messages", "postgres", hasMore},
         {"ALTER TABLE orvex.messages ENABLE ROW LEVEL SECURITY", "postgres", hasMore},
+        // The schema's owner could exchange it while the tables are made.
         {"DROP TABLE orvex.messages, orvex.settings; ALTER SCHEMA orvex OWNER TO evil", "postgres",
-         notTheSchemas},
+         belongsToAnother},
+        {"DROP TABLE orvex.messages, orvex.settings; ALTER SCHEMA orvex OWNER TO chief",
+         "postgres&options=-crole%3Dchief", belongsToAnother},
+        // Anybody who may make tables in the schema could make the missing one.
+        {"DROP TABLE orvex.settings", "postgres", "is not that of a message store"},
     };
     for (const auto& [change, user, error] : cases) {
         sql("DROP SCHEMA IF EXISTS orvex CASCADE; DROP TABLE IF EXISTS public.child, public.other");
@@ -487,11 +494,17 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
     EXPECT_EQ(runSQL(uri, "SELECT rolsuper FROM pg_roles WHERE rolname = 'evil'"), "f");
 }
 
+/// What a server says last when a transaction begins in a store.
+std::string tablesAreThere() {
+    using namespace Wire;
+    return columns({text}, false) + row({"0messages o"}) + row({"0settings o"}) + done("SELECT 2") + ready();
+}
+
 TEST(PostgreSQLAnswersTest, AServerThatKeepsTalkingIsGivenUpInTime) {
     const std::string notice = Wire::message('N', std::string("SNOTICE\0C00000\0Mtalk\0\0", 22));
     const std::string setting = Wire::message('S', std::string("a\0b\0", 4));
     // While it lets the client in, and when it has been asked something.
-    const std::string begin = Wire::done("BEGIN") + Wire::done("SET") + Wire::done("SET") + Wire::ready();
+    const std::string begin = Wire::done("BEGIN") + Wire::done("SET") + Wire::done("SET") + tablesAreThere();
     for (const std::vector<std::string>& answers : {std::vector{notice}, {begin, setting}}) {
         ScriptedPostgreSQLServer server(answers, true);
         const auto before = std::chrono::steady_clock::now();
@@ -511,21 +524,21 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
         return answer;
     };
     const std::string one = columns({bigint});
-    const std::string tables = run(columns({bytea, bytea, bigint}) + row({"t", "o", std::string(8, '\0')}) +
-                                   done("SELECT 1") + ready());
+    const std::string tables = tablesAreThere();
     const std::string version = run(one + integer(1) + done("SELECT 1") + ready());
     const std::string commit = done("COMMIT") + ready();
     const auto count = [&](const std::string& answer, const std::string& end = "") {
-        ScriptedPostgreSQLServer server({tags({"BEGIN", "SET", "SET"}) + ready(), tables, version,
+        ScriptedPostgreSQLServer server({tags({"BEGIN", "SET", "SET"}) + tables, version,
                                          run(answer + ready()), end.empty() ? commit : end});
         return errorOf([&] { EXPECT_EQ(wait(storeAt(server.uri())->messageCount()), 3); });
     };
-    const auto save = [&](const std::string& answer, const std::string& end = "") {
+    const auto save = [&](const std::string& answer, const std::string& end = "",
+                          const StoredMessage& message = newMessage()) {
         ScriptedPostgreSQLServer server({tags({"BEGIN", "SET", "SET", "SET", "SET"}) +
                                              columns({bigint}, false) + row({""}) +
-                                             tags({"SELECT 1", "LOCK TABLE"}) + ready(),
-                                         tables, version, run(answer + ready()), end.empty() ? commit : end});
-        return errorOf([&] { wait(storeAt(server.uri())->saveMessage(newMessage())); });
+                                             tags({"SELECT 1", "LOCK TABLE"}) + tables,
+                                         version, run(answer + ready()), end.empty() ? commit : end});
+        return errorOf([&] { wait(storeAt(server.uri())->saveMessage(message)); });
     };
     EXPECT_EQ(count(one + integer(3) + done("SELECT 1")), "");
     EXPECT_EQ(save(done("INSERT 0 1")), "");
@@ -558,13 +571,16 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
         {save(inserted, done("ROLLBACK") + ready()), ": the server undid the transaction"},
         {save(inserted, done("SET") + ready()), "whether the change was made is unknown"},
         {save(inserted, ready()), "whether the change was made is unknown"},
+        {save(one + integer((std::int64_t{1} << 32) + 1) + done("UPDATE 1"), inserted,
+              newMessage(MessageType::audio, MessageProvider::Telephony)),
+         "there is no further voicemail identifier"},
     };
     for (const auto& [error, expected] : cases) {
         EXPECT_THAT(error, HasSubstr(expected));
     }
 
-    ScriptedPostgreSQLServer server({tags({"BEGIN", "SET", "SET"}) + ready(), tables,
-                                     run(one + integer(7) + done("SELECT 1") + ready()), commit});
+    ScriptedPostgreSQLServer server(
+        {tags({"BEGIN", "SET", "SET"}) + tables, run(one + integer(7) + done("SELECT 1") + ready()), commit});
     const ProgramRun status = runOrvex({"--store", server.uri(), "get-account-status"});
     EXPECT_EQ(status.status, 1);
     EXPECT_THAT(status.errors, HasSubstr("SELECT with an account status that has no name,"));
