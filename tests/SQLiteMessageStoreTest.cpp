@@ -32,16 +32,6 @@ void execute(const path& file, const std::string& sql) {
     sqlite3_close(database);
 }
 
-/// The error that an operation ends with, or nothing.
-std::string errorOf(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const MessageStoreError& error) {
-        return error.what();
-    }
-    return "";
-}
-
 std::string errorOfReading(const path& file) {
     return errorOf([&] { wait(SQLiteMessageStore(file).allMessages()); });
 }
@@ -50,24 +40,7 @@ std::string errorOfWriting(const path& file) {
     return errorOf([&] { wait(SQLiteMessageStore(file).saveMessage(newMessage())); });
 }
 
-/// As files of SQLite have integers.
-std::string bigEndian(std::uint32_t value, int size = 4) {
-    std::string bytes;
-    for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) {
-        bytes += static_cast<char>(value >> static_cast<unsigned>(shift));
-    }
-    return bytes;
-}
-
 constexpr std::uint32_t pageSize = 4096;
-
-std::string repeated(std::string_view text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i) {
-        all += text;
-    }
-    return all;
-}
 
 class SQLiteMessageStoreTest : public testing::Test {
   protected:
@@ -647,9 +620,9 @@ TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
         {"DROP TABLE settings", notItsTables},
         // An index of the schema that is the index of another table, which has the statements that are
         // expected.
-        {"CREATE TABLE other AS SELECT * FROM sqlite_schema; CREATE INDEX index_of_schema ON other (type, "
-         "name, sql);"
-         "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET tbl_name = 'sqlite_master', "
+        {"CREATE TABLE other AS SELECT * FROM sqlite_schema; "
+         "CREATE INDEX index_of_schema ON other (type, name, sql); PRAGMA writable_schema = ON; UPDATE "
+         "sqlite_schema SET tbl_name = 'sqlite_master', "
          "sql = replace(sql, 'other', 'sqlite_master') WHERE name = 'index_of_schema';"
          "UPDATE sqlite_schema SET sql = replace(sql, 'thumbnail       TEXT', 'thumbnail TEXT AS (sender)')",
          notItsTables},
