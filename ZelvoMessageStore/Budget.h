@@ -8,8 +8,8 @@ struct sqlite3;
 
 namespace Orvex::SQLite {
 
-/// What a connection's statements may take, by how much there is to read. A forged store can have the same
-/// pages read without end, in many steps of SQLite's or in few that take long.
+/// Limits the work of a connection's statements by how much there is to read. A forged store can have the
+/// same pages read without end, in many steps of SQLite's or in few that take long.
 class Budget {
   public:
     Budget() = default;

@@ -171,8 +171,7 @@ bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps)
 void checkTables(SQLite::Database& database) {
     SQLite::Statement query =
         database.prepare("SELECT count(*) FROM sqlite_schema NOT INDEXED WHERE type = 'table' AND "
-                         "(name = 'messages' AND sql = ? OR name = 'settings' "
-                         "AND sql = ?)");
+                         "(name = 'messages' AND sql = ? OR name = 'settings' AND sql = ?)");
     query.bind(1, messagesTable);
     query.bind(2, settingsTable);
     constexpr std::int64_t bothTables = 2;

@@ -562,7 +562,7 @@ TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoI
         std::string way;
         std::string host;
         std::string more;
-        /// What the server learns about the password, and the user about the reason why it does not.
+        /// The server's knowledge of the password, and the reason for that in the user's error.
         std::string told;
         std::string error;
     } cases[] = {

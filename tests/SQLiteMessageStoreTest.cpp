@@ -107,7 +107,7 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
     }
 }
 
-/// What a journal begins with (https://www.sqlite.org/fileformat.html, section 3).
+/// The beginning of a journal (https://www.sqlite.org/fileformat.html, section 3).
 std::string journalHeader(std::uint32_t sectorSize, std::uint32_t ofPageSize,
                           const std::string& magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7") {
     return magic + bigEndian(0) + bigEndian(0x12345678) + bigEndian(3) + bigEndian(sectorSize) +
@@ -265,7 +265,7 @@ TEST_F(SQLiteMessageStoreTest, TakesFilesOfOthersWhereNotEverybodyMayPutThem) {
             }
         }
     }
-    // What root makes beside a store of somebody else's is that user's.
+    // A file that root makes beside somebody else's store is that user's.
     remove(journal);
     EXPECT_EQ(errorOfWriting(store), "");
     struct stat status {};
