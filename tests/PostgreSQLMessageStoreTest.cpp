@@ -5,6 +5,7 @@
 #include "PostgreSQLServer.h"
 #include "ScriptedPostgreSQLServer.h"
 #include <algorithm>
+#include <array>
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
@@ -397,11 +398,7 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
     const std::string notTheSchemas = "which owns its table \"messages\", does not own the schema orvex";
     const std::string couldRun =
         "\"evil\", which owns its table \"messages\", could run code with your rights,";
-    const struct {
-        std::string change;
-        std::string user;
-        std::string error;
-    } cases[] = {
+    const std::array<std::string, 3> cases[] = {
         {"", "postgres", ""},
         {"DROP TABLE orvex.settings; CREATE VIEW orvex.settings AS SELECT "
          "'schemaVersion'::text AS name, public.evil() AS value",
@@ -558,14 +555,8 @@ TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoI
               0);
     const std::string permission = "sslmode=verify-full in the URI or the service file";
     const std::string disable = "&sslmode=require&channel_binding=disable";
-    const struct {
-        std::string way;
-        std::string host;
-        std::string more;
-        /// The server's knowledge of the password, and the reason for that in the user's error.
-        std::string told;
-        std::string error;
-    } cases[] = {
+    // With what the server learns about the password, and what the user's error says.
+    const std::array<std::string, 5> cases[] = {
         // This machine, but no loopback address.
         {"password", "0.0.0.0", "", "b''", permission},
         {"password", "0.0.0.0", "&sslmode=require", "b''", permission},
