@@ -156,7 +156,7 @@ bool isASCII(char c) {
 }
 
 /// The same by ICU's rules, whatever the text.
-std::size_t characterCountByRules(std::string_view text) {
+std::size_t characterCountByRules(std::string_view text, std::size_t most) {
     const ICU& icu = ICU::loaded();
     // Loading the rules costs far more than applying them; they are kept to the end.
     thread_local UBreakIterator* const characters = [&] {
@@ -170,7 +170,7 @@ std::size_t characterCountByRules(std::string_view text) {
     icu.setBreaksText(characters, view.get(), &status);
     check(status, "cannot count characters");
     std::size_t count = 0;
-    while (icu.nextBreak(characters) != UBRK_DONE) {
+    while (count < most && icu.nextBreak(characters) != UBRK_DONE) {
         ++count;
     }
     return count;
@@ -178,18 +178,19 @@ std::size_t characterCountByRules(std::string_view text) {
 
 } // namespace
 
-std::size_t characterCount(std::string_view text) {
+std::size_t characterCount(std::string_view text, std::size_t most) {
     // Between two ASCII characters there is always a boundary, but for CR LF, and so no rule looks across.
     // ICU is asked about the stretches with anything else, together with the ASCII characters that enclose
     // them.
     std::size_t count = 0;
     std::size_t position = 0;
-    while (position < text.size()) {
+    while (position < text.size() && count < most) {
         const auto first = text.begin() + static_cast<std::ptrdiff_t>(position);
         const auto other = static_cast<std::size_t>(
             std::find_if(first, text.end(), [](char c) { return !isASCII(c) || c == '\r'; }) - text.begin());
         if (other == text.size()) {
-            return count + other - position;
+            count += other - position;
+            break;
         }
         const std::size_t start = other > position ? other - 1 : other;
         count += start - position;
@@ -198,10 +199,10 @@ std::size_t characterCount(std::string_view text) {
                !(isASCII(text[end - 1]) && isASCII(text[end]) && text[end - 1] != '\r')) {
             ++end;
         }
-        count += characterCountByRules(text.substr(start, end - start));
+        count += characterCountByRules(text.substr(start, end - start), most);
         position = end;
     }
-    return count;
+    return std::min(count, most);
 }
 
 } // namespace Orvex

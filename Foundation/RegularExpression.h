@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -30,7 +31,7 @@ class RegularExpression {
 };
 
 /// How many characters a user perceives in UTF-8 `text`: extended grapheme clusters (Unicode Standard Annex
-/// 29).
-[[nodiscard]] std::size_t characterCount(std::string_view text);
+/// 29). Counts no further than `most`.
+[[nodiscard]] std::size_t characterCount(std::string_view text, std::size_t most = SIZE_MAX);
 
 } // namespace Orvex

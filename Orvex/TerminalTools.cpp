@@ -3,6 +3,7 @@
 #include "Foundation/FatalError.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularExpression.h"
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +22,8 @@ constexpr std::string_view red = "\x1b[0;31m";
 constexpr std::string_view yellow = "\x1b[0;33m";
 constexpr std::string_view reset = "\x1b[0;0m";
 
+constexpr char escapeCharacter = '\x1b';
+
 /// A two-character escape, or a control sequence with its parameters (ECMA-48).
 constexpr std::string_view escapePattern = "\x1b(?:[@-Z\\-_]|\\[[0-?]*[ -/]*[@-~])";
 
@@ -33,7 +36,14 @@ std::string colored(std::string_view color, std::string_view label) {
 std::string strippingEscapes(std::string_view text) {
     try {
         RegularExpression escape(escapePattern, RegularExpression::CaseSensitivity::insensitive);
-        return escape.removingMatches(text, characterCount(text));
+        const std::size_t last = text.rfind(escapeCharacter);
+        if (last == std::string_view::npos) {
+            return std::string(text);
+        }
+        // No escape goes beyond its line, so that it does not matter how many more characters there are:
+        // counting those of a long transcript would take seconds.
+        const std::size_t end = std::min(text.find('\n', last), text.size());
+        return escape.removingMatches(text, characterCount(text, end));
     } catch (const std::invalid_argument& error) {
         fatalError("Orvex/TerminalTools:38", error.what());
     }

@@ -329,6 +329,7 @@ TEST(CharacterCount, CountsGraphemeClusters) {
     };
     for (const auto& [text, count] : cases) {
         EXPECT_EQ(characterCount(text), count) << text;
+        EXPECT_EQ(characterCount(text, count - 1), count - 1) << text;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -58,6 +59,16 @@ TEST(PrintLine, StripsEscapesWithoutColorAmongAsManyCodeUnitsAsThereAreCharacter
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(printed(text, true), std::string(expected) + "\n") << text;
     }
+}
+
+TEST(PrintLine, TakesNoLongerForTheTextBehindTheLastEscape) {
+    std::string text = "\x1b[0;32mTranscript: \x1b[0;0m\n";
+    for (std::size_t i = 0; i < 5'000'000; ++i) {
+        text += "é\n";
+    }
+    const std::clock_t start = std::clock();
+    EXPECT_TRUE(printed(text, true) == text.substr(7, 12) + text.substr(25) + "\n");
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
 }
 
 TEST(ReadLine, WaitsForTheRestOfALine) {
