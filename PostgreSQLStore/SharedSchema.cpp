@@ -72,13 +72,25 @@ Async<void> begin(Connection& connection, std::string_view rest) {
     co_await connection.execute(statements);
 }
 
+constexpr std::string_view noStore =
+    "the schema orvex in that database is not that of a message store; choose another database";
+
+/// True if the schema's owner could become, with code that the user runs, a superuser or the owner of the
+/// database. The session's user counts: a database can have its sessions begin in another role.
+constexpr std::string_view couldRunCode = R"sql(
+    EXISTS (SELECT FROM pg_roles powerful, pg_database
+        WHERE datname = current_database() AND (powerful.rolsuper OR powerful.oid = datdba)
+            AND nspowner <> (SELECT oid FROM pg_roles WHERE rolname = session_user)
+            AND pg_has_role(session_user, powerful.oid, 'MEMBER')
+            AND NOT pg_has_role(nspowner, powerful.oid, 'MEMBER')))sql";
+
 /// Looks for the tables of a store, and throws if it is not safe to use them. With a trigger, a CHECK or an
 /// indexed expression, a table's owner has the server run code with the rights of anybody who uses the table.
 /// So one role owns all, nobody else has added code, and the owner could not become a superuser or the owner
 /// of the database through this user. Reads the catalogue's tables: functions like to_regclass may remember
 /// what was there before another client made the store.
 Async<bool> findTables(Connection& connection) {
-    constexpr std::string_view query = R"sql(
+    const std::string query = R"sql(
         SELECT convert_to(relname, 'UTF8'), convert_to(owner.rolname, 'UTF8'), CASE
             WHEN relkind <> 'r' THEN 1
             WHEN EXISTS (SELECT FROM pg_inherits WHERE pg_class.oid IN (inhparent, inhrelid))
@@ -87,11 +99,8 @@ Async<bool> findTables(Connection& connection) {
                 OR EXISTS (SELECT FROM pg_policy WHERE polrelid = pg_class.oid)
                 OR relrowsecurity THEN 2
             WHEN relowner <> nspowner THEN 3
-            WHEN EXISTS (SELECT FROM pg_roles powerful, pg_database
-                WHERE datname = current_database() AND (powerful.rolsuper OR powerful.oid = datdba)
-                    AND relowner <> (SELECT oid FROM pg_roles WHERE rolname = session_user)
-                    AND pg_has_role(session_user, powerful.oid, 'MEMBER')
-                    AND NOT pg_has_role(relowner, powerful.oid, 'MEMBER')) THEN 4
+            WHEN )sql" + std::string(couldRunCode) +
+                              R"sql( THEN 4
             ELSE 0 END :: bigint
         FROM pg_class JOIN pg_namespace ON relnamespace = pg_namespace.oid JOIN pg_roles owner ON relowner = owner.oid
         WHERE nspname = 'orvex' AND relname IN ('messages', 'settings'))sql";
@@ -122,6 +131,10 @@ Async<bool> findTables(Connection& connection) {
         }};
     std::vector<PostgreSQL::Parameter> none;
     co_await connection.run(query, std::move(none), std::move(rows));
+    // Another role could make the one that is missing.
+    if (tables == 1) {
+        throw std::runtime_error(std::string(noStore));
+    }
     co_return tables > 0;
 }
 
@@ -132,8 +145,7 @@ Async<std::int64_t> schemaVersion(Connection& connection) {
         "SELECT value FROM orvex.settings WHERE name = 'schemaVersion'", std::move(none));
     const std::int64_t version = found.value_or(0);
     if (version < 1) {
-        throw std::runtime_error("the schema orvex in that database is not that of a message store; choose "
-                                 "another database");
+        throw std::runtime_error(std::string(noStore));
     }
     if (version > currentVersion) {
         throw std::runtime_error("it was written by a newer version of this program (schema " +
@@ -143,17 +155,33 @@ Async<std::int64_t> schemaVersion(Connection& connection) {
     co_return version;
 }
 
+/// Finds the schema for a store that is not there yet, or makes it, and throws if another role owns it. That
+/// role could put another schema in its place while the tables are made, with code that it has prepared.
+Async<void> findOrMakeSchema(Connection& connection) {
+    const std::string query = "SELECT (rolname = current_user AND NOT" + std::string(couldRunCode) +
+                              ") :: int :: bigint FROM pg_namespace JOIN pg_roles owner ON nspowner = "
+                              "owner.oid WHERE nspname = 'orvex'";
+    std::vector<PostgreSQL::Parameter> none;
+    const std::optional<std::int64_t> isSafe = co_await connection.integer(query, std::move(none));
+    if (!isSafe) {
+        // Only then: it takes a right on the database that nobody needs where an administrator has made the
+        // schema.
+        co_await connection.execute("CREATE SCHEMA orvex");
+    } else if (*isSafe == 0) {
+        throw std::runtime_error("the schema orvex is there, without a store, and belongs to another role, "
+                                 "which could run code with your rights; connect as its owner, or have it "
+                                 "given to you (ALTER SCHEMA orvex OWNER TO)");
+    }
+}
+
 /// Makes the store, or brings it up to date, unless another client has just done so.
 Async<void> bringUpToDate(Connection& connection) {
     co_await begin(connection, "");
     std::int64_t version = 0;
     if (co_await findTables(connection)) {
         version = co_await schemaVersion(connection);
-    } else if (co_await connection.oneInteger("SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'") ==
-               0) {
-        // Only then: it takes a right on the database that nobody needs where an administrator has made the
-        // schema.
-        co_await connection.execute("CREATE SCHEMA orvex");
+    } else {
+        co_await findOrMakeSchema(connection);
     }
     for (; version < currentVersion; ++version) {
         co_await connection.execute(migrations[static_cast<std::size_t>(version)]);

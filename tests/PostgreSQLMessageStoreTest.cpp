@@ -396,6 +396,8 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
     const std::string hasMore =
         "its table \"messages\" has a child or a parent, a trigger, a rule or row security,";
     const std::string notTheSchemas = "which owns its table \"messages\", does not own the schema orvex";
+    const std::string belongsToAnother =
+        "the schema orvex is there, without a store, and belongs to another role,";
     const std::string couldRun =
         "\"evil\", which owns its table \"messages\", could run code with your rights,";
     const std::array<std::string, 3> cases[] = {
@@ -419,8 +421,13 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
         {"CREATE RULE r AS ON INSERT TO orvex.messages DO ALSO SELECT 1", "postgres", hasMore},
         {"CREATE POLICY p ON orvex.messages", "postgres", hasMore},
         {"ALTER TABLE orvex.messages ENABLE ROW LEVEL SECURITY", "postgres", hasMore},
+        // The schema's owner could exchange it while the tables are made.
         {"DROP TABLE orvex.messages, orvex.settings; ALTER SCHEMA orvex OWNER TO evil", "postgres",
-         notTheSchemas},
+         belongsToAnother},
+        {"DROP TABLE orvex.messages, orvex.settings; ALTER SCHEMA orvex OWNER TO chief",
+         "postgres&options=-crole%3Dchief", belongsToAnother},
+        // Anybody who may make tables in the schema could make the missing one.
+        {"DROP TABLE orvex.settings", "postgres", "is not that of a message store"},
     };
     for (const auto& [change, user, error] : cases) {
         sql("DROP SCHEMA IF EXISTS orvex CASCADE; DROP TABLE IF EXISTS public.child, public.other");
@@ -485,8 +492,9 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
         return answer;
     };
     const std::string one = columns({bigint});
-    const std::string tables = run(columns({bytea, bytea, bigint}) + row({"t", "o", std::string(8, '\0')}) +
-                                   done("SELECT 1") + ready());
+    const std::string table = row({"t", "o", std::string(8, '\0')});
+    const std::string tables =
+        run(columns({bytea, bytea, bigint}) + table + table + done("SELECT 2") + ready());
     const std::string version = run(one + integer(1) + done("SELECT 1") + ready());
     const std::string commit = done("COMMIT") + ready();
     const auto count = [&](const std::string& answer, const std::string& end = "") {
@@ -494,13 +502,14 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
                                          run(answer + ready()), end.empty() ? commit : end});
         return errorOf([&] { EXPECT_EQ(wait(storeAt(server.uri())->messageCount()), 3); });
     };
-    const auto save = [&](const std::string& answer, const std::string& end = "") {
+    const auto save = [&](const std::string& answer, const std::string& end = "",
+                          const StoredMessage& message = newMessage()) {
         ScriptedPostgreSQLServer server({ready(),
                                          tags({"BEGIN", "SET", "SET", "SET", "SET"}) +
                                              columns({bigint}, false) + row({""}) +
                                              tags({"SELECT 1", "LOCK TABLE"}) + ready(),
                                          tables, version, run(answer + ready()), end.empty() ? commit : end});
-        return errorOf([&] { wait(storeAt(server.uri())->saveMessage(newMessage())); });
+        return errorOf([&] { wait(storeAt(server.uri())->saveMessage(message)); });
     };
     EXPECT_EQ(count(one + integer(3) + done("SELECT 1")), "");
     EXPECT_EQ(save(done("INSERT 0 1")), "");
@@ -533,6 +542,9 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
         {save(inserted, done("ROLLBACK") + ready()), ": the server undid the transaction"},
         {save(inserted, done("SET") + ready()), "whether the change was made is unknown"},
         {save(inserted, ready()), "whether the change was made is unknown"},
+        {save(one + integer((std::int64_t{1} << 32) + 1) + done("UPDATE 1"), inserted,
+              newMessage(MessageType::audio, MessageProvider::Telephony)),
+         "there is no further voicemail identifier"},
     };
     for (const auto& [error, expected] : cases) {
         EXPECT_THAT(error, HasSubstr(expected));

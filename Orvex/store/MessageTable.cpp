@@ -28,7 +28,8 @@ std::string_view updateMessageRow() noexcept {
 }
 
 std::int32_t takenVoicemailID(std::optional<std::int64_t> value) {
-    if (!value) {
+    // A server may answer anything.
+    if (!value || *value < 1 || *value > std::numeric_limits<std::int32_t>::max()) {
         throw std::runtime_error(
             "there is no further voicemail identifier: the setting lastVoicemailID is missing or not "
             "between 0 and 2147483646");
