@@ -194,7 +194,8 @@ std::string_view Row::bytes(int column, const ServerType& type) const {
         }
     };
     check(!isNull(column), " is NULL");
-    check(PQftype(result_, column) == type.ofValue && PQfformat(result_, column) == binary,
+    check(PQftype(result_, column) == type.ofValue &&
+              (PQfformat(result_, column) == binary || type.ofValue == textType.ofValue),
           " is of another type");
     const auto size = static_cast<std::size_t>(PQgetlength(result_, 0, column));
     check(size <= longestValue, " has more than 16777216 bytes");
@@ -208,6 +209,10 @@ std::int64_t Row::integer(std::string_view bytes) {
         value = value << 8 | static_cast<unsigned char>(byte);
     }
     return static_cast<std::int64_t>(value);
+}
+
+std::string_view Row::text(int column) const {
+    return bytes(column, textType);
 }
 
 double Row::real(int column) const {
@@ -406,7 +411,7 @@ Async<std::int64_t> Connection::receive(std::vector<Answer> answers, RowHandler 
         count = check(*answer, result.get(), rows);
         if (status == PGRES_SINGLE_TUPLE) {
             rows = count;
-            if (handler) {
+            if (handler && answer + 1 == answers.end()) {
                 handler(Row(result.get()));
             }
         } else {
@@ -417,6 +422,11 @@ Async<std::int64_t> Connection::receive(std::vector<Answer> answers, RowHandler 
 }
 
 Async<void> Connection::execute(std::string_view statements) {
+    Rows ignored;
+    co_await execute(statements, std::move(ignored));
+}
+
+Async<void> Connection::execute(std::string_view statements, Rows last) {
     std::vector<Answer> answers;
     for (std::string_view rest = statements; !rest.empty();) {
         const std::string_view statement = rest.substr(0, rest.find(';'));
@@ -425,11 +435,11 @@ Async<void> Connection::execute(std::string_view statements) {
             answers.push_back({.command = command, .columns = command == "SELECT" ? 1 : 0});
         }
     }
+    answers.back().mostRows = last.most;
     if (PQsendQuery(connection_.get(), std::string(statements).c_str()) == 0) {
         fail();
     }
-    RowHandler ignore;
-    co_await receive(std::move(answers), std::move(ignore));
+    co_await receive(std::move(answers), std::move(last.handler));
 }
 
 Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Parameter> parameters,

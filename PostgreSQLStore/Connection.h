@@ -62,6 +62,8 @@ class Row {
         return integer(bytes<T>(column));
     }
     [[nodiscard]] double real(int column) const;
+    /// A value of the server's type `text`, which is the same in a binary and a textual answer.
+    [[nodiscard]] std::string_view text(int column) const;
     [[nodiscard]] std::string columnName(int column) const;
     [[nodiscard]] static std::string literal(const UUID& uuid) { return "'" + uuid.text() + "'"; }
 
@@ -114,6 +116,8 @@ class Connection {
     /// Runs statements that have no parameters and no rows of interest; a SELECT has one column. A ";" stands
     /// nowhere but between them.
     Async<void> execute(std::string_view statements);
+    /// The same, and hands over the rows of the last one, a SELECT, whose values have their textual form.
+    Async<void> execute(std::string_view statements, Rows last);
     /// Runs a statement and hands over its rows as they arrive. Returns how many rows it found or changed.
     Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters, Rows rows);
     /// Runs a statement that finds at most one row, of one integer, and returns that.
@@ -136,8 +140,8 @@ class Connection {
 
     Async<void> connect(Location::Parameters parameters, Deadline deadline, ErrorText errorText);
     Async<void> wait(boost::asio::posix::descriptor_base::wait_type event);
-    /// Receives the answers to what was sent, and hands over their rows. Returns how many rows the last one
-    /// concerns.
+    /// Receives the answers to what was sent, and hands over the rows of the last one. Returns how many rows
+    /// the last one concerns.
     Async<std::int64_t> receive(std::vector<Answer> answers, RowHandler handler);
     /// Returns how many rows there are with this result, behind `rows` of the same answer.
     static std::int64_t check(const Answer& answer, const pg_result* result, std::int64_t rows);

@@ -63,13 +63,11 @@ constexpr std::string_view settings =
 /// A client that waits in the middle of a change has left, and must not keep the others waiting. Under a
 /// stricter isolation, a transaction would see the store as it was before it got the lock, whose key is
 /// "Orvx" in ASCII.
-Async<void> begin(Connection& connection, std::string_view rest) {
-    const std::string statements =
-        "BEGIN ISOLATION LEVEL READ COMMITTED" + std::string(settings) +
-        "; SET LOCAL lock_timeout = '30s'; SET LOCAL idle_in_transaction_session_timeout = '30s'; "
-        "SELECT pg_advisory_xact_lock(1332901496)" +
-        std::string(rest);
-    co_await connection.execute(statements);
+std::string changeBegins(std::string_view rest) {
+    return "BEGIN ISOLATION LEVEL READ COMMITTED" + std::string(settings) +
+           "; SET LOCAL lock_timeout = '30s'; SET LOCAL idle_in_transaction_session_timeout = '30s'; "
+           "SELECT pg_advisory_xact_lock(1332901496)" +
+           std::string(rest);
 }
 
 constexpr std::string_view noStore =
@@ -84,14 +82,15 @@ constexpr std::string_view couldRunCode = R"sql(
             AND pg_has_role(session_user, powerful.oid, 'MEMBER')
             AND NOT pg_has_role(nspowner, powerful.oid, 'MEMBER')))sql";
 
-/// Looks for the tables of a store, and throws if it is not safe to use them. With a trigger, a CHECK or an
+/// Runs statements and, in the same round trip, looks for the tables of a store. Throws if it is not safe to
+/// use them. With a trigger, a CHECK or an
 /// indexed expression, a table's owner has the server run code with the rights of anybody who uses the table.
 /// So one role owns all, nobody else has added code, and the owner could not become a superuser or the owner
 /// of the database through this user. Reads the catalogue's tables: functions like to_regclass may remember
 /// what was there before another client made the store.
-Async<bool> findTables(Connection& connection) {
-    const std::string query = R"sql(
-        SELECT convert_to(relname, 'UTF8'), convert_to(owner.rolname, 'UTF8'), CASE
+Async<bool> findTables(Connection& connection, std::string statements) {
+    statements += R"sql(;
+        SELECT concat(CASE
             WHEN relkind <> 'r' THEN 1
             WHEN EXISTS (SELECT FROM pg_inherits WHERE pg_class.oid IN (inhparent, inhrelid))
                 OR EXISTS (SELECT FROM pg_trigger WHERE tgrelid = pg_class.oid)
@@ -99,9 +98,10 @@ Async<bool> findTables(Connection& connection) {
                 OR EXISTS (SELECT FROM pg_policy WHERE polrelid = pg_class.oid)
                 OR relrowsecurity THEN 2
             WHEN relowner <> nspowner THEN 3
-            WHEN )sql" + std::string(couldRunCode) +
-                              R"sql( THEN 4
-            ELSE 0 END :: bigint
+            WHEN )sql" +
+                  std::string(couldRunCode) +
+                  R"sql( THEN 4
+            ELSE 0 END, relname, ' ', owner.rolname)
         FROM pg_class JOIN pg_namespace ON relnamespace = pg_namespace.oid JOIN pg_roles owner ON relowner = owner.oid
         WHERE nspname = 'orvex' AND relname IN ('messages', 'settings'))sql";
     constexpr std::array faults = {
@@ -115,22 +115,24 @@ Async<bool> findTables(Connection& connection) {
     };
     std::int64_t tables = 0;
     Connection::Rows rows{
-        .columns = 3, .most = 2, .handler = [&tables, &faults](const PostgreSQL::Row& row) {
+        .most = 2, .handler = [&tables, &faults](const PostgreSQL::Row& row) {
             ++tables;
-            const auto fault = static_cast<std::size_t>(row.integer<std::int64_t>(2));
+            const std::string_view found = row.text(0);
+            const std::size_t fault =
+                found.empty() ? faults.size() : static_cast<std::size_t>(found.front() - '0');
+            const std::size_t space = found.find(' ');
+            if (fault >= faults.size() || space == std::string_view::npos) {
+                PostgreSQL::refuseAnswer("SELECT", "a fault that has no name");
+            }
             if (fault == 0) {
                 return;
             }
-            if (fault >= faults.size()) {
-                PostgreSQL::refuseAnswer("SELECT", "a fault that has no name");
-            }
-            const std::string table = "its table " + excerptInQuotes(row.bytes<std::string>(0));
-            const std::string owner = excerptInQuotes(row.bytes<std::string>(1));
+            const std::string table = "its table " + excerptInQuotes(found.substr(1, space - 1));
+            const std::string owner = excerptInQuotes(found.substr(space + 1));
             throw std::runtime_error((fault < 3 ? table : "the role " + owner + ", which owns " + table) +
                                      faults.at(fault));
         }};
-    std::vector<PostgreSQL::Parameter> none;
-    co_await connection.run(query, std::move(none), std::move(rows));
+    co_await connection.execute(statements, std::move(rows));
     // Another role could make the one that is missing.
     if (tables == 1) {
         throw std::runtime_error(std::string(noStore));
@@ -176,9 +178,9 @@ Async<void> findOrMakeSchema(Connection& connection) {
 
 /// Makes the store, or brings it up to date, unless another client has just done so.
 Async<void> bringUpToDate(Connection& connection) {
-    co_await begin(connection, "");
+    std::string begins = changeBegins("");
     std::int64_t version = 0;
-    if (co_await findTables(connection)) {
+    if (co_await findTables(connection, std::move(begins))) {
         version = co_await schemaVersion(connection);
     } else {
         co_await findOrMakeSchema(connection);
@@ -186,19 +188,17 @@ Async<void> bringUpToDate(Connection& connection) {
     for (; version < currentVersion; ++version) {
         co_await connection.execute(migrations[static_cast<std::size_t>(version)]);
     }
-    const std::string setVersion = "UPDATE orvex.settings SET value = " + std::to_string(currentVersion) +
-                                   " WHERE name = 'schemaVersion'";
-    co_await connection.execute(setVersion);
-    co_await findTables(connection);
+    std::string setVersion = "UPDATE orvex.settings SET value = " + std::to_string(currentVersion) +
+                             " WHERE name = 'schemaVersion'";
+    co_await findTables(connection, std::move(setVersion));
     co_await connection.commit();
 }
 
 } // namespace
 
 Async<bool> beginRead(Connection& connection, bool knowsVersion) {
-    const std::string statements = "BEGIN ISOLATION LEVEL READ COMMITTED READ ONLY" + std::string(settings);
-    co_await connection.execute(statements);
-    if (!co_await findTables(connection)) {
+    std::string begins = "BEGIN ISOLATION LEVEL READ COMMITTED READ ONLY" + std::string(settings);
+    if (!co_await findTables(connection, std::move(begins))) {
         co_return false;
     }
     if (!knowsVersion && co_await schemaVersion(connection) < currentVersion) {
@@ -211,10 +211,12 @@ Async<bool> beginRead(Connection& connection, bool knowsVersion) {
 
 Async<void> beginChange(Connection& connection, bool knowsVersion) {
     // From then on, nobody can give the tables a trigger.
-    constexpr std::string_view lock = "; LOCK TABLE orvex.messages, orvex.settings IN ROW EXCLUSIVE MODE";
+    const std::string begins =
+        changeBegins("; LOCK TABLE orvex.messages, orvex.settings IN ROW EXCLUSIVE MODE");
     bool isCurrent = true;
     try {
-        co_await begin(connection, lock);
+        std::string first = begins;
+        co_await findTables(connection, std::move(first));
     } catch (const PostgreSQL::Error& error) {
         constexpr std::string_view undefinedTable = "42P01";
         constexpr std::string_view undefinedSchema = "3F000";
@@ -223,15 +225,12 @@ Async<void> beginChange(Connection& connection, bool knowsVersion) {
         }
         isCurrent = false;
     }
-    if (isCurrent) {
-        co_await findTables(connection);
-        isCurrent = knowsVersion || co_await schemaVersion(connection) == currentVersion;
-    }
+    isCurrent = isCurrent && (knowsVersion || co_await schemaVersion(connection) == currentVersion);
     if (!isCurrent) {
         co_await connection.execute("ROLLBACK");
         co_await bringUpToDate(connection);
-        co_await begin(connection, lock);
-        co_await findTables(connection);
+        std::string again = begins;
+        co_await findTables(connection, std::move(again));
     }
 }
 

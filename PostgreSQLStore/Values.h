@@ -43,8 +43,9 @@ template <>
 inline constexpr ServerType typeOf<std::string>{17, 1001};
 template <>
 inline constexpr ServerType typeOf<SharedText> = typeOf<std::string>;
+inline constexpr ServerType textType{25, 1009};
 template <>
-inline constexpr ServerType typeOf<FileURL>{25, 1009};
+inline constexpr ServerType typeOf<FileURL> = textType;
 template <>
 inline constexpr ServerType typeOf<Seconds>{701, 1022, 8};
 template <>

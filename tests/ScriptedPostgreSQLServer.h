@@ -27,6 +27,7 @@ namespace Wire {
 
 inline constexpr std::uint32_t bigint = 20;
 inline constexpr std::uint32_t bytea = 17;
+inline constexpr std::uint32_t text = 25;
 
 } // namespace Wire
 
