@@ -241,6 +241,11 @@ bool PropertyList::isString(std::size_t index, std::string_view text) const {
 }
 
 std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::string_view key) const {
+    // Keys lie anywhere in the list: to look through millions again and again takes seconds.
+    if (dictionary.keys.size() > mostKeys) {
+        throw ArchiveError("one of its dictionaries has " + std::to_string(dictionary.keys.size()) +
+                           " keys, more than the " + std::to_string(mostKeys) + " that are looked through");
+    }
     for (std::size_t i = 0; i < dictionary.keys.size(); ++i) {
         if (isString(dictionary.keys[i], key)) {
             return dictionary.elements[i];

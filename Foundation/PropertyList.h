@@ -74,11 +74,14 @@ class PropertyList {
     /// True if the object there is this string, which is ASCII. Hands nothing out, so that it can be asked as
     /// often as one likes.
     [[nodiscard]] bool isString(std::size_t index, std::string_view text) const;
-    /// The index of the value of a dictionary's key, which is ASCII; no value without such a key.
+    /// The index of the value of a dictionary's key, which is ASCII; no value without such a key. Throws for
+    /// a dictionary of more than 256 keys.
     [[nodiscard]] std::optional<std::size_t> find(const Object& dictionary, std::string_view key) const;
 
   private:
     class Cursor;
+
+    static constexpr std::size_t mostKeys = 256;
 
     /// The references of the object there, once they are known to lead to objects.
     [[nodiscard]] Integers references(std::size_t index, Integers references);

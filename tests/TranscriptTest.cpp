@@ -190,6 +190,8 @@ TEST(Transcript, RefusesArchivesThatLie) {
         {archiveOf(instance(99, "")), "it is damaged: it refers to entry 99 of 5"},
         {archiveOf(instance(1, "")), noArchive + R"(it has no "$classname")"},
         {archiveOf("<dict></dict>"), noArchive + R"(it has no "$class")"},
+        {archiveOf("<dict>" + repeated("<key>x</key><true/>", 257) + "</dict>"),
+         "one of its dictionaries has 257 keys, more than the 256 that are looked through"},
         {ofClass("E\u2028", {"E\u2028", "NSObject"}), R"(there is an object of class "E\u{2028}")" + belongs},
         {ofClass("X", {"Evil", "NSObject"}),
          R"(the class "X" claims to inherit by way of ["Evil", "NSObject"])"},
