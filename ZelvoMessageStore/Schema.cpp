@@ -182,7 +182,8 @@ void checkTables(SQLite::Database& database) {
 }
 
 void checkChangeable(SQLite::Database& database) {
-    // What is free goes at each commit then, page by page, which nothing interrupts.
+    // A commit would move as many pages as the file claims to have free ones, which nothing interrupts.
+    // Where every commit does that, none are left.
     constexpr std::int64_t full = 1;
     if (database.queryInteger("PRAGMA freelist_count") > 0 &&
         database.queryInteger("PRAGMA auto_vacuum") == full) {
@@ -196,6 +197,7 @@ void checkChangeable(SQLite::Database& database) {
     if (!others.step()) {
         return;
     }
+    // A change looks for its place in each, in one statement that nothing interrupts.
     constexpr std::int64_t mostIndexes = 10;
     if (database.queryInteger("SELECT count(*) FROM (VALUES ('messages'), ('settings')), "
                               "pragma_index_list(column1)") > mostIndexes) {
