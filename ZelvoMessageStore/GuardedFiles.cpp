@@ -433,7 +433,12 @@ int Implementation::systemOpen(const char* path, int flags, int mode) {
     }
     constexpr int forUserAlone = S_IRUSR | S_IWUSR;
     files->opened_ = files->openInFolder(name, flags, name == Name::store ? forUserAlone : mode);
-    files->openError_ = files->opened_ < 0 ? errno : 0;
+    if (files->opened_ >= 0) {
+        files->openError_ = 0;
+    } else if (files->openError_ == 0) {
+        // Of the first attempt: the second one, which makes no file, would say that there is none.
+        files->openError_ = errno;
+    }
     return files->opened_;
 }
 
