@@ -71,11 +71,11 @@ class PropertyList {
     [[nodiscard]] std::size_t root() const noexcept { return root_; }
     /// The object at this place of the table, which must be one that an object refers to, or the root.
     [[nodiscard]] Object object(std::size_t index);
-    /// Whether the object there is this string, which is ASCII; handing nothing out, it can be asked as often
-    /// as one likes.
+    /// True if the object there is this string, which is ASCII. Hands nothing out, so that it can be asked as
+    /// often as one likes.
     [[nodiscard]] bool isString(std::size_t index, std::string_view text) const;
-    /// The index of the value of a dictionary's key, which is ASCII; no value where there is no such key.
-    /// Throws for a dictionary of more than 256 keys.
+    /// The index of the value of a dictionary's key, which is ASCII; no value without such a key. Throws for
+    /// a dictionary of more than 256 keys.
     [[nodiscard]] std::optional<std::size_t> find(const Object& dictionary, std::string_view key) const;
 
   private:

@@ -57,7 +57,7 @@ SharedText::Content* SharedText::made(std::string_view text) {
     Block* block = nullptr;
     std::size_t offset = sizeof(Block);
     if (size > blockSize / 8) {
-        // In a block of its own, lest much of another one stay unused.
+        // In a block of its own, so that not much of another one stays unused.
         block = new (::operator new(sizeof(Block) + size)) Block{.owners = 1};
     } else {
         if (size > blockSize - room.used) {

@@ -78,7 +78,7 @@ Error errorIn(const PGresult* result) {
             field(result, PG_DIAG_SEVERITY_NONLOCALIZED) != "ERROR"};
 }
 
-/// What a server repeats when it has run a statement.
+/// The word by which a server names a statement that it has run.
 std::string_view firstWord(std::string_view statement) {
     constexpr std::string_view space = " \n";
     statement.remove_prefix(std::min(statement.find_first_not_of(space), statement.size()));
@@ -295,7 +295,7 @@ Async<void> Connection::connect(Location::Parameters parameters, Deadline deadli
     // libpq would wait inside a call for a server that takes nothing.
     PQsetnonblocking(connection, 1);
     PQsetErrorVerbosity(connection, errorText == ErrorText::code ? PQERRORS_VERBOSE : PQERRORS_TERSE);
-    // What the server mentions by the way is not for standard error.
+    // Notices of the server are not for standard error.
     PQsetNoticeReceiver(
         connection,
         [](void* notice, const PGresult* result) {

@@ -91,8 +91,8 @@ class Connection {
         RowHandler handler = {};
     };
 
-    /// What the text of an error in `open` consists of: with `code`, SQLSTATE and place in the server's
-    /// sources as well, and `Error::code()` is known.
+    /// The text of an error in `open`. With `code`, it has the SQLSTATE and the place in the server's sources
+    /// as well, and `Error::code()` is known.
     enum class ErrorText { sentence, code };
 
     Connection() = default;
@@ -128,7 +128,7 @@ class Connection {
     Async<void> commit();
 
   private:
-    /// What the answer to a statement has to be.
+    /// The answer that a statement has to have.
     struct Answer {
         std::string_view command;
         int columns = 0;

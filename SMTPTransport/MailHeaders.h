@@ -13,8 +13,8 @@ namespace Orvex {
 [[nodiscard]] std::string mailDate(const std::string& timestamp);
 
 /// What tells a receiver to keep the part as a file of this name (RFC 2183), whatever bytes are in it: as
-/// they are, or encoded as RFC 2231 has it. What is no text, would move a cursor or change the order of
-/// characters becomes a replacement.
+/// they are, or encoded as RFC 2231 has it. Bytes that are not text, and characters that
+/// would move a cursor or change the order of others, become a replacement.
 [[nodiscard]] std::string attachmentHeader(std::string_view fileName);
 
 /// The media type of a video, by its file's extension.

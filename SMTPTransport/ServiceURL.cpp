@@ -57,8 +57,8 @@ std::string passwordOf(const std::string& user, const std::string& host) {
             const RegularFile netrc(std::string(home) + "/.netrc");
             // One of root's is a mounted secret: its modes are not the user's to choose.
             if (netrc.status().st_uid == geteuid() && (netrc.status().st_mode & (S_IRGRP | S_IROTH)) != 0) {
-                fail("names a user, and others may read the passwords in ~/.netrc; close it: chmod go= "
-                     "~/.netrc");
+                fail("names a user, and others may read the passwords in ~/.netrc; "
+                     "close it: chmod go= ~/.netrc");
             }
             password = passwordInNetrc(readWholeFile(netrc, largest), machine, user);
         } catch (const FileError& error) {

@@ -20,8 +20,8 @@ int openInner(int outer, const std::string& name, const std::string& path) {
         struct stat status {};
         if (fstatat(outer, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode)) {
             throw SendingServiceError(inQuotes(path) +
-                                      " is a symbolic link, which may lead messages elsewhere; put a folder "
-                                      "in its place");
+                                      " is a symbolic link, which may lead messages elsewhere; "
+                                      "put a folder in its place");
         }
         errno = error;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -8,8 +9,8 @@ struct sqlite3;
 
 namespace Orvex::SQLite {
 
-/// What a connection's statements may take, by how much there is to read. A forged store can have the same
-/// pages read without end, in many steps of SQLite's or in few that take long.
+/// Limits the work of a connection's statements by how much there is to read. A forged store can have the
+/// same pages read without end, in many steps of SQLite's or in few that take long.
 class Budget {
   public:
     Budget() = default;
@@ -28,16 +29,15 @@ class Budget {
     void beginRun();
 
   private:
-    void limit(sqlite3* database, std::int64_t steps, int betweenLooks,
-               std::chrono::nanoseconds time) noexcept;
+    void limit(sqlite3* database, std::int64_t steps, std::chrono::nanoseconds time) noexcept;
     /// Begins with the first look, so that no time counts between two transactions.
     [[nodiscard]] bool isTimeUp() noexcept;
 
     std::int64_t stepsLeft_ = 0;
-    int stepsBetweenLooks_ = 0;
     /// Of this thread's processor time.
     std::chrono::nanoseconds time_{};
     std::optional<std::chrono::nanoseconds> start_;
+    std::chrono::nanoseconds lastTick_{};
 };
 
 /// Limits the memory that SQLite takes while an object lives, of which there is one at a time: a text in a
@@ -48,6 +48,9 @@ class MemoryLimit {
     ~MemoryLimit();
     MemoryLimit(const MemoryLimit&) = delete;
     MemoryLimit& operator=(const MemoryLimit&) = delete;
+
+    /// Permits what it takes to save a value of so many bytes, too.
+    static void raiseFor(std::size_t size) noexcept;
 
   private:
     std::int64_t softLimitBefore_;

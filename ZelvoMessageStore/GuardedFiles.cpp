@@ -72,7 +72,7 @@ std::uint32_t bigEndian(const unsigned char* bytes, std::size_t size) {
     return value;
 }
 
-/// What a file begins with, as much of it as there is; negative after an error.
+/// Reads a file's first bytes, as many as there are; negative after an error.
 template <std::size_t size>
 ssize_t readBeginning(int file, std::array<unsigned char, size>& buffer) {
     ssize_t count = -1;
@@ -115,7 +115,7 @@ bool isJournal(const unsigned char* header, std::size_t size, std::uint32_t page
 
 } // namespace
 
-/// What SQLite is given as `sqlite3_vfs`. Calls of it go down to the default one, which opens, looks up and
+/// The `sqlite3_vfs` that SQLite is given. Its calls go down to the default one, which opens, looks up and
 /// removes files by three system calls that can be replaced. Ours take the place of them in this thread as
 /// long as such a call lasts.
 class GuardedFiles::Implementation {
@@ -143,13 +143,13 @@ class GuardedFiles::Implementation {
         Implementation* before_;
     };
 
-    // What SQLite calls.
+    // Called by SQLite.
     static int openFile(sqlite3_vfs* files, const char* path, sqlite3_file* file, int flags, int* flagsUsed);
     static int removeFile(sqlite3_vfs* files, const char* path, int syncsFolder);
     static int lookUp(sqlite3_vfs* files, const char* path, int flags, int* result);
     static int copyPath(sqlite3_vfs* files, const char* path, int size, char* copy);
 
-    // What the file system below calls.
+    // Called by the file system below.
     static int systemOpen(const char* path, int flags, int mode);
     static int systemStat(const char* path, struct stat* status);
     static int systemUnlink(const char* path);
@@ -433,7 +433,12 @@ int Implementation::systemOpen(const char* path, int flags, int mode) {
     }
     constexpr int forUserAlone = S_IRUSR | S_IWUSR;
     files->opened_ = files->openInFolder(name, flags, name == Name::store ? forUserAlone : mode);
-    files->openError_ = files->opened_ < 0 ? errno : 0;
+    if (files->opened_ >= 0) {
+        files->openError_ = 0;
+    } else if (files->openError_ == 0) {
+        // Of the first attempt: the second one, which makes no file, would say that there is none.
+        files->openError_ = errno;
+    }
     return files->opened_;
 }
 
@@ -603,9 +608,8 @@ std::string Implementation::takeRefusal() {
     case superJournal:
         return file + " names another file, to be deleted" + help;
     case log:
-        return "it has a write-ahead log, which is not used, as anybody who may write into its folder could "
-               "put "
-               "one there; turn it off: sqlite3 " +
+        return "it has a write-ahead log, which is not used, as anybody who may write into its folder "
+               "could put one there; turn it off: sqlite3 " +
                inQuotes(path_) + " 'PRAGMA journal_mode = DELETE'";
     case strayLog:
         return file + " does not belong to it" + help;

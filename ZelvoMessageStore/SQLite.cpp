@@ -163,6 +163,7 @@ void Statement::bind(int parameter, double value) {
 void Statement::bind(int parameter, std::string_view text) {
     // An empty view may have no address, which SQLite would take for NULL.
     const char* const data = text.empty() ? "" : text.data();
+    MemoryLimit::raiseFor(text.size());
     check(sqlite3_bind_text64(statement_.get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
 }
 

@@ -171,8 +171,7 @@ bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps)
 void checkTables(SQLite::Database& database) {
     SQLite::Statement query =
         database.prepare("SELECT count(*) FROM sqlite_schema NOT INDEXED WHERE type = 'table' AND "
-                         "(name = 'messages' AND sql = ? OR name = 'settings' "
-                         "AND sql = ?)");
+                         "(name = 'messages' AND sql = ? OR name = 'settings' AND sql = ?)");
     query.bind(1, messagesTable);
     query.bind(2, settingsTable);
     constexpr std::int64_t bothTables = 2;
@@ -181,7 +180,14 @@ void checkTables(SQLite::Database& database) {
     }
 }
 
-void checkIndexes(SQLite::Database& database) {
+void checkChangeable(SQLite::Database& database) {
+    // A commit would move as many pages as the file claims to have free ones, which nothing interrupts.
+    // Where every commit does that, none are left.
+    constexpr std::int64_t full = 1;
+    if (database.queryInteger("PRAGMA freelist_count") > 0 &&
+        database.queryInteger("PRAGMA auto_vacuum") == full) {
+        throw StoreFault("it has free pages in spite of auto_vacuum = FULL; give it a VACUUM");
+    }
     // To look into indexes takes as long as the rest of a change. Ours need it not.
     SQLite::Statement others = database.prepare(
         "SELECT 1 FROM sqlite_schema NOT INDEXED WHERE type = 'index' AND sql NOT IN (?, ?)");
@@ -189,6 +195,12 @@ void checkIndexes(SQLite::Database& database) {
     others.bind(2, providerIndex);
     if (!others.step()) {
         return;
+    }
+    // A change looks for its place in each, in one statement that nothing interrupts.
+    constexpr std::int64_t mostIndexes = 10;
+    if (database.queryInteger("SELECT count(*) FROM (VALUES ('messages'), ('settings')), "
+                              "pragma_index_list(column1)") > mostIndexes) {
+        throw StoreFault("it has more than " + std::to_string(mostIndexes) + " indexes; drop some");
     }
     SQLite::Statement query = database.prepare(
         "SELECT i.name FROM (VALUES ('messages'), ('settings')), pragma_index_list(column1) AS i, "

@@ -32,8 +32,9 @@ using Migration = void (*)(SQLite::Database& database);
 /// take values of any type. To be called in each transaction, before the schema is trusted.
 void checkTables(SQLite::Database& database);
 
-/// Throws `StoreFault` when an index computes something: each change could be made to take hours by that.
-void checkIndexes(SQLite::Database& database);
+/// Throws `StoreFault` when a single step of a change could be made to take minutes or hours: when an index
+/// computes something, when there are many, or when SQLite would move pages at the commit.
+void checkChangeable(SQLite::Database& database);
 
 /// Gives an empty database the current schema, in one transaction, unless another process has just done so.
 void createSchema(SQLite::Database& database);

@@ -47,7 +47,7 @@ class StoreConnection {
             SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
             checkTables(database);
             database.trustSchema();
-            checkIndexes(database);
+            checkChangeable(database);
             if constexpr (std::is_void_v<std::invoke_result_t<Operation, SQLite::Database&>>) {
                 operation(database);
                 transaction.commit();

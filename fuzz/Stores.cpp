@@ -95,8 +95,7 @@ Async<bool> done(Async<void> operation) {
     co_return true;
 }
 
-/// Whether SQLite finds nothing wrong in the file, which it does not touch: the indexes agree with the
-/// tables.
+/// True if SQLite finds nothing wrong in the file, for instance in an index. It does not touch the file.
 bool isSound(const path& file) {
     sqlite3* database = nullptr;
     sqlite3_open_v2(("file:" + file.native() + "?immutable=1").c_str(), &database,

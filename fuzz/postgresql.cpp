@@ -35,9 +35,9 @@ constexpr std::chrono::milliseconds patience(10);
 constexpr std::chrono::seconds tooLong(5);
 constexpr std::size_t sizeOfSize = 4;
 
-/// What a server says each time that it has heard something. The input is messages: a type, the number of
-/// bytes, and the bytes. Type 0 stands before bytes that are not a message, and type 1 ends what is said at
-/// once. So most inputs get as far as what understands them.
+/// The answers of a server, one each time that it has heard something. The input is messages: a type, the
+/// number of bytes, and the bytes. Type 0 stands before bytes that are not a message, and type 1 ends what is
+/// said at once. So most inputs get as far as what understands them.
 std::vector<std::string> answersIn(std::string_view input) {
     std::vector<std::string> answers(1);
     while (input.size() >= 2) {

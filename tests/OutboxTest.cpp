@@ -378,7 +378,7 @@ TEST_F(OutboxTest, NobodyElseCanKeepAMessageFromBeingSent) {
                                                     tmp.native() + "\"")
             << mode;
     }
-    // Who could open it before it was closed may keep a lock.
+    // Anyone who could open it before it was closed may keep a lock.
     FileDescriptor stranger(open(tmp.c_str(), O_RDONLY | O_DIRECTORY));
     ASSERT_EQ(flock(stranger.get(), LOCK_SH), 0);
     const Folder locked(tmp);

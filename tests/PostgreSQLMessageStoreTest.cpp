@@ -5,6 +5,7 @@
 #include "PostgreSQLServer.h"
 #include "ScriptedPostgreSQLServer.h"
 #include <algorithm>
+#include <array>
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
@@ -25,15 +26,6 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-
-std::string errorOf(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const MessageStoreError& error) {
-        return error.what();
-    }
-    return "";
-}
 
 std::shared_ptr<MessageStore> storeAt(const std::string& uri) {
     return std::make_shared<PostgreSQLMessageStore>(uri);
@@ -58,8 +50,8 @@ std::string deferred(const std::string& body) {
            "EXECUTE FUNCTION public.f(); "
            "CREATE OR REPLACE FUNCTION public.g() RETURNS boolean LANGUAGE plpgsql AS $$ BEGIN "
            "INSERT INTO public.t DEFAULT VALUES; RETURN true; END $$; "
-           "ALTER TABLE orvex.messages DROP CONSTRAINT IF EXISTS g, ADD CONSTRAINT g CHECK (public.g()) NOT "
-           "VALID";
+           "ALTER TABLE orvex.messages DROP CONSTRAINT IF EXISTS g, "
+           "ADD CONSTRAINT g CHECK (public.g()) NOT VALID";
 }
 
 class PostgreSQLMessageStoreTest : public testing::Test {
@@ -218,10 +210,7 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
         const std::string scans =
             std::string("SELECT sum(idx_scan) > 0 FROM pg_stat_user_indexes WHERE indexrelname = '") + index +
             "'";
-        for (int attempt = 0; attempt < 1000 && runSQL(uri, scans) != "t"; ++attempt) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_EQ(runSQL(uri, scans), "t") << index;
+        EXPECT_TRUE(eventually([&] { return runSQL(uri, scans) == "t"; })) << index;
     }
 }
 
@@ -279,13 +268,7 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
     // A server that waits for a client before it stops takes no more of them.
     PGconn* const client = PQconnectdb(uri.c_str());
     server.signal(SIGTERM);
-    const auto untilItIs = [&](AccountStatus expected) {
-        for (int attempt = 0; attempt < 1000 && status() != expected; ++attempt) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return status();
-    };
-    EXPECT_EQ(untilItIs(AccountStatus::temporarilyUnavailable), AccountStatus::temporarilyUnavailable);
+    EXPECT_TRUE(eventually([&] { return status() == AccountStatus::temporarilyUnavailable; }));
     PQfinish(client);
     server.stop(SIGINT);
     EXPECT_EQ(status(), AccountStatus::couldNotDetermine);
@@ -395,9 +378,8 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
 }
 
 TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUser) {
-    sql("DO $$ BEGIN CREATE ROLE evil LOGIN; CREATE ROLE chief LOGIN; CREATE ROLE anybody LOGIN; EXCEPTION "
-        "WHEN "
-        "duplicate_object THEN NULL; END $$");
+    sql("DO $$ BEGIN CREATE ROLE evil LOGIN; CREATE ROLE chief LOGIN; CREATE ROLE anybody LOGIN; "
+        "EXCEPTION WHEN duplicate_object THEN NULL; END $$");
     sql("DO $$ BEGIN EXECUTE 'ALTER DATABASE ' || current_database() || ' OWNER TO chief'; END $$; "
         "GRANT CREATE ON SCHEMA public TO evil");
     const std::string code =
@@ -418,11 +400,7 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
         "the schema orvex is there, without a store, and belongs to another role,";
     const std::string couldRun =
         "\"evil\", which owns its table \"messages\", could run code with your rights,";
-    const struct {
-        std::string change;
-        std::string user;
-        std::string error;
-    } cases[] = {
+    const std::array<std::string, 3> cases[] = {
         {"", "postgres", ""},
         {"DROP TABLE orvex.settings; CREATE VIEW orvex.settings AS SELECT "
          "'schemaVersion'::text AS name, public.evil() AS value",
@@ -473,20 +451,16 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
     // One who may give the table a trigger does so while a change begins.
     sql("DROP SCHEMA orvex CASCADE");
     save();
-    sql("GRANT USAGE ON SCHEMA orvex TO evil; GRANT TRIGGER ON orvex.messages TO evil; CREATE OR REPLACE "
-        "FUNCTION public.trigger() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN PERFORM public.evil(); "
-        "RETURN "
-        "NEW; END $$");
+    sql("GRANT USAGE ON SCHEMA orvex TO evil; GRANT TRIGGER ON orvex.messages TO evil; "
+        "CREATE OR REPLACE FUNCTION public.trigger() RETURNS trigger LANGUAGE plpgsql AS "
+        "$$ BEGIN PERFORM public.evil(); RETURN NEW; END $$");
     PGconn* const evil = PQconnectdb((uri + "&user=evil").c_str());
-    PQclear(PQexec(evil,
-                   "BEGIN; CREATE TRIGGER t BEFORE INSERT ON orvex.messages FOR EACH ROW EXECUTE FUNCTION "
-                   "public.trigger()"));
+    PQclear(PQexec(evil, "BEGIN; CREATE TRIGGER t BEFORE INSERT ON orvex.messages FOR EACH ROW "
+                         "EXECUTE FUNCTION public.trigger()"));
     std::string error;
     std::thread saver([&] { error = errorOfSaving(); });
-    for (int attempt = 0;
-         attempt < 1000 && runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted") != "1"; ++attempt) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    EXPECT_TRUE(
+        eventually([&] { return runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted") == "1"; }));
     PQclear(PQexec(evil, "COMMIT"));
     saver.join();
     PQfinish(evil);
@@ -505,7 +479,7 @@ TEST(PostgreSQLAnswersTest, AServerThatKeepsTalkingIsGivenUpInTime) {
     const std::string setting = Wire::message('S', std::string("a\0b\0", 4));
     // While it lets the client in, and when it has been asked something.
     const std::string begin = Wire::done("BEGIN") + Wire::done("SET") + Wire::done("SET") + tablesAreThere();
-    for (const std::vector<std::string>& answers : {std::vector{notice}, {begin, setting}}) {
+    for (const std::vector<std::string>& answers : {std::vector{notice}, {Wire::ready(), begin, setting}}) {
         ScriptedPostgreSQLServer server(answers, true);
         const auto before = std::chrono::steady_clock::now();
         EXPECT_EQ(wait(storeAt(server.uri())->accountStatus()), AccountStatus::waiting);
@@ -528,13 +502,14 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
     const std::string version = run(one + integer(1) + done("SELECT 1") + ready());
     const std::string commit = done("COMMIT") + ready();
     const auto count = [&](const std::string& answer, const std::string& end = "") {
-        ScriptedPostgreSQLServer server({tags({"BEGIN", "SET", "SET"}) + tables, version,
+        ScriptedPostgreSQLServer server({ready(), tags({"BEGIN", "SET", "SET"}) + tables, version,
                                          run(answer + ready()), end.empty() ? commit : end});
         return errorOf([&] { EXPECT_EQ(wait(storeAt(server.uri())->messageCount()), 3); });
     };
     const auto save = [&](const std::string& answer, const std::string& end = "",
                           const StoredMessage& message = newMessage()) {
-        ScriptedPostgreSQLServer server({tags({"BEGIN", "SET", "SET", "SET", "SET"}) +
+        ScriptedPostgreSQLServer server({ready(),
+                                         tags({"BEGIN", "SET", "SET", "SET", "SET"}) +
                                              columns({bigint}, false) + row({""}) +
                                              tags({"SELECT 1", "LOCK TABLE"}) + tables,
                                          version, run(answer + ready()), end.empty() ? commit : end});
@@ -579,8 +554,8 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
         EXPECT_THAT(error, HasSubstr(expected));
     }
 
-    ScriptedPostgreSQLServer server(
-        {tags({"BEGIN", "SET", "SET"}) + tables, run(one + integer(7) + done("SELECT 1") + ready()), commit});
+    ScriptedPostgreSQLServer server({ready(), tags({"BEGIN", "SET", "SET"}) + tables,
+                                     run(one + integer(7) + done("SELECT 1") + ready()), commit});
     const ProgramRun status = runOrvex({"--store", server.uri(), "get-account-status"});
     EXPECT_EQ(status.status, 1);
     EXPECT_THAT(status.errors, HasSubstr("SELECT with an account status that has no name,"));
@@ -596,14 +571,8 @@ TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoI
               0);
     const std::string permission = "sslmode=verify-full in the URI or the service file";
     const std::string disable = "&sslmode=require&channel_binding=disable";
-    const struct {
-        std::string way;
-        std::string host;
-        std::string more;
-        /// What the server learns about the password, and the user about the reason why it does not.
-        std::string told;
-        std::string error;
-    } cases[] = {
+    // With what the server learns about the password, and what the user's error says.
+    const std::array<std::string, 5> cases[] = {
         // This machine, but no loopback address.
         {"password", "0.0.0.0", "", "b''", permission},
         {"password", "0.0.0.0", "&sslmode=require", "b''", permission},
@@ -785,11 +754,9 @@ TEST_F(PostgreSQLMessageStoreTest, LosesNothingAcknowledgedWhenTheStandbyTakesOv
                 // The next one waits for the end of the server, however late it comes.
                 runSQL(database, "ALTER SYSTEM SET synchronous_standby_names = 'nobody'");
                 runSQL(database, "SELECT pg_reload_conf()");
-                for (int attempt = 0; attempt < 1000 && runSQL(database, "SELECT sync_state FROM "
-                                                                         "pg_stat_replication") != "async";
-                     ++attempt) {
-                    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-                }
+                EXPECT_TRUE(eventually([&] {
+                    return runSQL(database, "SELECT sync_state FROM pg_stat_replication") == "async";
+                }));
                 killer = std::thread([&] {
                     std::this_thread::sleep_for(std::chrono::milliseconds(50));
                     primary.stop(SIGQUIT);

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <numeric>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,16 +33,6 @@ void execute(const path& file, const std::string& sql) {
     sqlite3_close(database);
 }
 
-/// The error that an operation ends with, or nothing.
-std::string errorOf(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const MessageStoreError& error) {
-        return error.what();
-    }
-    return "";
-}
-
 std::string errorOfReading(const path& file) {
     return errorOf([&] { wait(SQLiteMessageStore(file).allMessages()); });
 }
@@ -50,24 +41,16 @@ std::string errorOfWriting(const path& file) {
     return errorOf([&] { wait(SQLiteMessageStore(file).saveMessage(newMessage())); });
 }
 
-/// As files of SQLite have integers.
-std::string bigEndian(std::uint32_t value, int size = 4) {
-    std::string bytes;
-    for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) {
-        bytes += static_cast<char>(value >> static_cast<unsigned>(shift));
+/// As records of SQLite have them.
+std::string varint(std::uint32_t value) {
+    std::string result(1, static_cast<char>(value & 0x7fU));
+    while ((value >>= 7U) != 0) {
+        result.insert(result.begin(), static_cast<char>(0x80U | (value & 0x7fU)));
     }
-    return bytes;
+    return result;
 }
 
 constexpr std::uint32_t pageSize = 4096;
-
-std::string repeated(std::string_view text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i) {
-        all += text;
-    }
-    return all;
-}
 
 class SQLiteMessageStoreTest : public testing::Test {
   protected:
@@ -134,7 +117,7 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
     }
 }
 
-/// What a journal begins with (https://www.sqlite.org/fileformat.html, section 3).
+/// The beginning of a journal (https://www.sqlite.org/fileformat.html, section 3).
 std::string journalHeader(std::uint32_t sectorSize, std::uint32_t ofPageSize,
                           const std::string& magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7") {
     return magic + bigEndian(0) + bigEndian(0x12345678) + bigEndian(3) + bigEndian(sectorSize) +
@@ -292,7 +275,7 @@ TEST_F(SQLiteMessageStoreTest, TakesFilesOfOthersWhereNotEverybodyMayPutThem) {
             }
         }
     }
-    // What root makes beside a store of somebody else's is that user's.
+    // A file that root makes beside somebody else's store is that user's.
     remove(journal);
     EXPECT_EQ(errorOfWriting(store), "");
     struct stat status {};
@@ -391,6 +374,14 @@ TEST_F(SQLiteMessageStoreTest, NamesWhatCannotBeMade) {
     EXPECT_THAT(errorOfReading(below), EndsWith("it cannot be opened: Not a directory"));
     EXPECT_THAT(errorOfWriting(folder / "plain/x/messages.db"),
                 EndsWith("it cannot be opened: Not a directory"));
+    const path closed = folder / "closed";
+    create_directory(closed);
+    std::filesystem::permissions(folder / "", std::filesystem::perms::all);
+    std::filesystem::permissions(closed, std::filesystem::perms(0555));
+    constexpr uid_t nobody = 65534;
+    const auto save = [&] { std::fputs(errorOfWriting(closed / "messages.db").c_str(), stdout); };
+    EXPECT_THAT(outputAs(geteuid() == 0 ? nobody : geteuid(), save),
+                EndsWith("it cannot be opened: Permission denied"));
     EXPECT_THAT(errorOfWriting(folder / "new/"), EndsWith("it is a folder, not a file"));
     EXPECT_FALSE(exists(folder / "new"));
     create_symlink(folder / "nowhere", file);
@@ -443,6 +434,17 @@ TEST_F(SQLiteMessageStoreTest, ReportsAFileThatWasCutShort) {
                     testing::ContainsRegex("the file is damaged|it is no message store"))
             << size;
     }
+}
+
+/// An operation that takes long has a process of its own, which ends in any case.
+void expectErrorInTime(const std::function<void()>& operation, const std::string& end) {
+    EXPECT_EXIT(
+        {
+            alarm(20);
+            std::fputs(errorOf(operation).c_str(), stderr);
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), EndsWith(end));
 }
 
 TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
@@ -518,15 +520,60 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingPagesThatHaveTheirChildrenInCommon) {
     };
     for (const auto& [root, type, cell, read, cause] : cases) {
         stack(root, type, cell);
-        EXPECT_EXIT(
-            {
-                alarm(20);
-                SQLiteMessageStore store(file);
-                std::fputs(errorOf([&, &read = read] { read(store); }).c_str(), stderr);
-                _exit(0);
-            },
-            testing::ExitedWithCode(0), EndsWith(": " + cause));
+        SQLiteMessageStore store(file);
+        expectErrorInTime([&, &read = read] { read(store); }, ": " + cause);
     }
+}
+
+TEST_F(SQLiteMessageStoreTest, EndsReadingRowsThatTakeLongEach) {
+    makeStore();
+    execute(file, "PRAGMA ignore_check_constraints = ON; DELETE FROM messages WHERE id = 1;"
+                  "UPDATE messages SET id = 1");
+    const auto root = static_cast<std::size_t>(
+        SQLite::Database(file).queryInteger("SELECT rootpage FROM sqlite_schema WHERE name = 'messages'"));
+    std::string bytes = readFile(file);
+    const std::string page = bytes.substr((root - 1) * pageSize, pageSize);
+    // https://www.sqlite.org/fileformat.html, sections 1.6 and 2.1: the only row begins at the end of the
+    // gap.
+    const auto byteOf = [&](std::size_t at) { return static_cast<unsigned char>(page[at]); };
+    const std::size_t start = std::size_t{byteOf(5)} << 8U | byteOf(6);
+    const std::size_t record = start + (byteOf(start) < 0x80 ? 2 : 3);
+    const std::string types = page.substr(record + 2, byteOf(record) - 2U);
+    const std::string values = page.substr(record + byteOf(record));
+    // Its `id`, which is not read, gets 1.6 GB in a page that is followed by itself.
+    constexpr std::uint32_t usable = pageSize - 4;
+    constexpr std::uint32_t beginning = (pageSize - 12) * 32 / 255 - 23;
+    constexpr std::uint32_t times = 400000;
+    constexpr std::uint32_t size = beginning + times * usable;
+    constexpr std::size_t sizeOfType = 5;
+    const std::size_t headerSize = 1 + sizeOfType + types.size();
+    const auto idSize = static_cast<std::uint32_t>(size - headerSize - values.size());
+    std::string row = varint(static_cast<std::uint32_t>(headerSize)) + varint(2 * idSize + 12) + types;
+    row.resize(beginning);
+    const auto next = static_cast<std::uint32_t>(bytes.size() / pageSize) + 1;
+    const auto pageOf = [](const std::string& header, const std::string& cell, std::uint32_t cells) {
+        const std::string place = bigEndian(pageSize - static_cast<std::uint32_t>(cell.size()), 2);
+        std::string all = header.substr(0, 1) + bigEndian(0, 2) + bigEndian(cells, 2) + place +
+                          bigEndian(0, 1) + header.substr(1) + repeated(place, static_cast<int>(cells));
+        all.resize(pageSize - cell.size());
+        return all + cell;
+    };
+    bytes += bigEndian(next) + std::string(usable - values.size(), '\0') + values;
+    bytes += pageOf("\x0d", varint(size) + "\x01" + row + bigEndian(next), 1);
+    bytes.replace((root - 1) * pageSize, pageSize,
+                  pageOf("\x05" + bigEndian(next + 1), bigEndian(next + 1) + "\x01", 300));
+    constexpr std::size_t pageCountOffset = 28;
+    writeFile(file, bytes.replace(pageCountOffset, 4, bigEndian(times + 10)));
+    resize_file(file, std::uintmax_t{times + 10} * pageSize);
+    EXPECT_EXIT(
+        {
+            rlimit seconds{};
+            seconds.rlim_cur = seconds.rlim_max = 2;
+            setrlimit(RLIMIT_CPU, &seconds);
+            std::fputs(errorOfReading(file).c_str(), stderr);
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), "reading it finds no end");
 }
 
 TEST_F(SQLiteMessageStoreTest, TakesNoMemoryForATextThatTheFileHasNoRoomFor) {
@@ -539,13 +586,6 @@ TEST_F(SQLiteMessageStoreTest, TakesNoMemoryForATextThatTheFileHasNoRoomFor) {
     constexpr std::uint32_t pages = 500000;
     constexpr std::uint32_t usable = pageSize - 4;
     constexpr std::uint32_t beginning = (pageSize - 12) * 32 / 255 - 23;
-    const auto varint = [](std::uint32_t value) {
-        std::string result(1, static_cast<char>(value & 0x7fU));
-        while ((value >>= 7U) != 0) {
-            result.insert(result.begin(), static_cast<char>(0x80U | (value & 0x7fU)));
-        }
-        return result;
-    };
     constexpr std::uint32_t size = beginning + 460000 * usable;
     std::string key = "\x07" + varint(13 + 2 * (size - 8)) + "\x01";
     key.resize(beginning, 'x');
@@ -581,13 +621,7 @@ TEST_F(SQLiteMessageStoreTest, EndsParsingASchemaThatTakesLong) {
     // The roots of the indexes, which the file could have, are not looked for before they are used.
     execute(file, tables + "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = replace(sql, ')', '" +
                       uniques + ")') WHERE name GLOB 't*'");
-    EXPECT_EXIT(
-        {
-            alarm(20);
-            std::fputs(errorOfReading(file).c_str(), stderr);
-            _exit(0);
-        },
-        testing::ExitedWithCode(0), "reading it finds no end");
+    expectErrorInTime([&] { all(); }, "the file is damaged (reading it finds no end); restore a copy of it");
 }
 
 TEST_F(SQLiteMessageStoreTest, GoesOnAfterItsProcessWasBusy) {
@@ -636,6 +670,18 @@ TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
             << index;
         EXPECT_EQ(all().size(), 4U);
     }
+    execute(file, "DROP INDEX own; PRAGMA auto_vacuum = INCREMENTAL; VACUUM; CREATE TABLE t (a);"
+                  "INSERT INTO t VALUES (zeroblob(9000)); DROP TABLE t");
+    EXPECT_EQ(errorOfWriting(file), "");
+    constexpr std::size_t incrementalVacuumOffset = 64;
+    writeFile(file, readFile(file).replace(incrementalVacuumOffset, 4, bigEndian(0)));
+    EXPECT_THAT(errorOfWriting(file), HasSubstr("free pages in spite of auto_vacuum = FULL"));
+    execute(file, "VACUUM");
+    EXPECT_EQ(errorOfWriting(file), "");
+    for (const char* const column : {"read", "rtt", "type", "mailbox", "quality"}) {
+        execute(file, std::string("CREATE INDEX by_") + column + " ON messages (" + column + ")");
+    }
+    EXPECT_THAT(errorOfWriting(file), EndsWith(": it has more than 10 indexes; drop some"));
 }
 
 TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
@@ -647,9 +693,9 @@ TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
         {"DROP TABLE settings", notItsTables},
         // An index of the schema that is the index of another table, which has the statements that are
         // expected.
-        {"CREATE TABLE other AS SELECT * FROM sqlite_schema; CREATE INDEX index_of_schema ON other (type, "
-         "name, sql);"
-         "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET tbl_name = 'sqlite_master', "
+        {"CREATE TABLE other AS SELECT * FROM sqlite_schema; "
+         "CREATE INDEX index_of_schema ON other (type, name, sql); PRAGMA writable_schema = ON; UPDATE "
+         "sqlite_schema SET tbl_name = 'sqlite_master', "
          "sql = replace(sql, 'other', 'sqlite_master') WHERE name = 'index_of_schema';"
          "UPDATE sqlite_schema SET sql = replace(sql, 'thumbnail       TEXT', 'thumbnail TEXT AS (sender)')",
          notItsTables},

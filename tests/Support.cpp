@@ -1,8 +1,10 @@
 #include "Support.h"
 
+#include "Orvex/store/MessageStore.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +17,7 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace Orvex::Testing {
@@ -183,6 +186,38 @@ ProgramRun runProgram(std::vector<std::string> command, std::string_view input) 
 ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) {
     arguments.insert(arguments.begin(), ORVEX_PROGRAM);
     return runProgram(std::move(arguments), input);
+}
+
+bool eventually(const std::function<bool()>& condition) {
+    for (int attempt = 0; attempt < 1000 && !condition(); ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+std::string errorOf(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const MessageStoreError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::string repeated(std::string_view text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+std::string bigEndian(std::uint64_t value, int size) {
+    std::string bytes;
+    for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) {
+        bytes += static_cast<char>(value >> static_cast<unsigned>(shift));
+    }
+    return bytes;
 }
 
 std::string readFile(const std::filesystem::path& path) {

@@ -3,9 +3,11 @@
 #include "Foundation/Async.h"
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/model/StoredMessage.h"
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
@@ -154,6 +156,16 @@ class TerminalSession {
     pid_t program_ = -1;
     std::string unread_;
 };
+
+/// Waits until `condition` is true; false when it is not within ten seconds.
+[[nodiscard]] bool eventually(const std::function<bool()>& condition);
+
+/// The error of a store that an operation ends with, or nothing.
+[[nodiscard]] std::string errorOf(const std::function<void()>& operation);
+
+[[nodiscard]] std::string repeated(std::string_view text, int times);
+/// The low bytes of an integer, as files of SQLite and messages of PostgreSQL have them.
+[[nodiscard]] std::string bigEndian(std::uint64_t value, int size = 4);
 
 [[nodiscard]] std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, std::string_view bytes);

@@ -107,9 +107,8 @@ TEST(ReadLine, TellsAnInterruptFromAFailureAndThatFromTheEnd) {
             static_cast<void>(readLine());
         },
         testing::ExitedWithCode(1),
-        "^orvex_tests: cannot read an answer from standard input: Input/output error; answer in a terminal "
-        "or "
-        "through a pipe\n$");
+        "^orvex_tests: cannot read an answer from standard input: Input/output error; "
+        "answer in a terminal or through a pipe\n$");
 }
 
 } // namespace

@@ -110,14 +110,6 @@ std::string instance(int classNumber, const std::string& fields) {
     return "<dict><key>$class</key>" + uid(classNumber) + fields + "</dict>";
 }
 
-std::string repeated(std::string_view text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i) {
-        all += text;
-    }
-    return all;
-}
-
 std::string replaced(std::string text, std::string_view from, std::string_view to) {
     return text.replace(text.find(from), from.size(), to);
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-# A server that asks each client for a password, in the way that is named, prints the answer, and leaves. Prints the port
-# that it listens on, on every address of this machine. Given a certificate, it offers encryption.
+# A server that asks each client for a password, in the way that is named, prints the answer, and leaves. Prints the
+# port that it listens on, on every address of this machine. Given a certificate, it offers encryption.
 #   postgresql-server.py <password|md5|scram|scram-plus|nothing> [<certificate and key>]
 
 import socket

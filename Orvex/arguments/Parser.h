@@ -17,8 +17,8 @@ class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Options that belong to another place on the command line: an error names the place to whoever gives them
-/// here.
+/// Options that belong to another place on the command line: an error names the place to a user who gives
+/// them here.
 struct OptionsElsewhere {
     /// Called when an unknown option has been found.
     std::function<std::vector<std::string>()> spellings;

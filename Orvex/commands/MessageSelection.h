@@ -28,7 +28,7 @@ void appendMessage(std::string& out, const StoredMessage& message, std::size_t n
 void listMessages(std::span<const StoredMessage> messages, bool noColor);
 
 /// The numbers in a line, separated by commas, in their order. Unicode's white space and U+FEFF around a
-/// number do not matter. What is no number is skipped.
+/// number do not matter. Anything else is skipped.
 [[nodiscard]] std::vector<std::int64_t> numbersIn(std::string_view line);
 
 /// Asks for numbers, and returns those in the line typed; at the end of input there are none.

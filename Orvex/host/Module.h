@@ -7,7 +7,7 @@
 namespace Orvex {
 
 /// Loads a module of this program, `NAME-VERSION.so`, and looks up its factory there. The file must belong to
-/// root or to the program's owner and not be writable for everybody, and is no symbolic link. It stays
+/// root or to the program's owner, and be neither a symbolic link nor writable for everybody. It stays
 /// loaded: the code of what the factory makes is in it. Throws `std::runtime_error`, which names the package
 /// `orvex-NAME`.
 [[nodiscard]] void* factoryInModule(const std::string& name, const char* factory);

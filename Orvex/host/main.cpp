@@ -88,8 +88,7 @@ struct HostOptions {
         std::nullopt,
         {derivedLong},
         "The file of the message store (its path or file: URL), or the postgresql://... URI of one on a "
-        "server. Without it: "
-        "orvex/messages.db in $XDG_DATA_HOME, or else in ~/.local/share."};
+        "server. Without it: orvex/messages.db in $XDG_DATA_HOME, or else in ~/.local/share."};
 
     Option<std::optional<ServiceLocation>> sendingService{
         std::nullopt,

@@ -74,9 +74,8 @@ inline constexpr std::string_view takeVoicemailID =
 
 /// Why no message can have the identifier that was taken, when another one has it.
 inline constexpr std::string_view voicemailIDIsTaken =
-    "another voicemail has the next identifier already: the setting lastVoicemailID has been lowered; set it "
-    "to the "
-    "greatest voicemail_id of the messages";
+    "another voicemail has the next identifier already: the setting lastVoicemailID has been lowered; "
+    "set it to the greatest voicemail_id of the messages";
 
 /// What `takeVoicemailID` has yielded, if anything.
 [[nodiscard]] std::int32_t takenVoicemailID(std::optional<std::int64_t> value);
