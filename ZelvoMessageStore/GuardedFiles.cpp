@@ -134,8 +134,8 @@ class GuardedFiles::Implementation {
     /// While it lives, the system calls of SQLite in this thread are those of these files.
     class Active {
       public:
-        explicit Active(Implementation& files) noexcept : before_(std::exchange(active, &files)) {}
-        ~Active() { active = before_; }
+        explicit Active(Implementation& files) noexcept : before_(std::exchange(inThisThread, &files)) {}
+        ~Active() { inThisThread = before_; }
         Active(const Active&) = delete;
         Active& operator=(const Active&) = delete;
 
@@ -181,7 +181,7 @@ class GuardedFiles::Implementation {
 
     static void replaceSystemCalls(sqlite3_vfs& below);
 
-    static thread_local Implementation* active;
+    static thread_local Implementation* inThisThread;
 
     std::string path_;
     std::string journalPath_ = path_ + "-journal";
@@ -204,7 +204,7 @@ class GuardedFiles::Implementation {
     std::optional<Refusal> refusal_;
 };
 
-thread_local GuardedFiles::Implementation* GuardedFiles::Implementation::active = nullptr;
+thread_local GuardedFiles::Implementation* GuardedFiles::Implementation::inThisThread = nullptr;
 
 namespace {
 
@@ -411,7 +411,7 @@ int Implementation::openInFolder(Name name, int flags, int mode) noexcept {
 }
 
 int Implementation::systemOpen(const char* path, int flags, int mode) {
-    Implementation* const files = active;
+    Implementation* const files = inThisThread;
     // The latter stands in for a standard stream that is closed.
     if (files == nullptr || std::string_view(path) == "/dev/null") {
         return openBehind.load()(path, flags, mode);
@@ -443,7 +443,7 @@ int Implementation::systemOpen(const char* path, int flags, int mode) {
 }
 
 int Implementation::systemStat(const char* path, struct stat* status) {
-    Implementation* const files = active;
+    Implementation* const files = inThisThread;
     if (files == nullptr) {
         return statBehind.load()(path, status);
     }
@@ -461,7 +461,7 @@ int Implementation::systemStat(const char* path, struct stat* status) {
 }
 
 int Implementation::systemUnlink(const char* path) {
-    Implementation* const files = active;
+    Implementation* const files = inThisThread;
     if (files == nullptr) {
         return unlinkBehind.load()(path);
     }

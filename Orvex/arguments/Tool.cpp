@@ -10,15 +10,12 @@
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
 #include <optional>
-#include <stdexcept>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace Orvex {
@@ -75,16 +72,6 @@ void bufferStandardOutput() {
     const int output = fileno(stdout);
     if (output >= 0 && isatty(output) == 0) {
         std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
-    }
-}
-
-/// Throws where some of what was printed is lost, on a full disk for one.
-void finishStandardOutput() {
-    errno = 0;
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        const std::string reason = errno != 0 ? ": " + std::generic_category().message(errno) : "";
-        throw std::runtime_error("cannot write all of the output to standard output" + reason +
-                                 "; the command itself is done");
     }
 }
 
@@ -274,9 +261,7 @@ ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
     umask(S_IRWXG | S_IRWXO);
     bufferStandardOutput();
     try {
-        const ExitStatus status = ToolInvocation(tool, words).run();
-        finishStandardOutput();
-        return status;
+        return ToolInvocation(tool, words).run();
     } catch (const UsageError& error) {
         return reportUsageError(tool, error.what(), toolUsage(tool),
                                 "'" + tool.name + " --help' shows all commands.");
