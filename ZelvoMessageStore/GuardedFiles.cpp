@@ -266,12 +266,14 @@ std::atomic<Open> openBehind = nullptr;
 std::atomic<Stat> statBehind = nullptr;
 std::atomic<Unlink> unlinkBehind = nullptr;
 
-/// Replaces a system call of SQLite's, once.
+/// Replaces a system call of SQLite's, again where it has been put back.
 template <class Call>
 void replace(sqlite3_vfs& below, const char* name, Call call, std::atomic<Call>& behind) {
     const auto replacement = reinterpret_cast<sqlite3_syscall_ptr>(call);
     const sqlite3_syscall_ptr current = below.xGetSystemCall(&below, name);
-    if (current != nullptr && current != replacement) {
+    // One that somebody else has put above ours calls ours already.
+    if (current != nullptr && current != replacement &&
+        (behind == nullptr || reinterpret_cast<Call>(current) == behind)) {
         behind = reinterpret_cast<Call>(current);
         below.xSetSystemCall(&below, name, replacement);
     }
