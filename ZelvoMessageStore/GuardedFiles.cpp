@@ -63,6 +63,8 @@ constexpr std::size_t recordCountOffset = 8;
 constexpr std::size_t sectorSizeOffset = 20;
 constexpr std::size_t journalPageSizeOffset = 24;
 constexpr std::size_t journalHeaderSize = 28;
+/// SQLite fills the header with zeros to the end of a sector, which has this many bytes or more.
+constexpr std::size_t leastSectorSize = 512;
 
 std::uint32_t bigEndian(const unsigned char* bytes, std::size_t size) {
     std::uint32_t value = 0;
@@ -88,7 +90,7 @@ bool isPowerOfTwo(std::uint32_t value, std::uint32_t least, std::uint32_t greate
 
 /// Says that a file may begin like this and be the journal of a store with pages of so many bytes (0: not
 /// known). SQLite writes the magic number last, over zeros, and may be interrupted; and one of its modes puts
-/// zeros over the whole header after use.
+/// zeros over the whole header after use. `size` is that of the least sector, or of a shorter file.
 bool isJournal(const unsigned char* header, std::size_t size, std::uint32_t pageSize) {
     const unsigned char* const end = header + size;
     if (std::all_of(header, end, [](unsigned char byte) { return byte == 0; })) {
@@ -105,7 +107,7 @@ bool isJournal(const unsigned char* header, std::size_t size, std::uint32_t page
     constexpr std::uint32_t greatest = 65536;
     const std::uint32_t journalPageSize =
         size < journalHeaderSize ? 0 : bigEndian(header + journalPageSizeOffset, 4);
-    return size == journalHeaderSize &&
+    return size >= journalHeaderSize &&
            std::all_of(firstOther, header + recordCountOffset + 4,
                        [](unsigned char byte) { return byte == 0; }) &&
            isPowerOfTwo(bigEndian(header + sectorSizeOffset, 4), leastSector, greatest) &&
@@ -198,6 +200,7 @@ class GuardedFiles::Implementation {
     int opened_ = -1;
     int openError_ = 0;
     bool opensStore_ = false;
+    int lookUpError_ = 0;
 
     int store_ = -1;
     bool isAbsent_ = false;
@@ -352,7 +355,7 @@ bool Implementation::mayHaveKind(const struct stat& status, Name name) noexcept 
 }
 
 bool Implementation::isOurJournal(int file) const noexcept {
-    std::array<unsigned char, journalHeaderSize> header{};
+    std::array<unsigned char, leastSectorSize> header{};
     const ssize_t size = readBeginning(file, header);
     std::array<unsigned char, pageSizeOffset + 2> store{};
     std::uint32_t pageSize = 0;
@@ -459,7 +462,9 @@ int Implementation::systemStat(const char* path, struct stat* status) {
         errno = ENOENT;
         return -1;
     }
-    return fstatat(files->folder_.get(), files->inFolder(name), status, AT_SYMLINK_NOFOLLOW);
+    const int result = fstatat(files->folder_.get(), files->inFolder(name), status, AT_SYMLINK_NOFOLLOW);
+    files->lookUpError_ = result == 0 ? 0 : errno;
+    return result;
 }
 
 int Implementation::systemUnlink(const char* path) {
@@ -559,9 +564,14 @@ int Implementation::lookUp(sqlite3_vfs* files, const char* path, int flags, int*
         return self.refused({Refusal::Kind::superJournal, name});
     }
     int error = SQLITE_OK;
+    self.lookUpError_ = 0;
     {
         const Active active(self);
         error = self.below_.xAccess(&self.below_, path, flags, result);
+    }
+    if (self.lookUpError_ != 0 && self.lookUpError_ != ENOENT) {
+        // SQLite would take a journal that cannot be looked up for one that is not there.
+        return self.refused({Refusal::Kind::error, name, 0, self.lookUpError_});
     }
     if (error == SQLITE_OK && *result != 0 && name == Name::writeAheadLog) {
         return self.refused({self.usesWriteAheadLog() ? Refusal::Kind::log : Refusal::Kind::strayLog, name});

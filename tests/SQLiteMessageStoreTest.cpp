@@ -131,7 +131,8 @@ TEST_F(SQLiteMessageStoreTest, TakesForItsJournalWhatSQLiteLeavesAndNothingElse)
         {"my diary", false},
         {zeros + "my diary" + notes, false},
         {zeros.substr(0, 4), true},
-        {zeros + zeros + zeros + zeros.substr(0, 4) + notes, true},
+        {std::string(512, '\0') + notes, true},
+        {std::string(28, '\0') + notes, false},
         {zeros + zeros + zeros + "xyz" + notes, false},
         {journalHeader(512, pageSize, zeros) + notes, true},
         {journalHeader(512, pageSize, "\xd9\xd5\x05" + zeros.substr(3)) + notes, true},
@@ -437,7 +438,8 @@ TEST_F(SQLiteMessageStoreTest, ReportsAFileThatWasCutShort) {
 }
 
 /// An operation that takes long has a process of its own, which ends in any case.
-void expectErrorInTime(const std::function<void()>& operation, const testing::Matcher<const std::string&>& error) {
+void expectErrorInTime(const std::function<void()>& operation,
+                       const testing::Matcher<const std::string&>& error) {
     EXPECT_EXIT(
         {
             alarm(20);
@@ -621,8 +623,9 @@ TEST_F(SQLiteMessageStoreTest, EndsParsingASchemaThatTakesLong) {
     // The roots of the indexes, which the file could have, are not looked for before they are used.
     execute(file, tables + "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = replace(sql, ')', '" +
                       uniques + ")') WHERE name GLOB 't*'");
-    expectErrorInTime([&] { all(); }, AnyOf(EndsWith("the file is damaged (reading it finds no end); restore a copy of it"),
-                                            EndsWith("out of memory")));
+    expectErrorInTime([&] { all(); },
+                      AnyOf(EndsWith("the file is damaged (reading it finds no end); restore a copy of it"),
+                            EndsWith("out of memory")));
 }
 
 TEST_F(SQLiteMessageStoreTest, GoesOnAfterItsProcessWasBusy) {
