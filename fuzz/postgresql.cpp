@@ -1,12 +1,11 @@
 #include "Fuzzing.h"
 #include "PostgreSQLStore/PostgreSQLMessageStore.h"
 #include <algorithm>
+#include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <chrono>
 #include <cstddef>
@@ -19,6 +18,7 @@
 #include <vector>
 
 /// libpq forgets a result when a description of rows is damaged. The tests find a result that we forget.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:libpq.so";
 }
@@ -64,23 +64,40 @@ struct Server {
           listener(loop, Protocol::endpoint('\0' + name.substr(1) + "/.s.PGSQL.5432")),
           client(loop) {}
 
-    /// Lets one client in, and leaves when all is said, or says the last thing again and again until the
-    /// client has left.
-    Async<void> serve(bool isEndless) {
-        co_await listener.async_accept(client, asio::use_awaitable);
-        std::vector<char> heard(65536);
-        for (auto answer = answers.begin(); answer != answers.end(); ++answer) {
-            co_await client.async_read_some(asio::buffer(heard), asio::use_awaitable);
-            do {
-                co_await asio::async_write(client, asio::buffer(*answer), asio::use_awaitable);
-            } while (isEndless && answer + 1 == answers.end());
+    /// Hears something, and says the next thing.
+    void hear() {
+        if (next == answers.end()) {
+            client.close();
+            return;
         }
-        client.close();
+        client.async_read_some(asio::buffer(heard), [this](boost::system::error_code error, std::size_t) {
+            if (!error) {
+                say();
+            }
+        });
     }
 
-    /// Runs what talks to the server.
-    std::exception_ptr run(Async<void> work, bool isEndless = false) {
-        asio::co_spawn(loop, serve(isEndless), asio::detached);
+    void say() {
+        asio::async_write(client, asio::buffer(*next), [this](boost::system::error_code error, std::size_t) {
+            if (error) {
+                return;
+            }
+            if (isEndless && next + 1 == answers.end()) {
+                say();
+            } else {
+                ++next;
+                hear();
+            }
+        });
+    }
+
+    /// Runs what talks to the server. It lets one client in, and leaves when all is said.
+    std::exception_ptr run(Async<void> work) {
+        listener.async_accept(client, [this](boost::system::error_code error) {
+            if (!error) {
+                hear();
+            }
+        });
         std::exception_ptr failure;
         bool isDone = false;
         asio::co_spawn(loop, std::move(work), [&](const std::exception_ptr& thrown) {
@@ -118,6 +135,10 @@ struct Server {
     const std::string name = "@orvex-fuzz-" + std::to_string(getpid());
     const std::string uri = "postgresql:///d?user=u&host=%40" + name.substr(1);
     std::vector<std::string> answers;
+    std::vector<std::string>::const_iterator next = answers.begin();
+    /// It says the last thing again and again until the client has left.
+    bool isEndless = false;
+    std::array<char, 65536> heard{};
     asio::io_context loop{1};
     Protocol::acceptor listener;
     Protocol::socket client;
@@ -166,12 +187,14 @@ void tryOperation(Server& server, char operation) {
         expect(text.starts_with("cannot ") && !text.ends_with(": ") && isHarmlessLine(text) &&
                    text.size() < 20000,
                "an error is a sentence on one line");
-        for (const std::string internal : {"bad optional access", "basic_string", "std::", "::at"}) {
+        constexpr std::string_view endOfName = "\": ";
+        const std::string_view cause = text.substr(text.find(endOfName) + endOfName.size());
+        for (const std::string_view internal :
+             {"bad ", "basic_string", "vector::", "array::", "map::", "sto"}) {
             const bool isFromServer = std::ranges::any_of(server.answers, [&](const std::string& answer) {
                 return answer.find(internal) != std::string::npos;
             });
-            expect(isFromServer ||
-                       (!text.ends_with(internal) && text.find(": " + internal) == std::string_view::npos),
+            expect(isFromServer || !cause.starts_with(internal),
                    "an error tells what the user can understand");
         }
         return;
@@ -204,7 +227,8 @@ void tryInput(std::string_view input) {
     Server server(answersIn(input.substr(1)));
     if (operation + 1 == operations) {
         PostgreSQL::Connection connection;
-        server.run(connectAndAsk(connection, Location(server.uri)), true);
+        server.isEndless = true;
+        server.run(connectAndAsk(connection, Location(server.uri)));
     } else {
         tryOperation(server, operation);
     }
