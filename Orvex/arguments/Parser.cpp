@@ -100,8 +100,11 @@ class Parser {
     /// How to give the option a word that begins with "-". Throws `UsageError` when it takes no such value.
     static std::string adviceOnDash(Property& property, std::string_view name, std::string_view word) {
         take(property, name, word);
+        const std::string joined = std::string(name) + "=" + withoutSecrets(word);
+        const std::string quoted = inQuotes(joined);
+        const bool isPlain = quoted.size() == joined.size() + 2;
         return "; a value of " + std::string(name) + " that begins with \"-\" is given as " +
-               onOneLine(std::string(name) + "=" + withoutSecrets(word));
+               (isPlain ? joined : quoted);
     }
 
     std::string_view nextValue(Property& property, std::string_view name) {
