@@ -622,7 +622,7 @@ TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
     for (const auto* option = options.get(); option->keyword != nullptr; ++option) {
         EXPECT_TRUE(isConnectionString(std::string(option->keyword) + " = x")) << option->keyword;
     }
-    // Nor by a command line that is not understood.
+    // Also not by a command line that is not understood.
     const std::string at = "://careful:secret@host/db";
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"postgresql" + at},
