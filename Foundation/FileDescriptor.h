@@ -22,7 +22,7 @@ class FileDescriptor {
     }
 
     [[nodiscard]] int get() const noexcept { return descriptor_; }
-    /// Gives up what it owns to whoever closes it from now on.
+    /// Gives up ownership: the caller closes the descriptor.
     void release() noexcept { descriptor_ = -1; }
 
   private:

@@ -83,11 +83,10 @@ constexpr std::string_view couldRunCode = R"sql(
             AND NOT pg_has_role(nspowner, powerful.oid, 'MEMBER')))sql";
 
 /// Runs statements and, in the same round trip, looks for the tables of a store. Throws if it is not safe to
-/// use them. With a trigger, a CHECK or an
-/// indexed expression, a table's owner has the server run code with the rights of anybody who uses the table.
-/// So one role owns all, nobody else has added code, and the owner could not become a superuser or the owner
-/// of the database through this user. Reads the catalogue's tables: functions like to_regclass may remember
-/// what was there before another client made the store.
+/// use them. With a trigger, a CHECK or an indexed expression, a table's owner has the server run code with
+/// the rights of anybody who uses the table. So one role owns all, nobody else has added code, and the owner
+/// could not become a superuser or the owner of the database through this user. Reads the catalogue's tables:
+/// functions like to_regclass may remember what was there before another client made the store.
 Async<bool> findTables(Connection& connection, std::string statements) {
     statements += R"sql(;
         SELECT concat(CASE

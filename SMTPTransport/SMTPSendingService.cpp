@@ -35,7 +35,7 @@ Envelope envelopeOf(const VideoMessageRequest& request, const std::string& phone
     return envelope;
 }
 
-/// The same for every attempt, and for whoever asks which message it was.
+/// Every attempt has the same one, so that the message can be found in a server's log.
 std::string messageID(const UUID& recordUUID, const std::string& sender) {
     return "<" + recordUUID.text() + sender.substr(sender.find('@')) + ">";
 }
@@ -45,8 +45,8 @@ bool isAccepted(const OutboxEntry& entry) {
            !entry.has(DeliveryState::unknown);
 }
 
-/// Whether there is something to tell that nobody has told yet: deferred once more is no news, and what
-/// whoever died did not move to `cur/`, they did not report either.
+/// True if the user has to hear something new. A message that is deferred once more is not new. An entry that
+/// a process left in `new/` when it died has not been reported.
 bool hasBadNews(const OutboxEntry& entry, const std::vector<Delivery>& before) {
     const auto isDeferred = [](const Delivery& delivery) {
         return delivery.state == DeliveryState::deferred;
@@ -102,7 +102,7 @@ bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLim
                      .videoHeader = attachmentHeader(name),
                      .video = video.get(),
                      .videoSize = message.size};
-    /// By address: whoever is named twice gets one copy.
+    /// By address: one that is named twice gets one copy.
     std::map<std::string, std::vector<std::size_t>> tried;
     for (std::size_t i = 0; i < message.deliveries.size(); ++i) {
         if (message.deliveries[i].state == DeliveryState::deferred) {
