@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SendingService/OutboxEntry.h"
+#include "Outbox/OutboxEntry.h"
 #include <cstddef>
 #include <cstdint>
 #include <string>

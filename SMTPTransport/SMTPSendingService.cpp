@@ -2,9 +2,9 @@
 
 #include "Foundation/Enumeration.h"
 #include "Foundation/QuotedText.h"
+#include "Outbox/Outbox.h"
 #include "SMTPTransport/Address.h"
 #include "SMTPTransport/MailHeaders.h"
-#include "SendingService/Outbox.h"
 #include <algorithm>
 #include <cstddef>
 #include <curl/curl.h>

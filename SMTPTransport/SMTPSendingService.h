@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Orvex/store/SendingService.h"
+#include "Outbox/OutboxEntry.h"
 #include "SMTPTransport/ServiceURL.h"
 #include "SMTPTransport/Submission.h"
-#include "SendingService/OutboxEntry.h"
 #include <filesystem>
 #include <optional>
 #include <string>

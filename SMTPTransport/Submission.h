@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Outbox/OutboxEntry.h"
 #include "SMTPTransport/ServiceURL.h"
-#include "SendingService/OutboxEntry.h"
 #include <chrono>
 #include <cstdint>
 #include <functional>

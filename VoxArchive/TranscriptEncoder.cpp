@@ -1,4 +1,4 @@
-#include "Foundation/PropertyListWriter.h"
+#include "VoxArchive/PropertyListWriter.h"
 #include "VoxArchive/TranscriptKeys.h"
 #include "VoxArchive/VMVoicemailTranscript.h"
 #include <cstddef>

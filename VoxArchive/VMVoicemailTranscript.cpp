@@ -1,9 +1,9 @@
 #include "VoxArchive/VMVoicemailTranscript.h"
 
-#include "Foundation/KeyedUnarchiver.h"
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
+#include "VoxArchive/KeyedUnarchiver.h"
 #include "VoxArchive/TranscriptKeys.h"
 
 namespace Orvex {

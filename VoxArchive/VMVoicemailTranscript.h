@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Foundation/ArchiveError.h"
 #include "Foundation/Description.h"
 #include "Foundation/FileURL.h"
+#include "VoxArchive/ArchiveError.h"
 #include <optional>
 #include <stdexcept>
 #include <string>

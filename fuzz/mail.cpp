@@ -1,6 +1,6 @@
 #include "Fuzzing.h"
+#include "Outbox/OutboxEntry.h"
 #include "SMTPTransport/Exchange.h"
-#include "SendingService/OutboxEntry.h"
 #include <algorithm>
 #include <exception>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "Foundation/CharacterSets.h"
-#include "Foundation/PropertyList.h"
 #include "Foundation/UTF8.h"
 #include "Fuzzing.h"
+#include "VoxArchive/PropertyList.h"
 #include "VoxArchive/VMVoicemailTranscript.h"
 #include <optional>
 #include <stdexcept>

@@ -1,7 +1,7 @@
 #include "FailingSystemCalls.h"
 #include "Foundation/FileDescriptor.h"
-#include "SendingService/Folder.h"
-#include "SendingService/OutboxSendingService.h"
+#include "Outbox/Folder.h"
+#include "Outbox/OutboxSendingService.h"
 #include "Support.h"
 #include <cerrno>
 #include <chrono>

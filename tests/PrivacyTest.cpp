@@ -1,6 +1,6 @@
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/commands/AllCommands.h"
-#include "SendingService/OutboxSendingService.h"
+#include "Outbox/OutboxSendingService.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
-#include "Foundation/KeyedUnarchiver.h"
 #include "Orvex/arguments/Wording.h"
 #include "Support.h"
+#include "VoxArchive/KeyedUnarchiver.h"
 #include "VoxArchive/VMVoicemailTranscript.h"
 #include <filesystem>
 #include <functional>

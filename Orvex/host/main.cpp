@@ -6,7 +6,7 @@
 #include "Orvex/host/Module.h"
 #include "Orvex/store/MessageStoreClient.h"
 #include "Orvex/store/SendingService.h"
-#include "SendingService/OutboxSendingService.h"
+#include "Outbox/OutboxSendingService.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
 #include <cstdio>
 #include <cstdlib>

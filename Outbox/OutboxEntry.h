@@ -2,7 +2,7 @@
 
 #include "Foundation/FileDescriptor.h"
 #include "Orvex/store/SendingService.h"
-#include "SendingService/Folder.h"
+#include "Outbox/Folder.h"
 #include <boost/describe/enum.hpp>
 #include <cstdint>
 #include <filesystem>

@@ -1,9 +1,9 @@
-#include "Foundation/XMLPropertyList.h"
+#include "VoxArchive/XMLPropertyList.h"
 
-#include "Foundation/ArchiveError.h"
 #include "Foundation/Number.h"
-#include "Foundation/PropertyListWriter.h"
 #include "Foundation/QuotedText.h"
+#include "VoxArchive/ArchiveError.h"
+#include "VoxArchive/PropertyListWriter.h"
 #include <algorithm>
 #include <array>
 #include <exception>

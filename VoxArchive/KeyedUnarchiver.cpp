@@ -1,4 +1,4 @@
-#include "Foundation/KeyedUnarchiver.h"
+#include "VoxArchive/KeyedUnarchiver.h"
 
 #include "Foundation/QuotedText.h"
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "SendingService/Outbox.h"
+#include "Outbox/Outbox.h"
 
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/PrivateFolder.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Foundation/PropertyList.h"
+#include "VoxArchive/PropertyList.h"
 #include <cstddef>
 #include <span>
 #include <string>

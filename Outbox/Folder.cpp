@@ -1,4 +1,4 @@
-#include "SendingService/Folder.h"
+#include "Outbox/Folder.h"
 
 #include "Foundation/QuotedText.h"
 #include "Orvex/store/SendingService.h"

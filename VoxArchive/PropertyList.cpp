@@ -1,8 +1,8 @@
-#include "Foundation/PropertyList.h"
+#include "VoxArchive/PropertyList.h"
 
-#include "Foundation/PropertyListWriter.h"
 #include "Foundation/UTF8.h"
-#include "Foundation/XMLPropertyList.h"
+#include "VoxArchive/PropertyListWriter.h"
+#include "VoxArchive/XMLPropertyList.h"
 #include <algorithm>
 #include <array>
 #include <bit>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Foundation/ArchiveError.h"
+#include "VoxArchive/ArchiveError.h"
 #include <boost/endian/conversion.hpp>
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Orvex/store/SendingService.h"
-#include "SendingService/OutboxEntry.h"
+#include "Outbox/OutboxEntry.h"
 #include <filesystem>
 #include <optional>
 

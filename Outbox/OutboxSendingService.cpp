@@ -1,6 +1,6 @@
-#include "SendingService/OutboxSendingService.h"
+#include "Outbox/OutboxSendingService.h"
 
-#include "SendingService/Outbox.h"
+#include "Outbox/Outbox.h"
 
 namespace Orvex {
 

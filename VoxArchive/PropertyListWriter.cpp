@@ -1,4 +1,4 @@
-#include "Foundation/PropertyListWriter.h"
+#include "VoxArchive/PropertyListWriter.h"
 
 #include "Foundation/Number.h"
 #include "Foundation/UTF8.h"

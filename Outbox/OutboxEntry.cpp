@@ -1,4 +1,4 @@
-#include "SendingService/OutboxEntry.h"
+#include "Outbox/OutboxEntry.h"
 
 #include "Foundation/Enumeration.h"
 #include "Foundation/QuotedText.h"
