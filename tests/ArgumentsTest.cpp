@@ -1,3 +1,4 @@
+#include "Orvex/Version.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/arguments/Wording.h"
 #include "Support.h"
@@ -105,6 +106,12 @@ struct OwnVersion {
 
     ORVEX_CODING_KEYS(OwnVersion, edition)
 };
+
+TEST(Version, IsTheSameAsTextAndAsNumbers) {
+    const std::vector<std::string> numbers = Testing::split(ORVEX_VERSION, ".");
+    EXPECT_THAT(numbers, ElementsAre(std::to_string(ORVEX_VERSION_MAJOR), std::to_string(ORVEX_VERSION_MINOR),
+                                     std::to_string(ORVEX_VERSION_PATCH)));
+}
 
 TEST(Names, AreDerivedFromProperties) {
     const std::pair<std::string_view, std::string_view> cases[] = {

@@ -14,11 +14,14 @@ namespace Orvex {
 
 /// The filters of a command line as the user typed them; empty lists filter nothing.
 struct MessageFilters {
+    /// The values given.
+    /// @{
     std::vector<std::string> recordUUIDs = {};
     std::vector<std::string> handles = {};
     std::vector<InputProviderType> providers = {};
     std::vector<InputMessageType> types = {};
     std::vector<std::string> voicemailIDs = {};
+    /// @}
 };
 
 /// Prints a heading and runs one query, for the first filter that is given: record UUIDs, handles, providers
