@@ -2,6 +2,7 @@
 
 #include "Foundation/ConnectionString.h"
 #include "Foundation/QuotedText.h"
+#include "Orvex/Version.h"
 #include "PostgreSQLServer.h"
 #include "ScriptedPostgreSQLServer.h"
 #include "SteppedLoop.h"

@@ -1,5 +1,6 @@
 #include "FailingSystemCalls.h"
 #include "Foundation/Time.h"
+#include "Orvex/Version.h"
 #include "SMTPServer.h"
 #include "SMTPTransport/Netrc.h"
 #include "SMTPTransport/SMTPSendingService.h"
@@ -642,7 +643,7 @@ TEST_F(MailServerTest, IsReachedByAModuleThatIsLoadedWhenItIsAskedFor) {
                     testing::HasSubstr(fault.empty() ? "\"ann@example.com\" deferred ("
                                                      : "orvex: the module \"" + module.native() +
                                                            "\" is not loaded: " + fault +
-                                                           "; install the package orvex-smtp again\n"));
+                                                           "; reinstall the package orvex-smtp\n"));
         std::filesystem::remove(module);
     }
 }
