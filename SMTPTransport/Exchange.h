@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Outbox/OutboxEntry.h"
+#include "SMTPTransport/Delivery.h"
 #include <cstddef>
 #include <cstdint>
 #include <string>

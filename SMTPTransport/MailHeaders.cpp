@@ -65,9 +65,8 @@ std::string attachmentHeader(std::string_view fileName) {
     std::vector<std::string> sections{"UTF-8''"};
     for (std::size_t position = 0; position < fileName.size();) {
         const char32_t c = nextCharacter(fileName, position).value_or(replacement);
-        const bool isControl =
-            c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029 || isBidirectionalControl(c);
-        const std::string escape = escaped(isControl ? replacement : c);
+        const bool isDeceptive = isControl(c) || c == 0x2028 || c == 0x2029 || isBidirectionalControl(c);
+        const std::string escape = escaped(isDeceptive ? replacement : c);
         if (sections.back().size() + escape.size() > longestSection) {
             sections.emplace_back();
         }

@@ -2,7 +2,6 @@
 
 #include "Foundation/Enumeration.h"
 #include "Foundation/QuotedText.h"
-#include "Outbox/Outbox.h"
 #include "SMTPTransport/Address.h"
 #include "SMTPTransport/MailHeaders.h"
 #include <algorithm>
@@ -40,14 +39,14 @@ std::string messageID(const UUID& recordUUID, const std::string& sender) {
     return "<" + recordUUID.text() + sender.substr(sender.find('@')) + ">";
 }
 
-bool isAccepted(const OutboxEntry& entry) {
+bool isAccepted(const MailEntry& entry) {
     return !entry.has(DeliveryState::deferred) && !entry.has(DeliveryState::refused) &&
            !entry.has(DeliveryState::unknown);
 }
 
 /// True if the user has to hear something new. A message that is deferred once more is not new. An entry that
 /// a process left in `new/` when it died has not been reported.
-bool hasBadNews(const OutboxEntry& entry, const std::vector<Delivery>& before) {
+bool hasBadNews(const MailEntry& entry, const std::vector<Delivery>& before) {
     const auto isDeferred = [](const Delivery& delivery) {
         return delivery.state == DeliveryState::deferred;
     };
@@ -64,7 +63,7 @@ bool hasBadNews(const OutboxEntry& entry, const std::vector<Delivery>& before) {
 }
 
 /// What the message is called, what each destination answered, and what can be done.
-std::string report(const OutboxEntry& entry) {
+std::string report(const MailEntry& entry) {
     const VideoMessageRequest& request = entry.message.request;
     std::string text = "the video message " + request.recordUUID.text() +
                        (isAccepted(entry) ? " was accepted" : " was not accepted for everybody");
@@ -86,8 +85,8 @@ std::string report(const OutboxEntry& entry) {
 }
 
 /// Hands the message to the server for those destinations that are deferred, and keeps what becomes of it.
-bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLimits& limits) {
-    OutboxMessage& message = entry.message;
+bool submitDeferred(MailEntry& entry, const ServiceURL& service, const TimeLimits& limits) {
+    MailRequest& message = entry.message;
     const Envelope envelope = envelopeOf(message.request, service.phoneDomain);
     const std::string name = std::filesystem::path(message.request.videoURL.path()).filename().native();
     const FileDescriptor video = entry.openVideo();
@@ -149,20 +148,19 @@ SMTPSendingService::SMTPSendingService(const std::string& url, const std::filesy
 
 Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
     const Envelope envelope = envelopeOf(request, service_.phoneDomain);
-    std::optional<OutboxEntry> entry = continueDeferred(request);
+    std::optional<MailEntry> entry = continueDeferred(request);
     try {
         if (!entry) {
-            entry = OutboxEntry::find(outbox_, request.recordUUID);
+            entry = MailEntry::find(outbox_, request.recordUUID);
         }
     } catch (const std::exception& error) {
         throw SendingServiceError(attempt + ": " + onOneLine(error.what()));
     }
     if (!entry) {
-        const Transport transport{service_.text, messageID(request.recordUUID, envelope.sender)};
-        entry = putIntoOutbox(outbox_, request, transport);
-    } else if (const OutboxMessage& known = entry->message;
-               !known.transport || known.transport->service != service_.text ||
-               known.request.senderHandle != request.senderHandle ||
+        entry =
+            MailEntry::put(outbox_, request, service_.text, messageID(request.recordUUID, envelope.sender));
+    } else if (const MailRequest& known = entry->message;
+               known.service != service_.text || known.request.senderHandle != request.senderHandle ||
                known.request.destinationHandles != request.destinationHandles) {
         throw SendingServiceError(attempt + ": the outbox has another one with the record UUID " +
                                   request.recordUUID.text());
@@ -174,15 +172,14 @@ Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
     co_return;
 }
 
-std::optional<OutboxEntry> SMTPSendingService::continueDeferred(const VideoMessageRequest& request) const {
-    std::optional<OutboxEntry> same;
+std::optional<MailEntry> SMTPSendingService::continueDeferred(const VideoMessageRequest& request) const {
+    std::optional<MailEntry> same;
     bool reachesServer = true;
-    for (const UUID& recordUUID : OutboxEntry::waiting(outbox_, service_.text)) {
+    for (const UUID& recordUUID : MailEntry::waiting(outbox_, service_.text)) {
         std::string news;
         try {
-            std::optional<OutboxEntry> entry = recordUUID != request.recordUUID
-                                                   ? OutboxEntry::openIfFree(outbox_, recordUUID)
-                                                   : std::nullopt;
+            std::optional<MailEntry> entry =
+                recordUUID != request.recordUUID ? MailEntry::openIfFree(outbox_, recordUUID) : std::nullopt;
             if (entry && !same && entry->isFor(request)) {
                 same = std::move(entry);
             } else if (entry && reachesServer) {
@@ -201,7 +198,7 @@ std::optional<OutboxEntry> SMTPSendingService::continueDeferred(const VideoMessa
     return same;
 }
 
-bool SMTPSendingService::deliver(OutboxEntry& entry) const {
+bool SMTPSendingService::deliver(MailEntry& entry) const {
     bool reachedServer = true;
     try {
         if (entry.has(DeliveryState::deferred)) {

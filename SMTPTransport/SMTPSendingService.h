@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Orvex/store/SendingService.h"
-#include "Outbox/OutboxEntry.h"
+#include "SMTPTransport/MailEntry.h"
 #include "SMTPTransport/ServiceURL.h"
 #include "SMTPTransport/Submission.h"
 #include <filesystem>
@@ -24,9 +24,9 @@ class SMTPSendingService final : public SendingService {
 
   private:
     /// All but what the request continues with; returns that unless it has the request's record UUID.
-    [[nodiscard]] std::optional<OutboxEntry> continueDeferred(const VideoMessageRequest& request) const;
+    [[nodiscard]] std::optional<MailEntry> continueDeferred(const VideoMessageRequest& request) const;
     /// Whether the server could be reached.
-    bool deliver(OutboxEntry& entry) const;
+    bool deliver(MailEntry& entry) const;
 
     ServiceURL service_;
     std::filesystem::path outbox_;

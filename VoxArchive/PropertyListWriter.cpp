@@ -118,8 +118,7 @@ class BinaryWriter {
     }
 
     void string(std::string_view text) {
-        if (std::all_of(text.begin(), text.end(),
-                        [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        if (std::all_of(text.begin(), text.end(), isASCII)) {
             marker(0x5, text.size());
             out_ += text;
             return;

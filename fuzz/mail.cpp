@@ -1,6 +1,6 @@
 #include "Fuzzing.h"
-#include "Outbox/OutboxEntry.h"
 #include "SMTPTransport/Exchange.h"
+#include "SMTPTransport/MailEntry.h"
 #include <algorithm>
 #include <exception>
 #include <optional>
@@ -55,18 +55,18 @@ void tryServer(std::string_view input) {
 
 /// The input is a `request.json`.
 void tryRequest(const std::string& input) {
-    std::optional<OutboxMessage> message;
+    std::optional<MailRequest> message;
     try {
-        message = OutboxMessage::parse(input);
+        message = MailRequest::parse(input);
     } catch (const std::exception&) {
         return;
     }
     expect(message->video.find('/') == std::string::npos, "the video is in the entry");
     expect(message->deliveries.size() ==
-               (message->transport ? message->request.destinationHandles.size() : 0),
+               (!message->service.empty() ? message->request.destinationHandles.size() : 0),
            "each destination has a delivery");
     const std::string text = message->text();
-    expect(OutboxMessage::parse(text).text() == text, "what is read is written alike");
+    expect(MailRequest::parse(text).text() == text, "what is read is written alike");
 }
 
 } // namespace

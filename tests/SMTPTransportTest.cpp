@@ -66,7 +66,9 @@ class Sender {
     /// The first letter of each destination's state.
     std::string statesOf(const UUID& recordUUID) {
         std::string states;
-        const auto json = nlohmann::json::parse(readFile(entryOf(recordUUID) / "request.json"));
+        const std::string text = readFile(entryOf(recordUUID) / "request.json");
+        const auto json = nlohmann::ordered_json::parse(text);
+        EXPECT_EQ(text, json.dump(2) + "\n");
         for (const auto& delivery : json.at("deliveries")) {
             states += delivery.at("state").get<std::string>().front();
         }
