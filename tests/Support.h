@@ -3,6 +3,7 @@
 #include "Foundation/Async.h"
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/model/StoredMessage.h"
+#include "Orvex/store/MessageStore.h"
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -19,20 +20,10 @@
 
 namespace Orvex::Testing {
 
-template <class T>
-Async<void> keepResult(Async<T> work, std::optional<T>& result) {
-    result = co_await std::move(work);
-}
-
-/// Runs `work` to its end and returns what it yields.
+/// A short name for what the tests do most.
 template <class T>
 T wait(Async<T> work) {
-    std::optional<T> result;
-    runToCompletion(keepResult(std::move(work), result));
-    return *std::move(result);
-}
-inline void wait(Async<void> work) {
-    runToCompletion(std::move(work));
+    return runToCompletion(std::move(work));
 }
 
 /// A folder of its own for a test, gone with the object.
@@ -160,8 +151,17 @@ class TerminalSession {
 /// Waits until `condition` is true; false when it is not within ten seconds.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);
 
-/// The error of a store that an operation ends with, or nothing.
-[[nodiscard]] std::string errorOf(const std::function<void()>& operation);
+/// The message of the error that ends `operation`; empty if none does. Errors of other types pass through,
+/// which fails the test.
+template <class Error = MessageStoreError, class Operation>
+[[nodiscard]] std::string errorOf(Operation&& operation) {
+    try {
+        operation();
+    } catch (const Error& error) {
+        return error.what();
+    }
+    return "";
+}
 
 [[nodiscard]] std::string repeated(std::string_view text, int times);
 /// The low bytes of an integer, as files of SQLite and messages of PostgreSQL have them.
