@@ -3,6 +3,7 @@
 #include "Foundation/CharacterSets.h"
 #include "Foundation/Enumeration.h"
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/LetterCase.h"
 #include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
@@ -164,9 +165,7 @@ std::string videoName(const std::string& originalPath) {
     constexpr std::size_t longest = 16;
     const bool isOrdinary =
         extension.size() > 1 && extension.size() <= longest &&
-        std::all_of(extension.begin() + 1, extension.end(), [](char c) {
-            return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-        });
+        std::all_of(extension.begin() + 1, extension.end(), [](char c) { return isLetter(c) || isDigit(c); });
     return isOrdinary ? "video" + extension : "video";
 }
 

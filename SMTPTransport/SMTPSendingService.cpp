@@ -34,7 +34,7 @@ Envelope envelopeOf(const VideoMessageRequest& request, const std::string& phone
     return envelope;
 }
 
-/// Every attempt has the same one, so that the message can be found in a server's log.
+/// The same in every attempt, so that the message can be found in a server's log.
 std::string messageID(const UUID& recordUUID, const std::string& sender) {
     return "<" + recordUUID.text() + sender.substr(sender.find('@')) + ">";
 }
@@ -44,8 +44,8 @@ bool isAccepted(const MailEntry& entry) {
            !entry.has(DeliveryState::unknown);
 }
 
-/// True if the user has to hear something new. A message that is deferred once more is not new. An entry that
-/// a process left in `new/` when it died has not been reported.
+/// Returns true if there is something new to tell the user: a refused or unknown delivery that was deferred
+/// before. If none was deferred, a process died before it reported the entry.
 bool hasBadNews(const MailEntry& entry, const std::vector<Delivery>& before) {
     const auto isDeferred = [](const Delivery& delivery) {
         return delivery.state == DeliveryState::deferred;
@@ -62,7 +62,7 @@ bool hasBadNews(const MailEntry& entry, const std::vector<Delivery>& before) {
     return false;
 }
 
-/// What the message is called, what each destination answered, and what can be done.
+/// Describes the state of each destination, and what the user can do.
 std::string report(const MailEntry& entry) {
     const VideoMessageRequest& request = entry.message.request;
     std::string text = "the video message " + request.recordUUID.text() +
@@ -84,8 +84,9 @@ std::string report(const MailEntry& entry) {
     return text;
 }
 
-/// Hands the message to the server for those destinations that are deferred, and keeps what becomes of it.
-bool submitDeferred(MailEntry& entry, const ServiceURL& service, const TimeLimits& limits) {
+/// Submits the message for its deferred destinations, and saves the deliveries. Returns true if the server
+/// could be reached.
+bool submitDeferred(MailEntry& entry, const MailService& service, const TimeLimits& limits) {
     MailRequest& message = entry.message;
     const Envelope envelope = envelopeOf(message.request, service.phoneDomain);
     const std::string name = std::filesystem::path(message.request.videoURL.path()).filename().native();
@@ -101,7 +102,7 @@ bool submitDeferred(MailEntry& entry, const ServiceURL& service, const TimeLimit
                      .videoHeader = attachmentHeader(name),
                      .video = video.get(),
                      .videoSize = message.size};
-    /// By address: one that is named twice gets one copy.
+    // By address: one that is named twice gets one copy.
     std::map<std::string, std::vector<std::size_t>> tried;
     for (std::size_t i = 0; i < message.deliveries.size(); ++i) {
         if (message.deliveries[i].state == DeliveryState::deferred) {
@@ -125,12 +126,12 @@ bool submitDeferred(MailEntry& entry, const ServiceURL& service, const TimeLimit
     try {
         submission = submit(service, mail, limits, keep);
     } catch (const std::exception&) {
-        // The server does not have it: what says that it might must not stay.
+        // The server does not have the message, so no delivery may stay marked as unknown.
         message.deliveries = before;
         try {
             entry.save();
         } catch (const std::exception&) {
-            // The first error says what is wrong.
+            // The first error tells the cause.
         }
         throw;
     }
@@ -142,7 +143,7 @@ bool submitDeferred(MailEntry& entry, const ServiceURL& service, const TimeLimit
 
 SMTPSendingService::SMTPSendingService(const std::string& url, const std::filesystem::path& outbox,
                                        TimeLimits limits)
-    : service_(ServiceURL::parse(url)), outbox_(std::filesystem::absolute(outbox)), limits_(limits) {
+    : service_(MailService::fromURL(url)), outbox_(std::filesystem::absolute(outbox)), limits_(limits) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 
@@ -188,7 +189,7 @@ std::optional<MailEntry> SMTPSendingService::continueDeferred(const VideoMessage
                 news = hasBadNews(*entry, before) ? report(*entry) : "";
             }
         } catch (const std::exception&) {
-            // Damage to one message must not keep others from being sent.
+            // A damaged entry must not keep others from being sent.
         }
         if (!news.empty()) {
             throw SendingServiceError(attempt +

@@ -1,9 +1,9 @@
 #include "FailingSystemCalls.h"
 #include "Foundation/Time.h"
 #include "SMTPServer.h"
+#include "SMTPTransport/MailService.h"
 #include "SMTPTransport/Netrc.h"
 #include "SMTPTransport/SMTPSendingService.h"
-#include "SMTPTransport/ServiceURL.h"
 #include "Support.h"
 #include <algorithm>
 #include <cerrno>
@@ -402,7 +402,7 @@ TEST_F(SMTPTransportTest, TakesTheUsersOwnPassword) {
             if (setuid(65534) != 0) {
                 throw std::runtime_error("still root");
             }
-            _exit(ServiceURL::parse("smtp://bob@host").password == "secret" ? 0 : 1);
+            _exit(MailService::fromURL("smtp://bob@host").password == "secret" ? 0 : 1);
         };
         EXPECT_THAT(runInProcesses(1, readAsAnother), ElementsAre(0));
     }
