@@ -77,7 +77,7 @@ TEST(Transcript, ReadsWhatItWrites) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     const VMVoicemailTranscript endless{.segments = {{.timestamp = Seconds(-infinity)}}};
     EXPECT_EQ(faultOf(encodeTranscript(endless, ArchiveForm::binary)),
-              R"(the value of "timestamp" is no finite number)");
+              R"(the value of "timestamp" is not a finite number)");
     const VMVoicemailTranscript control{.text = "\x1b"};
     EXPECT_THROW(static_cast<void>(encodeTranscript(control, ArchiveForm::xml)), std::invalid_argument);
     EXPECT_EQ(decodeTranscript(encodeTranscript(control, ArchiveForm::binary))->text, "\x1b");
@@ -152,7 +152,7 @@ TEST(Transcript, ReadsTextsThatAreObjectsAndSubclasses) {
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->description(), "VMVoicemailTranscript\n  text: \"a\"\n  segment 1:\n    text: \"b\"");
     EXPECT_EQ(faultOf(replaced(transcript, "NS.string", "string")),
-              R"(it is no keyed archive: it has no "NS.string")");
+              R"(it is not a keyed archive: it has no "NS.string")");
     EXPECT_EQ(faultOf(replaced(transcript, "<string>a</string>", uid(6))),
               R"(the value of "NS.string" is a reference, not a string)");
 }
@@ -173,7 +173,7 @@ TEST(Transcript, RefusesArchivesThatLie) {
     ASSERT_EQ(faultOf(good), "");
     // The first of equal keys counts.
     EXPECT_EQ(faultOf(withField("text", "<string>x</string><key>text</key><true/>")), "");
-    const std::string noArchive = "it is no keyed archive: ";
+    const std::string noArchive = "it is not a keyed archive: ";
     const std::string belongs = R"( where one of class "VMVoicemailTranscript" belongs)";
     expectFaults({
         {replaced(good, "NSKeyedArchiver", "X"), noArchive + R"(its "$archiver" is not "NSKeyedArchiver")"},
@@ -231,7 +231,7 @@ TEST(Transcript, RefusesArchivesThatLie) {
 }
 
 TEST(Transcript, RefusesWhatIsNoPropertyList) {
-    const std::string no = "it is no property list: ";
+    const std::string no = "it is not a property list: ";
     expectFaults({
         {"", "it is empty"},
         {"hello", no + "line 1: syntax error"},
@@ -246,11 +246,11 @@ TEST(Transcript, RefusesWhatIsNoPropertyList) {
         {"<plist><dict><key>a</key></dict></plist>", no + "line 1: there is a key without a value"},
         {"<plist><string><true/></string></plist>", no + "line 1: there is an element inside a value"},
         {"<plist><sting/></plist>", no + R"(line 1: it has an unknown element "sting")"},
-        {"<plist><integer>1x</integer></plist>", no + R"(line 1: "1x" is no integer)"},
-        {"<plist><real>nan</real></plist>", no + R"(line 1: "nan" is no real number)"},
-        {"<plist>" + uid(-1) + "</plist>", no + "line 1: a UID is no integer of 32 bits"},
+        {"<plist><integer>1x</integer></plist>", no + R"(line 1: "1x" is not an integer)"},
+        {"<plist><real>nan</real></plist>", no + R"(line 1: "nan" is not a real number)"},
+        {"<plist>" + uid(-1) + "</plist>", no + "line 1: a UID is not an integer of 32 bits"},
         {"<plist>" + replaced(uid(0), "0", "4294967296") + "</plist>",
-         no + "line 1: a UID is no integer of 32 bits"},
+         no + "line 1: a UID is not an integer of 32 bits"},
         {"<plist>" + repeated("<array>", 100000), no + "line 1: its elements are nested more than 64 deep"},
         {"<!DOCTYPE plist [<!ATTLIST true a CDATA \"\">]><plist><true/></plist>",
          no + "line 1: its <!DOCTYPE> has declarations of its own"},
@@ -312,7 +312,7 @@ TEST(Transcript, RefusesBinaryPropertyListsThatPointAnywhere) {
         {"is a real number of neither 4 nor 8 bytes", {"\x24"s}},
         {"is a UID of more than 32 bits", {"\x8F"s}},
         {"is of no known kind", {"\x70"s, "\x01"s}},
-        {"is an ASCII string with a byte that is none", {"\x51\x80"s}},
+        {"is an ASCII string with a byte that is not ASCII", {"\x51\x80"s}},
         {"is a string of invalid UTF-16",
          {"\x61\xD8\0"s, "\x62\xD8\0\0x"s, "\x61\xDC\0"s, "\x62\xD8\0\xD8\0"s, "\x62\xD8\0\xE0\0"s}},
     };
@@ -331,7 +331,7 @@ TEST(Transcript, RefusesBinaryPropertyListsThatPointAnywhere) {
                 [](std::string& trailer) { trailer[7] = 8; }),
          "it is damaged: object 0 is cut off"},
         // Each array holds the next one twice, and the last one the first.
-        {binary({"\xA2\1\1"s, "\xA2\2\2"s, "\xA2\0\0"s}), R"(it is no keyed archive: it has no "$archiver")"},
+        {binary({"\xA2\1\1"s, "\xA2\2\2"s, "\xA2\0\0"s}), R"(it is not a keyed archive: it has no "$archiver")"},
         {binary({"\xD1\1\0"s, "\x59$archiver"s}),
          R"(the value of "$archiver" is a dictionary, not a string)"},
     });
@@ -412,11 +412,11 @@ TEST(Transcript, RefusesFilesThatAreNone) {
     std::filesystem::resize_file(file, 16 * 1024 * 1024 + 1);
     expectFault(file, "it has 16777217 bytes, more than the 16777216 that are read");
     std::filesystem::resize_file(file, 16 * 1024 * 1024);
-    expectFault(file, "it is no property list: line 1: not well-formed (invalid token)");
+    expectFault(file, "it is not a property list: line 1: not well-formed (invalid token)");
     expectFault(folder / "", "it is a folder, not a file");
     mkfifo((folder / "fifo").c_str(), 0600);
-    expectFault(folder / "fifo", "it is no regular file");
-    expectFault("/dev/zero", "it is no regular file");
+    expectFault(folder / "fifo", "it is not a regular file");
+    expectFault("/dev/zero", "it is not a regular file");
 }
 
 } // namespace
