@@ -45,6 +45,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "orvex (= ${PROJECT_VERSION}), libboost${Boost_VERSION_MAJOR}.${Boost_VERSION_MINOR}-dev, libexpat1-dev, \
 libsqlite3-dev, pkg-config")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libgtest-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "build a tool of one's own with the commands of orvex
 The commands of orvex as static libraries, their headers, what CMake and
 pkg-config have to know of them, and an example: a host that offers the
