@@ -1,7 +1,6 @@
 #include "ScriptedPostgreSQLServer.h"
 
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/write.hpp>
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 
 namespace Orvex::Testing {
@@ -46,32 +45,30 @@ std::string ready() {
 } // namespace Wire
 
 ScriptedPostgreSQLServer::ScriptedPostgreSQLServer(std::vector<std::string> answers, bool isEndless)
-    : answers_(std::move(answers)),
-      isEndless_(isEndless),
-      listener_(loop_, Protocol::endpoint((folder_ / ".s.PGSQL.5432").native())),
-      worker_([this] { talk(); }) {}
+    : answers_(std::move(answers)), isEndless_(isEndless), worker_([this] { talk(); }) {}
 
 ScriptedPostgreSQLServer::~ScriptedPostgreSQLServer() {
-    shutdown(listener_.native_handle(), SHUT_RDWR);
+    shutdown(listener_.socket.get(), SHUT_RDWR);
     worker_.join();
 }
 
 std::string ScriptedPostgreSQLServer::uri() const {
-    return "postgresql:///db?user=u&host=" + (folder_ / ".").native();
+    return "postgresql://u@127.0.0.1:" + listener_.port + "/db?sslmode=disable&gssencmode=disable";
 }
 
 void ScriptedPostgreSQLServer::talk() {
-    const std::string letsIn = Wire::message('R', std::string(4, '\0'));
-    boost::system::error_code fault;
-    Protocol::socket client = listener_.accept(fault);
-    write(client, boost::asio::buffer(letsIn), fault);
+    const FileDescriptor client = listener_.client();
+    const auto say = [&](std::string_view bytes) {
+        return send(client.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0;
+    };
+    bool isThere = say(Wire::message('R', std::string(4, '\0')));
     // The client asks in one piece, and waits for the answer.
     std::string heard(1U << 16U, ' ');
-    for (auto answer = answers_.begin(); answer != answers_.end() && !fault; ++answer) {
-        client.read_some(boost::asio::buffer(heard), fault);
+    for (auto answer = answers_.begin(); answer != answers_.end() && isThere; ++answer) {
+        isThere = recv(client.get(), heard.data(), heard.size(), 0) > 0;
         do {
-            write(client, boost::asio::buffer(*answer), fault);
-        } while (isEndless_ && answer + 1 == answers_.end() && !fault);
+            isThere = isThere && say(*answer);
+        } while (isEndless_ && answer + 1 == answers_.end() && isThere);
     }
 }
 

@@ -1,10 +1,15 @@
 #include "TestServers.h"
 
 #include "Foundation/UUID.h"
+#include <arpa/inet.h>
+#include <cerrno>
 #include <cstdlib>
 #include <libpq-fe.h>
 #include <memory>
+#include <netinet/in.h>
 #include <stdexcept>
+#include <sys/socket.h>
+#include <system_error>
 
 namespace Orvex::Testing {
 
@@ -17,6 +22,26 @@ std::filesystem::path inOpenFolder(const std::filesystem::path& path) {
 }
 
 } // namespace
+
+LocalListener::LocalListener(int bufferSize) : socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    if (bufferSize != 0) {
+        setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const anyAddress = reinterpret_cast<sockaddr*>(&address);
+    if (bind(socket.get(), anyAddress, size) != 0 || listen(socket.get(), SOMAXCONN) != 0 ||
+        getsockname(socket.get(), anyAddress, &size) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot listen");
+    }
+    port = std::to_string(ntohs(address.sin_port));
+}
+
+FileDescriptor LocalListener::client() const {
+    return FileDescriptor(accept4(socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+}
 
 TemporaryServer::TemporaryServer() : server_(inOpenFolder(folder()), {"-c", "fsync=off"}) {}
 

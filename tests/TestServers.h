@@ -1,12 +1,24 @@
 #pragma once
 
+#include "Foundation/FileDescriptor.h"
 #include "PostgreSQLServer.h"
 #include "Support.h"
 #include <string>
 
 namespace Orvex::Testing {
 
-/// A server of its own for a test that stops it.
+/// A socket that listens on a port of this machine.
+struct LocalListener {
+    /// With a receive buffer of this size in bytes, unless it is 0.
+    explicit LocalListener(int bufferSize = 0);
+    /// Waits for a client. Negative once the socket was shut down.
+    [[nodiscard]] FileDescriptor client() const;
+
+    FileDescriptor socket;
+    std::string port;
+};
+
+/// A PostgreSQL server for a test that stops it.
 class TemporaryServer {
   public:
     TemporaryServer();
