@@ -1,5 +1,6 @@
 #include "Foundation/RegularFile.h"
 
+#include "Foundation/SystemCalls.h"
 #include <cerrno>
 #include <fcntl.h>
 #include <system_error>
@@ -63,19 +64,11 @@ bool RegularFile::hasChanged() const {
 }
 
 std::size_t RegularFile::read(std::span<char> buffer) const {
-    std::size_t filled = 0;
-    while (filled < buffer.size()) {
-        const ssize_t size =
-            pread(file_.get(), buffer.data() + filled, buffer.size() - filled, static_cast<off_t>(filled));
-        if (size < 0 && errno != EINTR) {
-            failToRead(errno);
-        }
-        if (size == 0) {
-            break;
-        }
-        filled += static_cast<std::size_t>(size > 0 ? size : 0);
+    const ssize_t size = readBeginning(file_.get(), buffer.data(), buffer.size());
+    if (size < 0) {
+        failToRead(errno);
     }
-    return filled;
+    return static_cast<std::size_t>(size);
 }
 
 std::string readWholeFile(const std::string& path, std::uintmax_t largest) {

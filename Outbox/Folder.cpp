@@ -1,6 +1,7 @@
 #include "Outbox/Folder.h"
 
 #include "Foundation/QuotedText.h"
+#include "Foundation/SystemCalls.h"
 #include "Orvex/store/SendingService.h"
 #include <algorithm>
 #include <sys/file.h>
@@ -115,10 +116,7 @@ std::string Folder::pathOf(const std::string& name) const {
 
 void writeAll(int file, std::string_view bytes, const std::string& path) {
     while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t written = uninterrupted([&] { return write(file, bytes.data(), bytes.size()); });
         bytes.remove_prefix(static_cast<std::size_t>(checked(written, "cannot write " + path)));
     }
 }

@@ -4,6 +4,7 @@
 #include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
+#include "Foundation/SystemCalls.h"
 #include "Foundation/Time.h"
 #include "Foundation/UTF8.h"
 #include <algorithm>
@@ -122,11 +123,9 @@ std::uintmax_t copyThroughMemory(int source, int target, std::uintmax_t most, co
     std::vector<char> buffer(std::size_t{1} << 20U);
     std::uintmax_t copied = 0;
     while (true) {
-        const ssize_t size =
-            read(source, buffer.data(), std::min<std::uintmax_t>(buffer.size(), most - copied));
-        if (size < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t size = uninterrupted([&] {
+            return read(source, buffer.data(), std::min<std::uintmax_t>(buffer.size(), most - copied));
+        });
         if (size < 0) {
             throw FileError("it cannot be read: " + std::generic_category().message(errno));
         }
@@ -143,11 +142,9 @@ std::uintmax_t copy(int source, int target, std::uintmax_t most, const std::stri
     constexpr std::uintmax_t mostAtOnce = std::uintmax_t{1} << 30U;
     std::uintmax_t copied = 0;
     while (true) {
-        const ssize_t size =
-            copy_file_range(source, nullptr, target, nullptr, std::min(mostAtOnce, most - copied), 0);
-        if (size < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t size = uninterrupted([&] {
+            return copy_file_range(source, nullptr, target, nullptr, std::min(mostAtOnce, most - copied), 0);
+        });
         const bool isImpossible = size < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS ||
                                                errno == EOPNOTSUPP || errno == EPERM);
         if (isImpossible || (size == 0 && copied == 0)) {

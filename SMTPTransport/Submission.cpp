@@ -1,5 +1,6 @@
 #include "SMTPTransport/Submission.h"
 
+#include "Foundation/SystemCalls.h"
 #include "SMTPTransport/Base64.h"
 #include "SMTPTransport/Exchange.h"
 #include <algorithm>
@@ -149,10 +150,8 @@ class Attempt {
         const std::size_t most = std::min<std::uintmax_t>(block_.size(), rest_);
         std::size_t size = 0;
         while (size < most) {
-            const ssize_t count = ::read(message_.video, &block_[size], most - size);
-            if (count < 0 && errno == EINTR) {
-                continue;
-            }
+            const ssize_t count =
+                uninterrupted([&] { return ::read(message_.video, &block_[size], most - size); });
             if (count <= 0) {
                 throw std::system_error(count < 0 ? errno : EIO, std::generic_category(),
                                         "cannot read the video");

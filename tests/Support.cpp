@@ -1,6 +1,5 @@
 #include "Support.h"
 
-#include "Orvex/store/MessageStore.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -193,15 +192,6 @@ bool eventually(const std::function<bool()>& condition) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return condition();
-}
-
-std::string errorOf(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const MessageStoreError& error) {
-        return error.what();
-    }
-    return "";
 }
 
 std::string repeated(std::string_view text, int times) {

@@ -3,6 +3,7 @@
 #include "Foundation/Async.h"
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/model/StoredMessage.h"
+#include "Orvex/store/MessageStore.h"
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -160,8 +161,17 @@ class TerminalSession {
 /// Waits until `condition` is true; false when it is not within ten seconds.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);
 
-/// The error of a store that an operation ends with, or nothing.
-[[nodiscard]] std::string errorOf(const std::function<void()>& operation);
+/// The message of the error that ends `operation`; empty if none does. Errors of other types pass through,
+/// which fails the test.
+template <class Error = MessageStoreError, class Operation>
+[[nodiscard]] std::string errorOf(Operation&& operation) {
+    try {
+        operation();
+    } catch (const Error& error) {
+        return error.what();
+    }
+    return "";
+}
 
 [[nodiscard]] std::string repeated(std::string_view text, int times);
 /// The low bytes of an integer, as files of SQLite and messages of PostgreSQL have them.
