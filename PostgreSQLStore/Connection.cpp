@@ -3,15 +3,11 @@
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
 #include <algorithm>
+#include <arpa/inet.h>
 #include <array>
 #include <bit>
-#include <boost/asio/experimental/awaitable_operators.hpp>
-#include <boost/asio/ip/address.hpp>
-#include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
 #include <libpq-fe.h>
+#include <netinet/in.h>
 #include <new>
 #include <optional>
 #include <poll.h>
@@ -21,7 +17,7 @@ namespace Orvex::PostgreSQL {
 
 namespace {
 
-namespace asio = boost::asio;
+using Event = EventLoop::Event;
 using std::chrono::steady_clock;
 
 constexpr std::size_t longestValue = 16 << 20;
@@ -88,16 +84,6 @@ std::string_view firstWord(std::string_view statement) {
 /// The statements that tell how many rows they concern.
 constexpr std::array countingCommands = {"SELECT", "INSERT", "UPDATE", "DELETE"};
 
-/// libpq's socket, lent to an event loop.
-struct Socket {
-    Socket(const asio::any_io_executor& executor, int handle) : descriptor(executor, handle) {}
-    ~Socket() { descriptor.release(); }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-
-    asio::posix::stream_descriptor descriptor;
-};
-
 /// All parameters of a connection, those from the environment and the service file included.
 Location::Parameters parametersOf(PGconn* connection) {
     const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection),
@@ -142,13 +128,16 @@ void dropFirstHost(Location::Parameters& parameters) {
 
 /// Says whether what is said to the current host stays on this machine.
 bool isOnThisMachine(const PGconn* connection) {
-    const std::string_view address = PQhostaddr(connection);
-    if (address.empty()) {
+    const char* const address = PQhostaddr(connection);
+    if (*address == '\0') {
         const std::string_view host = PQhost(connection);
         return host.starts_with('/') || host.starts_with('@');
     }
-    boost::system::error_code fault;
-    return asio::ip::make_address(address, fault).is_loopback() && !fault;
+    in_addr v4{};
+    in6_addr v6{};
+    return (inet_pton(AF_INET, address, &v4) == 1 &&
+            ntohl(v4.s_addr) >> IN_CLASSA_NSHIFT == IN_LOOPBACKNET) ||
+           (inet_pton(AF_INET6, address, &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6));
 }
 
 /// Says whether libpq would tell the password to anyone who answers at the address of the current host.
@@ -235,27 +224,17 @@ void Connection::failLate() {
     throw Timeout("the server does not answer in time; try again when it is less busy, or give another host");
 }
 
-Async<void> Connection::wait(asio::posix::descriptor_base::wait_type event) {
-    using namespace asio::experimental::awaitable_operators;
-    const asio::any_io_executor executor = co_await asio::this_coro::executor;
-    const int handle = PQsocket(connection_.get());
-    if (handle < 0) {
+Async<void> Connection::wait(Event event) {
+    const int socket = PQsocket(connection_.get());
+    if (socket < 0) {
         fail();
     }
-    // A server that keeps talking would win each race against the timer.
+    // The socket of a server that keeps talking is ready each time.
     if (steady_clock::now() >= deadline_) {
         failLate();
     }
-    Socket socket(executor, handle);
-    if (deadline_ == never) {
-        co_await socket.descriptor.async_wait(event, asio::use_awaitable);
-        co_return;
-    }
-    asio::steady_timer timer(executor, deadline_);
-    Async<void> isReady = socket.descriptor.async_wait(event, asio::use_awaitable);
-    Async<void> isLate = timer.async_wait(asio::use_awaitable);
-    Async<std::variant<std::monostate, std::monostate>> either = std::move(isReady) || std::move(isLate);
-    if ((co_await std::move(either)).index() != 0) {
+    const bool isReady = co_await waitUntilReady(socket, event, deadline_);
+    if (!isReady) {
         failLate();
     }
 }
@@ -320,8 +299,7 @@ Async<void> Connection::connect(Location::Parameters parameters, Deadline deadli
             co_await connect(std::move(parameters), deadline, errorText);
             co_return;
         }
-        co_await wait(next == PGRES_POLLING_READING ? asio::posix::descriptor_base::wait_read
-                                                    : asio::posix::descriptor_base::wait_write);
+        co_await wait(next == PGRES_POLLING_READING ? Event::readable : Event::writable);
         next = PQconnectPoll(connection);
     }
     deadline_ = deadline;
@@ -373,7 +351,7 @@ Async<std::int64_t> Connection::receive(std::vector<Answer> answers, RowHandler 
     PQsetSingleRowMode(connection);
     int unsent = PQflush(connection);
     for (; unsent == 1; unsent = PQflush(connection)) {
-        co_await wait(asio::posix::descriptor_base::wait_write);
+        co_await wait(Event::writable);
     }
     // Where sending has failed, the server may have said why.
     std::int64_t count = 0;
@@ -382,7 +360,7 @@ Async<std::int64_t> Connection::receive(std::vector<Answer> answers, RowHandler 
     std::optional<Error> failure;
     while (true) {
         while (PQisBusy(connection) != 0) {
-            co_await wait(asio::posix::descriptor_base::wait_read);
+            co_await wait(Event::readable);
             if (PQconsumeInput(connection) == 0) {
                 fail();
             }

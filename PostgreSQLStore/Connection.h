@@ -3,8 +3,6 @@
 #include "Foundation/Async.h"
 #include "PostgreSQLStore/Location.h"
 #include "PostgreSQLStore/Values.h"
-#include <boost/asio/posix/descriptor_base.hpp>
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -79,8 +77,8 @@ class Row {
 /// server undoes.
 class Connection {
   public:
-    using Deadline = std::chrono::steady_clock::time_point;
-    static constexpr Deadline never = Deadline::max();
+    using Deadline = EventLoop::TimePoint;
+    static constexpr Deadline never = EventLoop::never;
     using RowHandler = std::function<void(const Row&)>;
 
     /// The rows that a statement finds or changes: how many there can be, and, where it hands them over, to
@@ -139,7 +137,7 @@ class Connection {
     };
 
     Async<void> connect(Location::Parameters parameters, Deadline deadline, ErrorText errorText);
-    Async<void> wait(boost::asio::posix::descriptor_base::wait_type event);
+    Async<void> wait(EventLoop::Event event);
     /// Receives the answers to what was sent, and hands over the rows of the last one. Returns how many rows
     /// the last one concerns.
     Async<std::int64_t> receive(std::vector<Answer> answers, RowHandler handler);

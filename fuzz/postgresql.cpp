@@ -1,18 +1,18 @@
+#include "Foundation/FileDescriptor.h"
 #include "Fuzzing.h"
 #include "PostgreSQLStore/PostgreSQLMessageStore.h"
 #include <algorithm>
 #include <array>
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/write.hpp>
 #include <chrono>
 #include <cstddef>
-#include <exception>
+#include <functional>
 #include <initializer_list>
+#include <memory>
+#include <poll.h>
 #include <string>
 #include <string_view>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -27,8 +27,6 @@ namespace Orvex::Fuzzing {
 
 namespace {
 
-namespace asio = boost::asio;
-using Protocol = asio::local::stream_protocol;
 using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds patience(10);
@@ -57,64 +55,38 @@ std::vector<std::string> answersIn(std::string_view input) {
     return answers;
 }
 
-/// A server in the abstract namespace, of which nothing is left behind.
-struct Server {
-    explicit Server(std::vector<std::string> script)
-        : answers(std::move(script)),
-          listener(loop, Protocol::endpoint('\0' + name.substr(1) + "/.s.PGSQL.5432")),
-          client(loop) {}
-
-    /// Hears something, and says the next thing.
-    void hear() {
-        if (next == answers.end()) {
-            client.close();
-            return;
-        }
-        client.async_read_some(asio::buffer(heard), [this](boost::system::error_code error, std::size_t) {
-            if (!error) {
-                say();
-            }
-        });
+/// A server in the abstract namespace, of which nothing is left behind. It is also the event loop of its
+/// client, and talks while that waits.
+class Server final : public EventLoop {
+  public:
+    /// If it is endless, it says the last thing again and again until the client has left.
+    explicit Server(std::vector<std::string> script, bool isEndless = false)
+        : answers(std::move(script)), isEndless_(isEndless) {
+        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        const std::string path = '\0' + name.substr(1) + "/.s.PGSQL.5432";
+        path.copy(address.sun_path, path.size());
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
+        expect(bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0 &&
+                   listen(listener_.get(), 1) == 0,
+               "the server can be reached");
     }
 
-    void say() {
-        asio::async_write(client, asio::buffer(*next), [this](boost::system::error_code error, std::size_t) {
-            if (error) {
-                return;
-            }
-            if (isEndless && next + 1 == answers.end()) {
-                say();
-            } else {
-                ++next;
-                hear();
-            }
-        });
-    }
-
-    /// Runs what talks to the server. It lets one client in, and leaves when all is said.
-    std::exception_ptr run(Async<void> work) {
-        listener.async_accept(client, [this](boost::system::error_code error) {
-            if (!error) {
-                hear();
-            }
-        });
-        std::exception_ptr failure;
-        bool isDone = false;
-        asio::co_spawn(loop, std::move(work), [&](const std::exception_ptr& thrown) {
-            failure = thrown;
-            isDone = true;
-        });
-        const auto start = steady_clock::now();
-        while (!isDone) {
+    std::shared_ptr<void> wait(int descriptor, Event event, TimePoint deadline,
+                               std::function<void(bool isReady)> resume) override {
+        expect(steady_clock::now() - start_ < tooLong, "the client waits for nothing past the deadline");
+        const short events = event == Event::readable ? POLLIN : POLLOUT;
+        pollfd client{.fd = descriptor, .events = events, .revents = 0};
+        while (poll(&client, 1, 0) == 0 && steady_clock::now() < deadline) {
             // When both wait for the other, the server leaves.
-            if (loop.poll_one() == 0) {
-                boost::system::error_code ignored;
-                client.shutdown(Protocol::socket::shutdown_both, ignored);
-                loop.run_one_for(patience);
+            if (!talk()) {
+                shutdown(client_.get(), SHUT_RDWR);
+                poll(&client, 1, patience.count());
+                expect(steady_clock::now() - start_ < tooLong,
+                       "the client waits for nothing past the deadline");
             }
-            expect(steady_clock::now() - start < tooLong, "nobody is waited for past the deadline");
         }
-        return failure;
+        resume(client.revents != 0);
+        return nullptr;
     }
 
     /// Says whether the server has told that each of these was done.
@@ -135,13 +107,40 @@ struct Server {
     const std::string name = "@orvex-fuzz-" + std::to_string(getpid());
     const std::string uri = "postgresql:///d?user=u&host=%40" + name.substr(1);
     std::vector<std::string> answers;
-    std::vector<std::string>::const_iterator next = answers.begin();
-    /// It says the last thing again and again until the client has left.
-    bool isEndless = false;
-    std::array<char, 65536> heard{};
-    asio::io_context loop{1};
-    Protocol::acceptor listener;
-    Protocol::socket client;
+
+  private:
+    /// Lets the client in, hears something, or says something. It lets one client in. Returns false if there
+    /// is nothing to do.
+    bool talk() {
+        if (client_.get() < 0) {
+            client_ = FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK));
+            return client_.get() >= 0;
+        }
+        if (unsaid_.empty()) {
+            std::array<char, 65536> heard{};
+            if (next_ == answers.end() || recv(client_.get(), heard.data(), heard.size(), 0) <= 0) {
+                return false;
+            }
+            unsaid_ = *next_++;
+            return true;
+        }
+        const ssize_t count = send(client_.get(), unsaid_.data(), unsaid_.size(), MSG_NOSIGNAL);
+        if (count < 0) {
+            return false;
+        }
+        unsaid_.remove_prefix(static_cast<std::size_t>(count));
+        if (unsaid_.empty() && isEndless_ && next_ == answers.end()) {
+            unsaid_ = answers.back();
+        }
+        return true;
+    }
+
+    std::vector<std::string>::const_iterator next_ = answers.begin();
+    std::string_view unsaid_;
+    bool isEndless_;
+    FileDescriptor listener_{socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0)};
+    FileDescriptor client_;
+    steady_clock::time_point start_ = steady_clock::now();
 };
 
 struct Outcome {
@@ -177,11 +176,10 @@ Async<void> operate(MessageStore& store, char operation, Outcome& outcome) {
 void tryOperation(Server& server, char operation) {
     PostgreSQLMessageStore store(server.uri);
     Outcome outcome;
-    const std::exception_ptr failure = server.run(operate(store, operation, outcome));
     try {
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
+        Async<void> work = operate(store, operation, outcome);
+        work.start(server);
+        work.result();
     } catch (const MessageStoreError& error) {
         const std::string_view text = error.what();
         expect(text.starts_with("cannot ") && !text.ends_with(": ") && isHarmlessLine(text) &&
@@ -224,11 +222,11 @@ void tryInput(std::string_view input) {
     }
     constexpr char operations = 6;
     const char operation = static_cast<char>(static_cast<unsigned char>(input.front()) % operations);
-    Server server(answersIn(input.substr(1)));
-    if (operation + 1 == operations) {
+    const bool isEndless = operation + 1 == operations;
+    Server server(answersIn(input.substr(1)), isEndless);
+    if (isEndless) {
         PostgreSQL::Connection connection;
-        server.isEndless = true;
-        server.run(connectAndAsk(connection, Location(server.uri)));
+        connectAndAsk(connection, Location(server.uri)).start(server);
     } else {
         tryOperation(server, operation);
     }

@@ -4,19 +4,17 @@
 #include "Foundation/QuotedText.h"
 #include "PostgreSQLServer.h"
 #include "ScriptedPostgreSQLServer.h"
+#include "SteppedLoop.h"
 #include <algorithm>
 #include <array>
-#include <boost/asio/bind_cancellation_slot.hpp>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libpq-fe.h>
+#include <netinet/in.h>
 #include <optional>
 #include <set>
+#include <sys/socket.h>
 #include <thread>
 
 namespace Orvex::Testing {
@@ -111,64 +109,65 @@ TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
     save();
     PGconn* const locker = PQconnectdb(uri.c_str());
     PQclear(PQexec(locker, "BEGIN; LOCK TABLE orvex.messages"));
-    boost::asio::io_context loop;
-    // Nobody else would let go of the lock.
-    boost::asio::steady_timer timer(loop, std::chrono::milliseconds(50));
-    timer.async_wait([&](const boost::system::error_code&) { PQfinish(locker); });
     const auto store = storeAt(uri);
-    std::exception_ptr failure;
-    boost::asio::co_spawn(loop, store->deleteMessages({}),
-                          [&](std::exception_ptr thrown) { failure = thrown; });
-    loop.run();
-    EXPECT_EQ(failure, nullptr);
+    {
+        SteppedLoop loop;
+        Async<void> deletion = store->deleteMessages({});
+        deletion.start(loop);
+        const auto isBlocked = [&] {
+            return loop.step() &&
+                   runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted AND locktype = 'relation'") !=
+                       "0";
+        };
+        EXPECT_TRUE(eventually(isBlocked));
+        PQfinish(locker);
+        while (loop.step()) {
+        }
+        deletion.result();
+    }
 
-    // A loop may cancel an operation while its change is made lasting, or end in the middle of one.
+    // A loop may end while a change is made lasting.
     sql(deferred("PERFORM pg_advisory_xact_lock(1);"));
     const std::vector<MessageUpdate> update{
         {.recordUUID = wait(store->allMessages()).at(0).recordUUID, .read = true}};
     PGconn* const holder = PQconnectdb(uri.c_str());
     PQclear(PQexec(holder, "SELECT pg_advisory_lock(1)"));
-    // The second one waits for the first.
-    for (const std::string waiting : {"1", "2"}) {
-        boost::asio::io_context other;
-        boost::asio::cancellation_signal signal;
-        std::string error;
-        boost::asio::co_spawn(other, store->updateMessage(update),
-                              bind_cancellation_slot(signal.slot(), [&](const std::exception_ptr& thrown) {
-                                  error = errorOf([&] { std::rethrow_exception(thrown); });
-                              }));
-        for (int attempt = 0; attempt < 1000 && runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted "
-                                                            "AND locktype = 'advisory'") != waiting;
-             ++attempt) {
-            other.run_for(std::chrono::milliseconds(10));
-        }
-        if (waiting == "1") {
-            signal.emit(boost::asio::cancellation_type::terminal);
-            other.run();
-            EXPECT_THAT(error, HasSubstr("whether the change was made is unknown"));
-        }
+    {
+        SteppedLoop loop;
+        Async<void> change = store->updateMessage(update);
+        change.start(loop);
+        const auto isCommitting = [&] {
+            return loop.step() && runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted AND "
+                                              "locktype = 'advisory'") == "1";
+        };
+        EXPECT_TRUE(eventually(isCommitting));
     }
     PQfinish(holder);
-    // It waits for the change that was made after all.
+    // This waits for the change, which the server makes after all.
     wait(store->deleteMessages({}));
     EXPECT_TRUE(wait(store->allMessages()).at(0).read);
 }
 
 TEST_F(PostgreSQLMessageStoreTest, PassesOverAHostThatIsSilentAndSurvivesOneThatIsRude) {
-    using boost::asio::ip::tcp;
-    boost::asio::io_context loop;
-    tcp::acceptor acceptor(loop, {boost::asio::ip::address_v4::loopback(), 0});
-    const std::string port = std::to_string(acceptor.local_endpoint().port());
+    const FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const anyAddress = reinterpret_cast<sockaddr*>(&address);
+    ASSERT_EQ(bind(listener.get(), anyAddress, size), 0);
+    ASSERT_EQ(listen(listener.get(), 16), 0);
+    ASSERT_EQ(getsockname(listener.get(), anyAddress, &size), 0);
+    const std::string port = std::to_string(ntohs(address.sin_port));
     const std::string both = "&host=127.0.0.1," + server.folder() + "&port=" + port + ",5432";
     EXPECT_EQ(status(both), AccountStatus::signedIn);
     EXPECT_EQ(wait(storeAt(uri + both + "&connect_timeout=1")->messageCount()), 0);
     EXPECT_EQ(status("&host=127.0.0.1&port=" + port), AccountStatus::waiting);
-    // Out of band: the event loop hears of something that nobody waits for.
+    // Out of band: the socket has something that nobody waits for.
     std::thread rude([&] {
         for (int connections = 0; connections < 4; ++connections) {
-            tcp::socket peer = acceptor.accept();
-            boost::system::error_code ignored;
-            peer.send(boost::asio::buffer("x", 1), tcp::socket::message_out_of_band, ignored);
+            const FileDescriptor peer(accept(listener.get(), nullptr, nullptr));
+            send(peer.get(), "x", 1, MSG_OOB | MSG_NOSIGNAL);
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
     });

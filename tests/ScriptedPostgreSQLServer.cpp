@@ -1,8 +1,8 @@
 #include "ScriptedPostgreSQLServer.h"
 
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/write.hpp>
+#include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 
 namespace Orvex::Testing {
 
@@ -45,14 +45,39 @@ std::string ready() {
 
 } // namespace Wire
 
+namespace {
+
+/// A socket that listens at a path.
+FileDescriptor listenAt(const std::string& path) {
+    FileDescriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(listener.get(), 1), 0);
+    return listener;
+}
+
+bool sendAll(int client, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (count < 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+} // namespace
+
 ScriptedPostgreSQLServer::ScriptedPostgreSQLServer(std::vector<std::string> answers, bool isEndless)
     : answers_(std::move(answers)),
       isEndless_(isEndless),
-      listener_(loop_, Protocol::endpoint((folder_ / ".s.PGSQL.5432").native())),
+      listener_(listenAt(folder_ / ".s.PGSQL.5432")),
       worker_([this] { talk(); }) {}
 
 ScriptedPostgreSQLServer::~ScriptedPostgreSQLServer() {
-    shutdown(listener_.native_handle(), SHUT_RDWR);
+    shutdown(listener_.get(), SHUT_RDWR);
     worker_.join();
 }
 
@@ -61,17 +86,15 @@ std::string ScriptedPostgreSQLServer::uri() const {
 }
 
 void ScriptedPostgreSQLServer::talk() {
-    const std::string letsIn = Wire::message('R', std::string(4, '\0'));
-    boost::system::error_code fault;
-    Protocol::socket client = listener_.accept(fault);
-    write(client, boost::asio::buffer(letsIn), fault);
+    const FileDescriptor client(accept(listener_.get(), nullptr, nullptr));
+    bool isThere = sendAll(client.get(), Wire::message('R', std::string(4, '\0')));
     // The client asks in one piece, and waits for the answer.
     std::string heard(1U << 16U, ' ');
-    for (auto answer = answers_.begin(); answer != answers_.end() && !fault; ++answer) {
-        client.read_some(boost::asio::buffer(heard), fault);
+    for (auto answer = answers_.begin(); answer != answers_.end() && isThere; ++answer) {
+        isThere = recv(client.get(), heard.data(), heard.size(), 0) > 0;
         do {
-            write(client, boost::asio::buffer(*answer), fault);
-        } while (isEndless_ && answer + 1 == answers_.end() && !fault);
+            isThere = isThere && sendAll(client.get(), *answer);
+        } while (isEndless_ && answer + 1 == answers_.end() && isThere);
     }
 }
 

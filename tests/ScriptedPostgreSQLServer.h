@@ -1,8 +1,7 @@
 #pragma once
 
+#include "Foundation/FileDescriptor.h"
 #include "Support.h"
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/local/stream_protocol.hpp>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -44,15 +43,12 @@ class ScriptedPostgreSQLServer {
     [[nodiscard]] std::string uri() const;
 
   private:
-    using Protocol = boost::asio::local::stream_protocol;
-
     void talk();
 
     TemporaryFolder folder_;
     std::vector<std::string> answers_;
     bool isEndless_;
-    boost::asio::io_context loop_;
-    Protocol::acceptor listener_;
+    FileDescriptor listener_;
     std::thread worker_;
 };
 

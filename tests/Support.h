@@ -20,20 +20,10 @@
 
 namespace Orvex::Testing {
 
-template <class T>
-Async<void> keepResult(Async<T> work, std::optional<T>& result) {
-    result = co_await std::move(work);
-}
-
-/// Runs `work` to its end and returns what it yields.
+/// A short name for what the tests do most.
 template <class T>
 T wait(Async<T> work) {
-    std::optional<T> result;
-    runToCompletion(keepResult(std::move(work), result));
-    return *std::move(result);
-}
-inline void wait(Async<void> work) {
-    runToCompletion(std::move(work));
+    return runToCompletion(std::move(work));
 }
 
 /// A folder of its own for a test, gone with the object.
