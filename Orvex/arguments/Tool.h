@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Foundation/Async.h"
 #include "Orvex/arguments/ParsableArguments.h"
 #include <functional>
 #include <span>
@@ -29,6 +30,8 @@ struct Tool {
     std::vector<BoundProperty> options = {};
     /// Called when the whole command line is understood, before the subcommand runs.
     std::function<void()> prepare = {};
+    /// Runs the subcommand and throws its exception. A program with an event loop of its own runs it on that.
+    std::function<void(Async<void> work)> runToCompletion = Orvex::runToCompletion<void>;
     /// What the tool's manual page says besides.
     ManualText manual = {};
     /// The day of this version's release, as in "November 21, 2026", for manual pages.
