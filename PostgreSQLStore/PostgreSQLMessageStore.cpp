@@ -71,7 +71,7 @@ AccountStatus statusOf(const PostgreSQL::Error& error) {
 
 void PostgreSQLMessageStore::rethrowExplained(const char* attempt) {
     connection_.close();
-    Orvex::rethrowExplained(attempt, inQuotes(location_.name()), causeOf, [](const std::string& condition) {
+    Orvex::rethrowExplained(attempt, inQuotes(uri_.name()), causeOf, [](const std::string& condition) {
         return ", run in psql: DELETE FROM orvex.messages WHERE " + condition;
     });
 }
@@ -81,7 +81,7 @@ Async<void> PostgreSQLMessageStore::connect(Connection::Deadline deadline, Conne
         co_return;
     }
     hasStore_ = false;
-    co_await connection_.open(location_, deadline, errorText);
+    co_await connection_.open(uri_, deadline, errorText);
 }
 
 template <class T>
@@ -170,7 +170,7 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
     } catch (const PostgreSQL::Error& error) {
         status = statusOf(error);
         if (status == AccountStatus::couldNotDetermine) {
-            report("cannot determine the account status by the message store " + inQuotes(location_.name()) +
+            report("cannot determine the account status by the message store " + inQuotes(uri_.name()) +
                    ": " + withoutLocations(causeOf(error)));
         }
     } catch (const std::exception&) {

@@ -2,7 +2,7 @@
 
 #include "Orvex/store/MessageStore.h"
 #include "PostgreSQLStore/Connection.h"
-#include "PostgreSQLStore/Location.h"
+#include "PostgreSQLStore/ConnectionURI.h"
 #include <string_view>
 
 namespace Orvex {
@@ -14,7 +14,7 @@ namespace Orvex {
 class PostgreSQLMessageStore final : public MessageStore {
   public:
     /// Takes a connection URI of libpq. Throws `MessageStoreError` when it is none.
-    explicit PostgreSQLMessageStore(std::string_view uri) : location_(uri) {}
+    explicit PostgreSQLMessageStore(std::string_view uri) : uri_(uri) {}
 
     Async<bool> isTranscriptionEnabled() override;
     Async<std::int64_t> messageCount() override;
@@ -64,7 +64,7 @@ class PostgreSQLMessageStore final : public MessageStore {
     Async<void> applyAll(std::vector<MessageUpdate> updates);
     Async<void> remove(std::vector<UUID> recordUUIDs);
 
-    Location location_;
+    ConnectionURI uri_;
     Connection connection_;
     /// It was found in this session.
     bool hasStore_ = false;

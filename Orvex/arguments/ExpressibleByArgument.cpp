@@ -44,11 +44,7 @@ ValueSyntax ArgumentConversion<double>::syntax() {
         .placeholder = "<number>", .expected = "a finite number such as 12.5", .values = {}, .meanings = {}};
 }
 
-std::optional<std::filesystem::path> ArgumentConversion<std::filesystem::path>::parse(std::string_view word) {
-    return word.empty() ? std::nullopt : std::optional(std::filesystem::path(word));
-}
-
-ValueSyntax ArgumentConversion<std::filesystem::path>::syntax() {
+ValueSyntax pathSyntax() {
     return {.placeholder = "<path>", .expected = "a path", .values = {}, .meanings = {}, .isPath = true};
 }
 

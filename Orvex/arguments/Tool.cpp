@@ -187,7 +187,7 @@ class ToolInvocation {
         if (tool_.prepare) {
             tool_.prepare();
         }
-        runToCompletion(invocation.run());
+        tool_.runToCompletion(invocation.run());
         return ExitStatus::success;
     }
 
