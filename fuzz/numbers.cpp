@@ -1,5 +1,5 @@
 #include "Fuzzing.h"
-#include "Orvex/commands/MessageSelection.h"
+#include "Orvex/Prompts.h"
 #include <algorithm>
 #include <string>
 
