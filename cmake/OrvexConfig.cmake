@@ -6,3 +6,4 @@ find_dependency(EXPAT)
 find_dependency(SQLite3)
 
 include(${CMAKE_CURRENT_LIST_DIR}/OrvexTargets.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/OrvexStoreContract.cmake)

@@ -3,8 +3,12 @@
 include(CMakePackageConfigHelpers)
 set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Orvex)
 write_basic_package_version_file(OrvexConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES cmake/OrvexConfig.cmake cmake/GenerateDocuments.cmake ${PROJECT_BINARY_DIR}/OrvexConfigVersion.cmake
+install(FILES cmake/OrvexConfig.cmake cmake/GenerateDocuments.cmake
+  cmake/OrvexStoreContract.cmake ${PROJECT_BINARY_DIR}/OrvexConfigVersion.cmake
   DESTINATION ${cmake_folder} COMPONENT development)
+# No library has it, so that only its users need GoogleTest.
+install(FILES Orvex/store/MessageStoreContract.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvex/Orvex/store
+  COMPONENT development)
 install(EXPORT OrvexTargets NAMESPACE Orvex:: DESTINATION ${cmake_folder} COMPONENT development)
 
 # Relative to orvex.pc, so that installed files can be moved together.

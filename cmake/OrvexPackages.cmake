@@ -44,6 +44,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "orvex (= ${PROJECT_VERSION}), libboost${Boost_VERSION_MAJOR}.${Boost_VERSION_MINOR}-dev, libexpat1-dev, \
 libsqlite3-dev, pkg-config")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libgtest-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "build your own tool with the commands of orvex
 The commands of orvex as static libraries, their headers, files for CMake and
 pkg-config, and an example: a host that offers the commands with a message
