@@ -151,13 +151,16 @@ constexpr std::string_view exitStatuses = R"(.Bl -tag -width Ds
 .It 0
 Done, or help was printed.
 .It 1
-An error ended the command. Standard error tells the reason.
+An error ended the command.
+Standard error tells the reason.
 .It 64
-The command line is invalid. Nothing was done.
+The command line is invalid.
+Nothing was done.
 .It 130
 Interrupted from the keyboard.
 .It 134
-Ended abnormally. Standard error tells the reason.
+Ended abnormally.
+Standard error tells the reason.
 .It 141
 The reader of the output has left.
 .El
