@@ -461,7 +461,8 @@ TEST_F(SQLiteMessageStoreTest, EndsReadingWhatWouldTakeForever) {
         // A process of its own, which ends in any case.
         EXPECT_EXIT(
             {
-                const rlimit limit{.rlim_cur = seconds, .rlim_max = seconds};
+                rlimit limit{};
+                limit.rlim_cur = limit.rlim_max = seconds;
                 setrlimit(RLIMIT_CPU, &limit);
                 std::fputs(errorOf([&] {
                                SQLiteMessageStore store(file);

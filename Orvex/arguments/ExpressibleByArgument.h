@@ -15,13 +15,13 @@ namespace Orvex {
 /// Describes the values of a type for help, completion and errors.
 struct ValueSyntax {
     /// Stands for a value in a usage line, as in "<number>".
-    std::string placeholder;
+    std::string placeholder = {};
     /// Follows "expected " in an error.
-    std::string expected;
+    std::string expected = {};
     /// All values, if they are few; otherwise empty.
-    std::vector<std::string> values;
+    std::vector<std::string> values = {};
     /// The meaning of each of `values`; empty if the words are plain enough.
-    std::vector<std::string> meanings;
+    std::vector<std::string> meanings = {};
     /// True if a value is the path of a file: completion offers files.
     bool isPath = false;
     /// True if a misspelt value may contain a password: errors do not repeat it.
