@@ -53,7 +53,7 @@ TEST(Transcript, ReadsWhatItWrites) {
          .confidence = 1,
          .segments = {{}, {.text = "x", .duration = Seconds(-0.1)}}},
     };
-    // More than fit into one-byte references, and a count that does not fit into a marker.
+    // They need references of two bytes, and a count outside of the marker.
     for (int i = 0; i < 300; ++i) {
         transcripts[0].segments.push_back(
             {.text = std::string(20, 'x'), .timestamp = Seconds(i), .confidence = 0.5});
