@@ -1,5 +1,6 @@
 #include "Faults.h"
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/JSON.h"
 #include "Outbox/Folder.h"
 #include "Outbox/OutboxSendingService.h"
 #include "Support.h"
@@ -107,6 +108,22 @@ class OutboxTest : public testing::Test {
     path outbox = folder / "a/outbox";
 };
 
+/// JSON in the form that the outbox has always had, by a writer that is not ours.
+std::string indented(const std::string& json) {
+    return nlohmann::ordered_json::parse(json).dump(2) + "\n";
+}
+
+TEST(JSON, IsWrittenAsAnotherWriterDoes) {
+    std::string all = "\u0080é\u2028😀";
+    for (char c = 0; c != 0x7F; ++c) {
+        all += c;
+    }
+    EXPECT_EQ(jsonString(all + '\x7F'), nlohmann::json(all + '\x7F').dump());
+    const std::string object = jsonObject({{"s", jsonString("")}, {"a", jsonArray({"1", "[]"}, 2)}}, 1);
+    const std::string whole = jsonObject({{"none", jsonArray({}, 1)}, {"object", object}}) + "\n";
+    EXPECT_EQ(whole, indented(whole));
+}
+
 TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
     const path notOurs[] = {outbox / "tmp/thesis/chapter1", outbox / "tmp" / abandoned / "chapter1",
                             outbox / "tmp" / UUID::random().text()};
@@ -124,6 +141,7 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
     }
     EXPECT_EQ(readFile(entry / "video.MOV"), "moving pictures");
     auto json = nlohmann::json::parse(readFile(entry / "request.json"));
+    EXPECT_EQ(readFile(entry / "request.json"), indented(readFile(entry / "request.json")));
     EXPECT_THAT(json.at("created").get<std::string>(), testing::EndsWith("Z"));
     json.erase("created");
     EXPECT_EQ(json, (nlohmann::json{{"recordUUID", message.recordUUID.text()},
@@ -157,7 +175,7 @@ TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
         EXPECT_EQ(errorOfSending(message), "cannot send the video" + error);
         EXPECT_FALSE(exists(outbox));
     };
-    const std::string unfit = " has a control character, or bytes that are no UTF-8";
+    const std::string unfit = " has a control character, or bytes that are not UTF-8";
     const std::pair<std::string, std::string> handles[] = {
         {"", "is empty"},
         {"a\nb", R"("a\nb")" + unfit},

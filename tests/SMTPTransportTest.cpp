@@ -1,9 +1,10 @@
 #include "Faults.h"
 #include "Foundation/Time.h"
+#include "Orvex/Version.h"
 #include "SMTPServer.h"
+#include "SMTPTransport/MailService.h"
 #include "SMTPTransport/Netrc.h"
 #include "SMTPTransport/SMTPSendingService.h"
-#include "SMTPTransport/ServiceURL.h"
 #include "Support.h"
 #include <algorithm>
 #include <cerrno>
@@ -66,7 +67,9 @@ class Sender {
     /// The first letter of each destination's state.
     std::string statesOf(const UUID& recordUUID) {
         std::string states;
-        const auto json = nlohmann::json::parse(readFile(entryOf(recordUUID) / "request.json"));
+        const std::string text = readFile(entryOf(recordUUID) / "request.json");
+        const auto json = nlohmann::ordered_json::parse(text);
+        EXPECT_EQ(text, json.dump(2) + "\n");
         for (const auto& delivery : json.at("deliveries")) {
             states += delivery.at("state").get<std::string>().front();
         }
@@ -400,7 +403,7 @@ TEST_F(SMTPTransportTest, TakesTheUsersOwnPassword) {
             if (setuid(65534) != 0) {
                 throw std::runtime_error("still root");
             }
-            _exit(ServiceURL::parse("smtp://bob@host").password == "secret" ? 0 : 1);
+            _exit(MailService::fromURL("smtp://bob@host").password == "secret" ? 0 : 1);
         };
         EXPECT_THAT(runInProcesses(1, readAsAnother), ElementsAre(0));
     }
@@ -633,7 +636,7 @@ TEST_F(MailServerTest, IsReachedByAModuleThatIsLoadedWhenItIsAskedFor) {
                     testing::HasSubstr(fault.empty() ? "\"ann@example.com\" deferred ("
                                                      : "orvex: the module \"" + module.native() +
                                                            "\" is not loaded: " + fault +
-                                                           "; install the package orvex-smtp again\n"));
+                                                           "; reinstall the package orvex-smtp\n"));
         std::filesystem::remove(module);
     }
 }

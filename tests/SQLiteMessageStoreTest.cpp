@@ -543,8 +543,8 @@ TEST_F(SQLiteMessageStoreTest, IsHardenedAgainstWhatAFileMayHold) {
 
 TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
     const std::pair<std::string, std::string> cases[] = {
-        {"record_uuid = x'00'", "record_uuid is no UUID of 16 bytes"},
-        {"call_uuid = x'000102030405060708090a0b0c0d0e0f10'", "call_uuid is no UUID of 16 bytes"},
+        {"record_uuid = x'00'", "record_uuid is not a UUID of 16 bytes"},
+        {"call_uuid = x'000102030405060708090a0b0c0d0e0f10'", "call_uuid is not a UUID of 16 bytes"},
         {"voicemail_id = 0", "voicemail_id is 0, not between 1 and 2147483647"},
         {"voicemail_id = 2147483648", "voicemail_id is 2147483648, not between 1 and 2147483647"},
         {"type = 3", "type is 3, not between 0 and 2"},
@@ -553,10 +553,10 @@ TEST_F(SQLiteMessageStoreTest, DoesNotBelieveWhatIsInTheFile) {
         {"transcription = 65536", "transcription is 65536, not between 0 and 4"},
         {"quality = 3", "quality is 3, not between 0 and 2"},
         {"read = 2", "read is 2, not between 0 and 1"},
-        {"duration = 9e999", "duration is no finite number"},
+        {"duration = 9e999", "duration is not a finite number"},
         {"created = 253402300800000",
          "created is 253402300800000, not between -62167219200000 and 253402300799999"},
-        {"message_file = 'http://\n'", R"(message_file is "http://\n", which is no file URL)"},
+        {"message_file = 'http://\n'", R"(message_file is "http://\n", which is not a file URL)"},
     };
     file = folder / "it's $HOME.db";
     for (const auto& [change, fault] : cases) {

@@ -1,5 +1,6 @@
 #include "Orvex/TerminalTools.h"
 #include "Faults.h"
+#include "Orvex/Prompts.h"
 #include "Support.h"
 #include <array>
 #include <cerrno>

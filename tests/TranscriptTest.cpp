@@ -71,7 +71,7 @@ TEST(Transcript, ReadsWhatItWrites) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     const VMVoicemailTranscript endless{.segments = {{.timestamp = Seconds(-infinity)}}};
     EXPECT_EQ(resultOf(encodeTranscript(endless, ArchiveForm::binary)),
-              R"(the value of "timestamp" is no finite number)");
+              R"(the value of "timestamp" is not a finite number)");
     const VMVoicemailTranscript control{.text = "\x1b"};
     EXPECT_THROW(static_cast<void>(encodeTranscript(control, ArchiveForm::xml)), std::invalid_argument);
     EXPECT_EQ(decodeTranscript(encodeTranscript(control, ArchiveForm::binary))->text, "\x1b");
@@ -137,11 +137,11 @@ TEST(Transcript, RefusesFilesThatAreNone) {
     std::filesystem::resize_file(file, 16 * 1024 * 1024 + 1);
     expectFault(file, "it has 16777217 bytes, more than the 16777216 that are read");
     std::filesystem::resize_file(file, 16 * 1024 * 1024);
-    expectFault(file, "it is no property list: line 1: not well-formed (invalid token)");
+    expectFault(file, "it is not a property list: line 1: not well-formed (invalid token)");
     expectFault(folder / "", "it is a folder, not a file");
     mkfifo((folder / "fifo").c_str(), 0600);
-    expectFault(folder / "fifo", "it is no regular file");
-    expectFault("/dev/zero", "it is no regular file");
+    expectFault(folder / "fifo", "it is not a regular file");
+    expectFault("/dev/zero", "it is not a regular file");
 }
 
 } // namespace

@@ -77,7 +77,7 @@ subclasses = archive(
     string(13, "b"),
     subclass("NSString", OBJECT),
 )
-no_archive = "it is no keyed archive: "
+no_archive = "it is not a keyed archive: "
 belongs = f' where one of class "{TRANSCRIPT}" belongs'
 expect(
     "transcripts",
@@ -148,7 +148,7 @@ def uid(number, more=""):
     return f"<dict><key>CF$UID</key><integer>{number}</integer>{more}</dict>"
 
 
-no = "it is no property list: "
+no = "it is not a property list: "
 expect(
     "transcripts",
     ("it is empty", ""),
@@ -166,10 +166,10 @@ expect(
     (no + "line 1: there is a key without a value", "<plist><dict><key>a</key></dict></plist>"),
     (no + "line 1: there is an element inside a value", "<plist><string><true/></string></plist>"),
     (no + 'line 1: it has an unknown element "sting"', "<plist><sting/></plist>"),
-    (no + 'line 1: "1x" is no integer', "<plist><integer>1x</integer></plist>"),
-    (no + 'line 1: "nan" is no real number', "<plist><real>nan</real></plist>"),
-    (no + "line 1: a UID is no integer of 32 bits", f"<plist>{uid(-1)}</plist>"),
-    (no + "line 1: a UID is no integer of 32 bits", f"<plist>{uid(1 << 32)}</plist>"),
+    (no + 'line 1: "1x" is not an integer', "<plist><integer>1x</integer></plist>"),
+    (no + 'line 1: "nan" is not a real number', "<plist><real>nan</real></plist>"),
+    (no + "line 1: a UID is not an integer of 32 bits", f"<plist>{uid(-1)}</plist>"),
+    (no + "line 1: a UID is not an integer of 32 bits", f"<plist>{uid(1 << 32)}</plist>"),
     (no + "line 1: its elements are nested more than 64 deep", "<plist>" + "<array>" * 100000),
     (
         no + "line 1: its <!DOCTYPE> has declarations of its own",
@@ -228,7 +228,7 @@ expect(
             "is a real number of neither 4 nor 8 bytes": [b"\x24"],
             "is a UID of more than 32 bits": [b"\x8F"],
             "is of no known kind": [b"\x70", b"\x01"],
-            "is an ASCII string with a byte that is none": [b"\x51\x80"],
+            "is an ASCII string with a byte that is not ASCII": [b"\x51\x80"],
             "is a string of invalid UTF-16": [
                 bytes.fromhex(string)
                 for string in ("61 D800", "62 D800 0078", "61 DC00", "62 D800 D800", "62 D800 E000")
