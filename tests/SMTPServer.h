@@ -11,7 +11,7 @@
 namespace Orvex::Testing {
 
 /// A mail server on this machine that takes one connection after another, and fails where its script says so.
-/// It makes no system calls that `FailingSystemCalls` counts.
+/// It makes no system calls that a fault counts.
 class SMTPServer {
   public:
     /// Answers by the beginning of the command: "" for the greeting, "body" for the middle of the message,
