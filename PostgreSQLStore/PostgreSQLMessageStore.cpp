@@ -17,8 +17,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr int messageColumnCount = 1 + static_cast<int>(std::ranges::count(messageColumns, ','));
-
 /// A statement of `MessageTable` in the server's words: its parameters, and the one table that it is about.
 std::string inServersWords(std::string_view statement) {
     std::string changed(statement);
@@ -73,19 +71,9 @@ AccountStatus statusOf(const PostgreSQL::Error& error) {
 
 void PostgreSQLMessageStore::rethrowExplained(const char* attempt) {
     connection_.close();
-    std::string reason;
-    try {
-        throw;
-    } catch (const PostgreSQL::Error& error) {
-        reason = causeOf(error);
-    } catch (const DamagedMessage& error) {
-        reason = std::string(error.what()) +
-                 "; to remove it, run in psql: DELETE FROM orvex.messages WHERE " + error.condition();
-    } catch (const std::exception& error) {
-        reason = error.what();
-    }
-    throw MessageStoreError("cannot " + std::string(attempt) + " in the message store " +
-                            inQuotes(location_.name()) + ": " + onOneLine(reason));
+    Orvex::rethrowExplained(attempt, inQuotes(location_.name()), causeOf, [](const std::string& condition) {
+        return ", run in psql: DELETE FROM orvex.messages WHERE " + condition;
+    });
 }
 
 Async<void> PostgreSQLMessageStore::connect(Connection::Deadline deadline, Connection::ErrorText errorText) {
@@ -131,15 +119,11 @@ Async<T> PostgreSQLMessageStore::write(const char* attempt, Async<T> operation) 
     }
 }
 
-std::string PostgreSQLMessageStore::description(AccountStatus status) const {
-    return std::string(usualDescription(status));
-}
-
 Async<bool> PostgreSQLMessageStore::isEnabled() {
     Parameters none;
     const std::optional<std::int64_t> value = co_await connection_.integer(
         "SELECT value FROM orvex.settings WHERE name = 'transcriptionEnabled'", std::move(none));
-    co_return transcriptionSetting(value.value_or(1));
+    co_return Orvex::isTranscriptionEnabled(value.value_or(1));
 }
 
 Async<bool> PostgreSQLMessageStore::isTranscriptionEnabled() {
@@ -198,13 +182,13 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_view rest,
                                                                  Parameters parameters) {
-    const std::string query =
-        "SELECT id, " + std::string(messageColumns) + " FROM orvex.messages " + std::string(rest);
+    const std::string query = inServersWords(selectStatement(rest));
+    constexpr int columns = 1 + static_cast<int>(messageColumns.size());
     // A vector is there twice while it grows: so parts of the list grow, and each is let go when it has
     // moved.
     constexpr std::size_t partSize = 1 << 16;
     std::vector<std::vector<StoredMessage>> parts(1);
-    Connection::Rows rows{.columns = messageColumnCount + 1, .handler = [&parts](const Row& row) {
+    Connection::Rows rows{.columns = columns, .handler = [&parts](const Row& row) {
                               if (parts.back().size() == partSize) {
                                   parts.emplace_back().reserve(partSize);
                               }
@@ -261,20 +245,20 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::voicemailMessages(Mess
 
 Async<std::int32_t> PostgreSQLMessageStore::takeNextVoicemailID() {
     Parameters none;
-    const std::string statement = inServersWords(takeVoicemailID);
-    co_return takenVoicemailID(co_await connection_.integer(statement, std::move(none)));
+    const std::string statement = inServersWords(takeVoicemailIDStatement);
+    co_return checkedVoicemailID(co_await connection_.integer(statement, std::move(none)));
 }
 
 Async<StoredMessage> PostgreSQLMessageStore::insert(StoredMessage message) {
-    decideValues(message);
+    setInitialValues(message);
     if (isVoicemail(message)) {
         message.voicemailID = co_await takeNextVoicemailID();
     }
-    const std::string statement = inServersWords(insertMessage());
+    const std::string statement = inServersWords(insertStatement());
     Parameters values = withValues(message, [](const auto&... each) { return parameters(each...); });
     Connection::Rows one{.most = 1};
     if (co_await connection_.run(statement, std::move(values), std::move(one)) == 0) {
-        refuseSecond(message);
+        refuseDuplicate(message);
     }
     co_return message;
 }
@@ -284,8 +268,8 @@ Async<StoredMessage> PostgreSQLMessageStore::saveMessage(StoredMessage message) 
 }
 
 Async<void> PostgreSQLMessageStore::applyAll(std::vector<MessageUpdate> updates) {
-    const std::string find = inServersWords(findNewVoicemail);
-    const std::string statement = inServersWords(updateMessageRow());
+    const std::string find = inServersWords(findNewVoicemailStatement);
+    const std::string statement = inServersWords(updateStatement());
     for (const MessageUpdate& update : updates) {
         std::optional<std::int32_t> newVoicemailID;
         Parameters which = parameters(update.recordUUID);

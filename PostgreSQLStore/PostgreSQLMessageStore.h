@@ -24,7 +24,6 @@ class PostgreSQLMessageStore final : public MessageStore {
     /// is asked for, `waiting` when none has answered within two seconds, and `couldNotDetermine` for
     /// anything else.
     Async<AccountStatus> accountStatus() override;
-    [[nodiscard]] std::string description(AccountStatus status) const override;
 
     Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) override;
     Async<std::vector<StoredMessage>> messages(std::vector<std::string> handles) override;

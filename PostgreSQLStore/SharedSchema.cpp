@@ -1,6 +1,7 @@
 #include "PostgreSQLStore/SharedSchema.h"
 
 #include "Foundation/QuotedText.h"
+#include "Orvex/store/MessageTable.h"
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -148,11 +149,7 @@ Async<std::int64_t> schemaVersion(Connection& connection) {
     if (version < 1) {
         throw std::runtime_error(std::string(noStore));
     }
-    if (version > currentVersion) {
-        throw std::runtime_error("it was written by a newer version of this program (schema " +
-                                 std::to_string(version) + ", this one knows up to " +
-                                 std::to_string(currentVersion) + "); use that version");
-    }
+    refuseNewerVersion(version, currentVersion);
     co_return version;
 }
 

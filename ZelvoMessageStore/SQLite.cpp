@@ -201,14 +201,6 @@ Value Statement::value(int column) {
     return {sqlite3_column_value(statement_.get(), column), bytesLeft_};
 }
 
-std::string Statement::columnName(int column) {
-    const char* const name = sqlite3_column_name(statement_.get(), column);
-    if (name == nullptr) {
-        throw std::bad_alloc();
-    }
-    return name;
-}
-
 Database::Database(const std::string& path, IfAbsent ifAbsent)
     : files_(path == inMemory ? nullptr : std::make_unique<GuardedFiles>(path)),
       budget_(std::make_unique<Budget>()) {

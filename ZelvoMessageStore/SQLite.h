@@ -82,7 +82,6 @@ class Statement {
 
     [[nodiscard]] Value value(int column);
     [[nodiscard]] std::int64_t integer(int column) { return value(column).integer(); }
-    [[nodiscard]] std::string columnName(int column);
 
   private:
     void check(int code);

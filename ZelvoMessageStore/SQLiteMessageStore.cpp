@@ -2,9 +2,9 @@
 
 #include "Orvex/store/MessageTable.h"
 #include "ZelvoMessageStore/MessageCount.h"
-#include "ZelvoMessageStore/MessageRow.h"
 #include "ZelvoMessageStore/Schema.h"
 #include "ZelvoMessageStore/StoreConnection.h"
+#include "ZelvoMessageStore/Values.h"
 #include <algorithm>
 #include <numeric>
 #include <utility>
@@ -24,29 +24,20 @@ std::int64_t setting(Database& database, std::string_view name, std::int64_t abs
 }
 
 std::int32_t takeNextVoicemailID(Database& database) {
-    Statement take = database.prepare(takeVoicemailID);
+    Statement take = database.prepare(takeVoicemailIDStatement);
     const std::int32_t identifier =
-        takenVoicemailID(take.step() ? std::optional(take.integer(0)) : std::nullopt);
+        checkedVoicemailID(take.step() ? std::optional(take.integer(0)) : std::nullopt);
     take.run();
     return identifier;
-}
-
-void appendRow(std::vector<StoredMessage>& messages, Statement& query) {
-    CurrentRow row(query);
-    appendMessageFromRow(messages, row);
 }
 
 std::vector<StoredMessage> allRows(Statement query, std::size_t likelyCount = 0) {
     std::vector<StoredMessage> messages;
     messages.reserve(likelyCount);
     while (query.step()) {
-        appendRow(messages, query);
+        appendMessageFromRow(messages, SQLite::Row(query));
     }
     return messages;
-}
-
-std::string selectMessages(std::string_view rest) {
-    return "SELECT id, " + std::string(messageColumns) + " FROM messages " + std::string(rest);
 }
 
 /// The values in ascending order, each once.
@@ -62,14 +53,14 @@ std::vector<T> distinct(std::vector<T> values) {
 class MessageFinder {
   public:
     MessageFinder(Database& database, std::string_view condition)
-        : query_(database.prepare(selectMessages("WHERE " + std::string(condition) + " ORDER BY id"))) {}
+        : query_(database.prepare(selectStatement("WHERE " + std::string(condition) + " ORDER BY id"))) {}
 
     template <class... Values>
     void find(const Values&... values) {
         bindAll(query_, values...);
         while (query_.step()) {
             rows_.push_back(query_.integer(0));
-            appendRow(found_, query_);
+            appendMessageFromRow(found_, SQLite::Row(query_));
         }
         query_.reset();
     }
@@ -100,13 +91,13 @@ class MessageFinder {
 void apply(Database& database, const MessageUpdate& update) {
     std::optional<std::int32_t> newVoicemailID;
     if (update.provider == MessageProvider::Telephony) {
-        Statement query = database.prepare(findNewVoicemail);
+        Statement query = database.prepare(findNewVoicemailStatement);
         bindAll(query, update.recordUUID);
         if (query.step()) {
             newVoicemailID = takeNextVoicemailID(database);
         }
     }
-    Statement statement = database.prepare(updateMessageRow());
+    Statement statement = database.prepare(updateStatement());
     withValues(update, newVoicemailID, [&](const auto&... values) { bindAll(statement, values...); });
     statement.run();
     if (database.changedRows() == 0) {
@@ -125,13 +116,9 @@ SQLiteMessageStore::SQLiteMessageStore(const std::filesystem::path& file, Absenc
 
 SQLiteMessageStore::~SQLiteMessageStore() = default;
 
-std::string SQLiteMessageStore::description(AccountStatus status) const {
-    return std::string(usualDescription(status));
-}
-
 Async<bool> SQLiteMessageStore::isTranscriptionEnabled() {
     co_return connection_->read("look up whether transcription is enabled", [](Database& database) {
-        return transcriptionSetting(setting(database, "transcriptionEnabled", 1));
+        return Orvex::isTranscriptionEnabled(setting(database, "transcriptionEnabled", 1));
     });
 }
 
@@ -206,7 +193,7 @@ Async<std::vector<StoredMessage>> SQLiteMessageStore::allMessages() {
     co_return connection_->read("list all messages", [](Database& database) {
         // Counting costs less than a list that moves each time it has grown.
         const auto count = static_cast<std::size_t>(MessageCount(database).value());
-        return allRows(database.prepare(selectMessages("ORDER BY id")), count);
+        return allRows(database.prepare(selectStatement("ORDER BY id")), count);
     });
 }
 
@@ -214,7 +201,7 @@ Async<std::vector<StoredMessage>> SQLiteMessageStore::voicemailMessages(MessageP
                                                                         MessageType type) {
     co_return connection_->read("list the voicemails", [&](Database& database) {
         Statement query = database.prepare(
-            selectMessages("WHERE provider = ? AND type = ? AND voicemail_id IS NOT NULL ORDER BY id"));
+            selectStatement("WHERE provider = ? AND type = ? AND voicemail_id IS NOT NULL ORDER BY id"));
         bindAll(query, provider, type);
         return allRows(std::move(query));
     });
@@ -224,15 +211,15 @@ Async<StoredMessage> SQLiteMessageStore::saveMessage(StoredMessage message) {
     co_return connection_->write("save a message", [&](Database& database) {
         MessageCount count(database);
         StoredMessage saved = message;
-        decideValues(saved);
+        setInitialValues(saved);
         if (isVoicemail(saved)) {
             saved.voicemailID = takeNextVoicemailID(database);
         }
-        Statement statement = database.prepare(insertMessage());
+        Statement statement = database.prepare(insertStatement());
         withValues(saved, [&](const auto&... values) { bindAll(statement, values...); });
         statement.run();
         if (database.changedRows() == 0) {
-            refuseSecond(saved);
+            refuseDuplicate(saved);
         }
         count.note(1);
         return saved;

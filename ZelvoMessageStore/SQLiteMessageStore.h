@@ -24,7 +24,6 @@ class SQLiteMessageStore final : public MessageStore {
     Async<bool> isTranscriptionEnabled() override;
     Async<std::int64_t> messageCount() override;
     Async<AccountStatus> accountStatus() override;
-    [[nodiscard]] std::string description(AccountStatus status) const override;
 
     Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) override;
     Async<std::vector<StoredMessage>> messages(std::vector<std::string> handles) override;

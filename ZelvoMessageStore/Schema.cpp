@@ -1,8 +1,10 @@
 #include "ZelvoMessageStore/Schema.h"
 
 #include "Foundation/QuotedText.h"
+#include "Orvex/store/MessageTable.h"
 #include <array>
 #include <cstdint>
+#include <stdexcept>
 #include <string_view>
 
 namespace Orvex {
@@ -60,12 +62,7 @@ void createFirstSchema(SQLite::Database& database) {
 constexpr std::array<Migration, 1> allMigrations = {createFirstSchema};
 
 [[noreturn]] void refuseOtherProgram() {
-    throw StoreFault("it is a database of another program; choose another file");
-}
-
-[[noreturn]] void refuseNewer(std::int64_t version, std::int64_t currentVersion) {
-    throw StoreFault("it was written by a newer version of this program (schema " + std::to_string(version) +
-                     ", this one knows up to " + std::to_string(currentVersion) + "); use that version");
+    throw std::runtime_error("it is a database of another program; choose another file");
 }
 
 /// A big-endian integer in the header of an SQLite database (https://www.sqlite.org/fileformat.html,
@@ -83,11 +80,9 @@ std::int64_t schemaVersion(SQLite::Database& database, std::int64_t currentVersi
     const std::int64_t applicationID = database.queryInteger("PRAGMA application_id");
     const std::int64_t version = database.queryInteger("PRAGMA user_version");
     if (applicationID == ourApplicationID) {
-        if (version > currentVersion) {
-            refuseNewer(version, currentVersion);
-        }
+        refuseNewerVersion(version, currentVersion);
         if (version < 1) {
-            throw StoreFault("the file is damaged: its schema version is " + std::to_string(version));
+            throw std::runtime_error("the file is damaged: its schema version is " + std::to_string(version));
         }
         return version;
     }
@@ -102,7 +97,7 @@ std::int64_t schemaVersion(SQLite::Database& database, std::int64_t currentVersi
 /// SQLite takes what is missing of the last page for zeros.
 void checkSize(SQLite::Database& database) {
     if (database.fileSize() % database.queryInteger("PRAGMA page_size") != 0) {
-        throw StoreFault("the file is damaged: its end is missing; restore a copy of it");
+        throw std::runtime_error("the file is damaged: its end is missing; restore a copy of it");
     }
 }
 
@@ -135,15 +130,13 @@ bool holdsStore(const SQLite::Database& database) {
         if (database.hasJournal()) {
             return true;
         }
-        throw StoreFault("it is no message store, nor any other SQLite database; choose another file");
+        throw std::runtime_error(
+            "it is no message store, nor any other SQLite database; choose another file");
     }
     if (headerField(header, applicationIDOffset) != ourApplicationID) {
         refuseOtherProgram();
     }
-    if (const std::int64_t version = headerField(header, userVersionOffset);
-        version > std::ssize(allMigrations)) {
-        refuseNewer(version, std::ssize(allMigrations));
-    }
+    refuseNewerVersion(headerField(header, userVersionOffset), std::ssize(allMigrations));
     return true;
 }
 
@@ -176,7 +169,7 @@ void checkTables(SQLite::Database& database) {
     query.bind(2, settingsTable);
     constexpr std::int64_t bothTables = 2;
     if (!query.step() || query.integer(0) != bothTables) {
-        throw StoreFault("the file is damaged: its tables are not those of a message store");
+        throw std::runtime_error("the file is damaged: its tables are not those of a message store");
     }
 }
 
@@ -186,7 +179,7 @@ void checkChangeable(SQLite::Database& database) {
     constexpr std::int64_t full = 1;
     if (database.queryInteger("PRAGMA freelist_count") > 0 &&
         database.queryInteger("PRAGMA auto_vacuum") == full) {
-        throw StoreFault("it has free pages in spite of auto_vacuum = FULL; give it a VACUUM");
+        throw std::runtime_error("it has free pages in spite of auto_vacuum = FULL; give it a VACUUM");
     }
     // To look into indexes takes as long as the rest of a change. Ours need it not.
     SQLite::Statement others = database.prepare(
@@ -200,13 +193,14 @@ void checkChangeable(SQLite::Database& database) {
     constexpr std::int64_t mostIndexes = 10;
     if (database.queryInteger("SELECT count(*) FROM (VALUES ('messages'), ('settings')), "
                               "pragma_index_list(column1)") > mostIndexes) {
-        throw StoreFault("it has more than " + std::to_string(mostIndexes) + " indexes; drop some");
+        throw std::runtime_error("it has more than " + std::to_string(mostIndexes) + " indexes; drop some");
     }
     SQLite::Statement query = database.prepare(
         "SELECT i.name FROM (VALUES ('messages'), ('settings')), pragma_index_list(column1) AS i, "
         "pragma_index_xinfo(i.name) AS c WHERE i.partial OR c.cid = -2");
     if (query.step()) {
-        throw StoreFault("its index " + inQuotes(query.value(0).text()) + " computes something; drop it");
+        throw std::runtime_error("its index " + inQuotes(query.value(0).text()) +
+                                 " computes something; drop it");
     }
 }
 

@@ -2,10 +2,9 @@
 
 #include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
-#include "Orvex/store/MessageStore.h"
 #include "Orvex/store/MessageTable.h"
-#include <new>
 #include <sqlite3.h>
+#include <stdexcept>
 
 namespace Orvex {
 
@@ -93,7 +92,7 @@ Database& StoreConnection::databaseToRead() {
 Database& StoreConnection::databaseToWrite() {
     if (!openStore()) {
         if (path_.ends_with('/')) {
-            throw StoreFault("it is a folder, not a file");
+            throw std::runtime_error("it is a folder, not a file");
         }
         makePrivateFolders(std::filesystem::path(path_).parent_path());
         Database database(path_, Database::IfAbsent::create);
@@ -107,21 +106,9 @@ Database& StoreConnection::databaseToWrite() {
 }
 
 void StoreConnection::rethrowExplained(std::string_view attempt) const {
-    std::string reason;
-    try {
-        throw;
-    } catch (const SQLite::Error& error) {
-        reason = causeOf(error);
-    } catch (const DamagedMessage& error) {
-        reason = std::string(error.what()) + "; to remove it: sqlite3 " + forShell(path_) +
-                 " \"DELETE FROM messages WHERE " + error.condition() + '"';
-    } catch (const std::bad_alloc&) {
-        reason = "out of memory";
-    } catch (const std::exception& error) {
-        reason = error.what();
-    }
-    throw MessageStoreError("cannot " + std::string(attempt) + " in the message store " + name() + ": " +
-                            onOneLine(reason));
+    Orvex::rethrowExplained(attempt, name(), causeOf, [this](const std::string& condition) {
+        return ": sqlite3 " + forShell(path_) + " \"DELETE FROM messages WHERE " + condition + '"';
+    });
 }
 
 } // namespace Orvex

@@ -1,4 +1,4 @@
-# What find_package(Orvex) reads where Orvex is installed.
+# find_package(Orvex) reads this file of an installation.
 
 include(CMakeFindDependencyMacro)
 find_dependency(Boost 1.81)

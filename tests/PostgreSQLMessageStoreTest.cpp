@@ -2,6 +2,7 @@
 
 #include "Foundation/ConnectionString.h"
 #include "Foundation/QuotedText.h"
+#include "Orvex/Version.h"
 #include "SteppedLoop.h"
 #include "TestServers.h"
 #include <algorithm>
@@ -338,8 +339,8 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
         {alter("DROP CONSTRAINT messages_type_check") + ";" + set("type = 3"),
          damaged + "type is 3, not between 0 and 2"},
         {set("message_file = 'http://x/\x1b[2J'"),
-         damaged + "message_file is \"http://x/\\u{1B}[2J\", which is no file URL"},
-        {set("duration = 'NaN'"), damaged + "duration is no finite number"},
+         damaged + "message_file is \"http://x/\\u{1B}[2J\", which is not a file URL"},
+        {set("duration = 'NaN'"), damaged + "duration is not a finite number"},
         {set("created = 253402300800000"),
          damaged + "created is 253402300800000, not between -62167219200000 and 253402300799999"},
         {set("sender = convert_to(repeat('x', 16777217), 'UTF8')"),

@@ -1,23 +1,31 @@
 #include "Orvex/model/MessageUpdate.h"
 
+#include "Orvex/model/MessageFields.h"
+#include <boost/pfr/tuple_size.hpp>
+
 namespace Orvex {
+
+static_assert(std::tuple_size_v<decltype(updateFields)> + 2 == boost::pfr::tuple_size_v<MessageUpdate> &&
+                  areDistinct(updateFields),
+              "updateFields has every member of MessageUpdate but recordUUID and undelete, once");
+
+void MessageUpdate::applyTo(StoredMessage& message) const {
+    forEach(updateFields, [&](const auto& change) {
+        if (const auto& value = this->*change.member) {
+            message.*change.field.member = *value;
+        }
+    });
+    if (undelete && message.mailbox == Mailbox::trash) {
+        message.mailbox = Mailbox::inbox;
+    }
+}
 
 std::string MessageUpdate::description() const {
     std::string text;
     Description description(text);
     description.field("recordUUID", recordUUID);
-    description.field("callUUID", callUUID);
-    description.field("conversationID", conversationID);
-    description.field("from", from);
-    description.field("provider", provider);
-    description.field("read", read);
-    description.field("duration", duration);
-    description.field("mailbox", mailbox);
-    description.field("recipient", recipient);
-    description.field("transcription", transcription);
-    description.field("RTT", isRTT);
-    description.field("transcript", transcriptURL);
-    description.field("simID", simID);
+    forEach(updateFields,
+            [&](const auto& change) { description.field(change.field.name, this->*change.member); });
     description.field("undelete", undelete);
     return text;
 }

@@ -1,13 +1,15 @@
 #pragma once
 
-#include "Foundation/Description.h"
 #include "Foundation/FileURL.h"
+#include "Foundation/Time.h"
 #include "Foundation/UUID.h"
 #include "Orvex/model/StoreValues.h"
 #include <optional>
 #include <string>
 
 namespace Orvex {
+
+struct StoredMessage;
 
 /// Changes to one stored message. An absent value leaves the field as it is.
 struct MessageUpdate {
@@ -26,6 +28,9 @@ struct MessageUpdate {
     std::optional<std::string> simID{};
     /// Moves the message from the trash to the inbox, after `mailbox` has taken effect.
     bool undelete = false;
+
+    /// Changes the message as a store does, except for its voicemail identifier.
+    void applyTo(StoredMessage& message) const;
 
     /// The update as text, one field a line.
     [[nodiscard]] std::string description() const;

@@ -1,6 +1,13 @@
 #include "Orvex/model/StoredMessage.h"
 
+#include "Orvex/model/MessageFields.h"
+#include <boost/pfr/tuple_size.hpp>
+
 namespace Orvex {
+
+static_assert(std::tuple_size_v<decltype(messageFields)> == boost::pfr::tuple_size_v<StoredMessage> &&
+                  areDistinct(messageFields),
+              "messageFields has every member of StoredMessage, once");
 
 std::string StoredMessage::description() const {
     std::string text;
@@ -10,26 +17,7 @@ std::string StoredMessage::description() const {
 
 void StoredMessage::appendDescription(std::string& out) const {
     Description description(out);
-    description.field("recordUUID", recordUUID);
-    description.field("voicemailID", voicemailID);
-    description.field("conversationID", conversationID);
-    description.field("callUUID", callUUID);
-    description.field("type", type);
-    description.field("provider", provider);
-    description.field("mailbox", mailbox);
-    description.field("from", from);
-    description.field("recipient", recipient);
-    description.field("created", created);
-    description.field("duration", duration);
-    description.field("read", read);
-    description.field("sensitive", sensitive);
-    description.field("RTT", isRTT);
-    description.field("transcription", transcription);
-    description.field("messageFile", messageFile);
-    description.field("thumbnail", thumbnail);
-    description.field("transcript", transcriptURL);
-    description.field("simID", simID);
-    description.field("quality", quality);
+    forEach(messageFields, [&](const auto& field) { description.field(field.name, this->*field.member); });
 }
 
 } // namespace Orvex

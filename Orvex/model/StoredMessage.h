@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Foundation/Description.h"
 #include "Foundation/FileURL.h"
 #include "Foundation/SharedText.h"
+#include "Foundation/Time.h"
 #include "Foundation/UUID.h"
 #include "Orvex/model/StoreValues.h"
 #include <cstdint>
@@ -11,14 +11,14 @@
 
 namespace Orvex {
 
-/// One message as a store keeps it. Whoever makes a new one gives the values from `conversationID` to
-/// `quality`, then assigns `recordUUID`; the rest is the store's to fill in when it saves the message.
+/// One message as a store keeps it. The creator of a message provides the members from `conversationID` to
+/// `quality`, then `recordUUID`; the store sets the others when it saves the message.
 struct StoredMessage {
     UUID conversationID;
     FileURL messageFile;
     std::optional<FileURL> thumbnail{};
     MessageType type = MessageType::video;
-    /// Where the archive with the voicemail's transcript is.
+    /// The archive that holds the voicemail's transcript.
     std::optional<FileURL> transcriptURL{};
     SharedText from;
     MessageProvider provider = MessageProvider::Zelvo;
@@ -31,7 +31,7 @@ struct StoredMessage {
 
     UUID recordUUID{};
 
-    /// Voicemails alone have one: counted from 1, never given twice.
+    /// Set for voicemails only. A store counts from 1 and never assigns an identifier twice.
     std::optional<std::int32_t> voicemailID{};
     std::optional<UUID> callUUID{};
     Mailbox mailbox = Mailbox::inbox;
@@ -39,7 +39,9 @@ struct StoredMessage {
     TranscriptionStatus transcription = TranscriptionStatus::notAvailable;
     std::optional<Timestamp> created{};
 
-    /// The whole record as text, one field a line.
+    friend bool operator==(const StoredMessage&, const StoredMessage&) = default;
+
+    /// The record as text, one field a line.
     [[nodiscard]] std::string description() const;
     void appendDescription(std::string& out) const;
 };

@@ -49,7 +49,7 @@ class MessageStore {
     /// May be a number without a name in `AccountStatus`. Why it is `couldNotDetermine` is reported.
     virtual Async<AccountStatus> accountStatus() = 0;
     /// A word or phrase for the states from `signedIn` to `temporarilyUnavailable`.
-    [[nodiscard]] virtual std::string description(AccountStatus status) const = 0;
+    [[nodiscard]] virtual std::string description(AccountStatus status) const;
 
     virtual Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) = 0;
     /// Handles are compared with the sender's, byte for byte.

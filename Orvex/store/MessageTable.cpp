@@ -2,33 +2,62 @@
 
 namespace Orvex {
 
-std::string insertMessage() {
-    return "INSERT INTO messages (" + std::string(messageColumns) +
-           ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, "
-           "?20) ON CONFLICT (record_uuid) DO NOTHING";
+namespace {
+
+std::string columnList() {
+    std::string list;
+    for (const std::string_view column : messageColumns) {
+        list += (list.empty() ? "" : ", ") + std::string(column);
+    }
+    return list;
 }
 
-std::string_view updateMessageRow() noexcept {
-    return R"sql(
-        UPDATE messages SET
-            call_uuid = coalesce(?2, call_uuid),
-            conversation_id = coalesce(?3, conversation_id),
-            sender = coalesce(?4, sender),
-            provider = coalesce(?5, provider),
-            read = coalesce(?6, read),
-            duration = coalesce(?7, duration),
-            mailbox = CASE WHEN ?14 AND coalesce(?8, mailbox) = 2 THEN 0 ELSE coalesce(?8, mailbox) END,
-            recipient = coalesce(?9, recipient),
-            transcription = coalesce(?10, transcription),
-            rtt = coalesce(?11, rtt),
-            transcript = coalesce(?12, transcript),
-            sim_id = coalesce(?13, sim_id),
-            voicemail_id = CASE WHEN coalesce(?5, provider) = 1 AND type = 1 THEN coalesce(voicemail_id, ?15) END
-        WHERE record_uuid = ?1)sql";
+} // namespace
+
+void refuseNewerVersion(std::int64_t version, std::int64_t knownVersion) {
+    if (version > knownVersion) {
+        throw std::runtime_error("it was written by a newer version of this program (schema " +
+                                 std::to_string(version) + ", this one knows up to " +
+                                 std::to_string(knownVersion) + "); use that version");
+    }
 }
 
-std::int32_t takenVoicemailID(std::optional<std::int64_t> value) {
-    // A server may answer anything.
+std::string selectStatement(std::string_view rest) {
+    return "SELECT id, " + columnList() + " FROM messages " + std::string(rest);
+}
+
+std::string insertStatement() {
+    std::string parameters = "?1";
+    for (std::size_t number = 2; number <= messageColumns.size(); ++number) {
+        parameters += ", ?" + std::to_string(number);
+    }
+    return "INSERT INTO messages (" + columnList() + ") VALUES (" + parameters +
+           ") ON CONFLICT (record_uuid) DO NOTHING";
+}
+
+std::string updateStatement() {
+    std::string assignments;
+    std::string provider;
+    // ?1 to ?3: the record UUID, `undelete`, and the new voicemail identifier.
+    int parameter = 3;
+    forEach(updateFields, [&](const auto& change) {
+        const std::string column(change.field.column);
+        // NULL leaves the field as it is.
+        std::string value = "coalesce(?" + std::to_string(++parameter) + ", " + column + ")";
+        if (column == "provider") {
+            provider = value;
+        }
+        if (column == "mailbox") {
+            value = "CASE WHEN ?2 AND " + value + " = 2 THEN 0 ELSE " + value + " END";
+        }
+        assignments += column + " = " + value + ", ";
+    });
+    return "UPDATE messages SET " + assignments + "voicemail_id = CASE WHEN " + provider +
+           " = 1 AND type = 1 THEN coalesce(voicemail_id, ?3) END WHERE record_uuid = ?1";
+}
+
+std::int32_t checkedVoicemailID(std::optional<std::int64_t> value) {
+    // Servers are not trusted.
     if (!value || *value < 1 || *value > std::numeric_limits<std::int32_t>::max()) {
         throw std::runtime_error(
             "there is no further voicemail identifier: the setting lastVoicemailID is missing or not "
@@ -41,7 +70,7 @@ bool isVoicemail(const StoredMessage& message) noexcept {
     return message.provider == MessageProvider::Telephony && message.type == MessageType::audio;
 }
 
-void decideValues(StoredMessage& message) {
+void setInitialValues(StoredMessage& message) {
     message.voicemailID.reset();
     message.callUUID.reset();
     message.mailbox = Mailbox::inbox;
@@ -50,7 +79,7 @@ void decideValues(StoredMessage& message) {
     message.created = currentTime();
 }
 
-void refuseSecond(const StoredMessage& message) {
+void refuseDuplicate(const StoredMessage& message) {
     throw std::runtime_error("it holds a message with the record UUID " + message.recordUUID.text() +
                              " already; choose another");
 }
@@ -60,29 +89,12 @@ void refuseAbsent(const MessageUpdate& update) {
                              "; it may have been deleted meanwhile");
 }
 
-bool transcriptionSetting(std::int64_t value) {
-    if (value != 0 && value != 1) {
-        throw std::runtime_error("the setting transcriptionEnabled is " + std::to_string(value) +
+bool isTranscriptionEnabled(std::int64_t setting) {
+    if (setting != 0 && setting != 1) {
+        throw std::runtime_error("the setting transcriptionEnabled is " + std::to_string(setting) +
                                  ", not 0 or 1");
     }
-    return value == 1;
-}
-
-std::string_view usualDescription(AccountStatus status) {
-    switch (status) {
-    case AccountStatus::signedIn:
-        return "signed in";
-    case AccountStatus::noAccount:
-        return "no account";
-    case AccountStatus::restricted:
-        return "restricted";
-    case AccountStatus::temporarilyUnavailable:
-        return "temporarily unavailable";
-    case AccountStatus::couldNotDetermine:
-    case AccountStatus::waiting:
-        break;
-    }
-    return "unknown";
+    return setting == 1;
 }
 
 } // namespace Orvex

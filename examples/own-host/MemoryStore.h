@@ -84,7 +84,8 @@ class MemoryStore : public MessageStore {
                 throw MessageStoreError("cannot update message " + update.recordUUID.text() +
                                         ": there is none");
             }
-            apply(update, *message);
+            update.applyTo(*message);
+            identifyVoicemail(*message);
         }
         messages_ = std::move(updated);
         co_return;
@@ -110,13 +111,6 @@ class MemoryStore : public MessageStore {
         return message.provider == MessageProvider::Telephony && message.type == MessageType::audio;
     }
 
-    template <class Field, class Value>
-    static void change(Field& field, const std::optional<Value>& value) {
-        if (value) {
-            field = *value;
-        }
-    }
-
     template <class Condition>
     std::vector<StoredMessage> those(Condition condition) const {
         std::vector<StoredMessage> found;
@@ -131,25 +125,6 @@ class MemoryStore : public MessageStore {
         } else if (!message.voicemailID) {
             message.voicemailID = ++lastVoicemailID_;
         }
-    }
-
-    void apply(const MessageUpdate& update, StoredMessage& message) {
-        change(message.callUUID, update.callUUID);
-        change(message.conversationID, update.conversationID);
-        change(message.from, update.from);
-        change(message.provider, update.provider);
-        change(message.read, update.read);
-        change(message.duration, update.duration);
-        change(message.mailbox, update.mailbox);
-        change(message.recipient, update.recipient);
-        change(message.transcription, update.transcription);
-        change(message.isRTT, update.isRTT);
-        change(message.transcriptURL, update.transcriptURL);
-        change(message.simID, update.simID);
-        if (update.undelete && message.mailbox == Mailbox::trash) {
-            message.mailbox = Mailbox::inbox;
-        }
-        identifyVoicemail(message);
     }
 
     std::int32_t lastVoicemailID_ = 0;

@@ -12,12 +12,13 @@
 #include <string>
 #include <string_view>
 
-namespace Orvex {
+/// The values of a message in the columns of a row and the parameters of a statement.
+namespace Orvex::SQLite {
 
 /// The current row of a query.
-class CurrentRow {
+class Row {
   public:
-    explicit CurrentRow(SQLite::Statement& statement) : statement_(statement) {}
+    explicit Row(Statement& statement) : statement_(statement) {}
 
     [[nodiscard]] bool isNull(int column) const { return statement_.value(column).isNull(); }
     template <class T>
@@ -33,7 +34,6 @@ class CurrentRow {
         return statement_.integer(column);
     }
     [[nodiscard]] double real(int column) const { return statement_.value(column).real(); }
-    [[nodiscard]] std::string columnName(int column) const { return statement_.columnName(column); }
     [[nodiscard]] static std::string literal(const UUID& uuid) {
         std::string digits = uuid.text();
         std::erase(digits, '-');
@@ -41,41 +41,41 @@ class CurrentRow {
     }
 
   private:
-    SQLite::Statement& statement_;
+    Statement& statement_;
 };
 
-// How the values of a message are stored. What is bound must outlive the statement's run.
+// Bound values must outlive the statement's run.
 
-inline void bind(SQLite::Statement& statement, int parameter, const std::string& text) {
+inline void bind(Statement& statement, int parameter, const std::string& text) {
     statement.bind(parameter, std::string_view(text));
 }
-inline void bind(SQLite::Statement& statement, int parameter, const SharedText& text) {
+inline void bind(Statement& statement, int parameter, const SharedText& text) {
     statement.bind(parameter, std::string_view(text));
 }
-inline void bind(SQLite::Statement& statement, int parameter, const UUID& uuid) {
-    statement.bind(parameter, SQLite::Blob(uuid.bytes()));
+inline void bind(Statement& statement, int parameter, const UUID& uuid) {
+    statement.bind(parameter, Blob(uuid.bytes()));
 }
-inline void bind(SQLite::Statement& statement, int parameter, const FileURL& url) {
+inline void bind(Statement& statement, int parameter, const FileURL& url) {
     statement.bind(parameter, url.text());
 }
-inline void bind(SQLite::Statement& statement, int parameter, bool value) {
+inline void bind(Statement& statement, int parameter, bool value) {
     statement.bind(parameter, std::int64_t{value});
 }
-inline void bind(SQLite::Statement& statement, int parameter, std::int32_t value) {
+inline void bind(Statement& statement, int parameter, std::int32_t value) {
     statement.bind(parameter, std::int64_t{value});
 }
-inline void bind(SQLite::Statement& statement, int parameter, Seconds duration) {
+inline void bind(Statement& statement, int parameter, Seconds duration) {
     statement.bind(parameter, duration.count());
 }
-inline void bind(SQLite::Statement& statement, int parameter, Timestamp moment) {
+inline void bind(Statement& statement, int parameter, Timestamp moment) {
     statement.bind(parameter, std::int64_t{moment.time_since_epoch().count()});
 }
 template <RawRepresentable E>
-void bind(SQLite::Statement& statement, int parameter, E value) {
+void bind(Statement& statement, int parameter, E value) {
     statement.bind(parameter, std::int64_t{rawValue(value)});
 }
 template <class T>
-void bind(SQLite::Statement& statement, int parameter, const std::optional<T>& value) {
+void bind(Statement& statement, int parameter, const std::optional<T>& value) {
     if (value) {
         bind(statement, parameter, *value);
     } else {
@@ -83,11 +83,11 @@ void bind(SQLite::Statement& statement, int parameter, const std::optional<T>& v
     }
 }
 
-/// Binds the values to the parameters 1, 2, 3 …
+/// Binds the values to the parameters from 1 on.
 template <class... Values>
-void bindAll(SQLite::Statement& statement, const Values&... values) {
+void bindAll(Statement& statement, const Values&... values) {
     int parameter = 0;
     (bind(statement, ++parameter, values), ...);
 }
 
-} // namespace Orvex
+} // namespace Orvex::SQLite
