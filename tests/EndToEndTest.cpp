@@ -21,7 +21,7 @@ std::vector<std::string> namesIn(const std::filesystem::path& folder) {
     return names;
 }
 
-/// The tool and its commands.
+/// The program and its commands.
 const std::vector<std::string> helpTopics = namesIn(ORVEX_TEST_DATA "/help");
 
 class EndToEndTest : public testing::Test {
@@ -30,7 +30,7 @@ class EndToEndTest : public testing::Test {
         return runOrvex(split("--store " + file + " " + line), input);
     }
 
-    /// A run that went well.
+    /// A successful run.
     static ProgramRun printed(std::string output) { return {std::move(output), "", 0}; }
 
     std::vector<StoredMessage> stored() { return wait(SQLiteMessageStore(file).allMessages()); }

@@ -27,7 +27,7 @@ std::shared_ptr<MessageStore> storeAt(const std::string& uri) {
     return std::make_shared<PostgreSQLMessageStore>(uri);
 }
 
-/// Some 18,000 bytes that cannot be made much smaller.
+/// 18,000 bytes that cannot be compressed much.
 std::string longHandle() {
     std::string handle;
     for (int i = 0; i < 500; ++i) {
@@ -36,18 +36,14 @@ std::string longHandle() {
     return handle;
 }
 
-/// Has the server do something when a transaction that adds or changes a message is committed. The table of
-/// messages has no trigger of its own.
-std::string deferred(const std::string& body) {
-    return "CREATE OR REPLACE FUNCTION public.f() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN " + body +
-           " RETURN NULL; END $$; "
-           "CREATE TABLE IF NOT EXISTS public.t (); DROP TRIGGER IF EXISTS t ON public.t; "
-           "CREATE CONSTRAINT TRIGGER t AFTER INSERT ON public.t DEFERRABLE INITIALLY DEFERRED FOR EACH ROW "
-           "EXECUTE FUNCTION public.f(); "
-           "CREATE OR REPLACE FUNCTION public.g() RETURNS boolean LANGUAGE plpgsql AS $$ BEGIN "
-           "INSERT INTO public.t DEFAULT VALUES; RETURN true; END $$; "
-           "ALTER TABLE orvex.messages DROP CONSTRAINT IF EXISTS g, "
-           "ADD CONSTRAINT g CHECK (public.g()) NOT VALID";
+std::string sqlFile(const std::string& name) {
+    return readFile(ORVEX_TEST_DATA "/" + name + ".sql");
+}
+
+/// SQL that runs `body` when a transaction that adds or changes a message is committed.
+std::string atCommit(const std::string& body) {
+    std::string sql = sqlFile("at-commit");
+    return sql.replace(sql.find("BODY"), 4, body);
 }
 
 class PostgreSQLMessageStoreTest : public testing::Test {
@@ -94,19 +90,18 @@ class PostgreSQLOutageTest : protected OwnServer, public PostgreSQLMessageStoreT
     PostgreSQLOutageTest() : PostgreSQLMessageStoreTest(newDatabase(server->uri())) {}
 };
 
-TEST_F(PostgreSQLMessageStoreTest, ClientsThatComeAtOnceToAnEmptyDatabaseKeepTheOrderAndTheIdentifiers) {
+TEST_F(PostgreSQLMessageStoreTest, ClientsThatStartAtOnceOnAnEmptyDatabaseKeepTheOrderAndTheIdentifiers) {
     constexpr int clients = 8;
     constexpr std::size_t each = 10;
-    // Another one watches: what it has seen stays where it was.
+    // One more client watches: messages that it has seen keep their places.
     const std::vector<int> statuses = runInProcesses(clients + 1, [&](int client) {
         alarm(60);
         const auto store = storeAt(uri);
         std::vector<UUID> seen;
         while (client == clients && seen.size() < clients * each) {
             std::vector<UUID> found;
-            for (const StoredMessage& message : wait(store->allMessages())) {
-                found.push_back(message.recordUUID);
-            }
+            std::ranges::transform(wait(store->allMessages()), std::back_inserter(found),
+                                   &StoredMessage::recordUUID);
             if (found.size() < seen.size() || !std::equal(seen.begin(), seen.end(), found.begin())) {
                 throw std::runtime_error("a message was saved before one that was there");
             }
@@ -140,7 +135,7 @@ TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
     }
 
     // A loop may end while a change is made lasting.
-    sql(deferred("PERFORM pg_advisory_xact_lock(1);"));
+    sql(atCommit("PERFORM pg_advisory_xact_lock(1);"));
     const std::vector<MessageUpdate> update{
         {.recordUUID = wait(store->allMessages()).at(0).recordUUID, .read = true}};
     auto holder = session("SELECT pg_advisory_lock(1)");
@@ -156,7 +151,7 @@ TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
     EXPECT_TRUE(wait(store->allMessages()).at(0).read);
 }
 
-TEST_F(PostgreSQLMessageStoreTest, PassesOverAHostThatIsSilentAndSurvivesOneThatIsRude) {
+TEST_F(PostgreSQLMessageStoreTest, PassesOverASilentHostAndSurvivesARudeOne) {
     const LocalListener listener;
     const std::string both = "&host=127.0.0.1," + folder + "&port=" + listener.port + ",5432";
     EXPECT_EQ(status(both), AccountStatus::signedIn);
@@ -178,13 +173,7 @@ TEST_F(PostgreSQLMessageStoreTest, PassesOverAHostThatIsSilentAndSurvivesOneThat
 
 TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnIndexForEverySelection) {
     save();
-    sql("INSERT INTO orvex.messages (record_uuid, voicemail_id, conversation_id, type, provider, mailbox, "
-        "sender, "
-        "created, duration, read, sensitive, rtt, transcription, message_file, sim_id, quality) "
-        "SELECT gen_random_uuid(), CASE WHEN n <= 50 THEN n END, gen_random_uuid(), 1, CASE WHEN n <= 50 "
-        "THEN 1 ELSE 2 END, "
-        "0, int8send(n), 0, 0, false, false, false, 0, 'file:///m', '', 1 FROM generate_series(1, 50000) n; "
-        "ANALYZE orvex.messages");
+    sql(sqlFile("fifty-thousand-messages"));
     auto store = storeAt(uri);
     const std::vector<StoredMessage> all = wait(store->allMessages());
     std::vector<UUID> some(100000);
@@ -202,7 +191,7 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
     EXPECT_EQ(wait(store->messages(std::vector{std::string(longest.from)})).size(), 1U);
     wait(store->deleteMessages(some));
     EXPECT_EQ(wait(store->messageCount()), 50001);
-    // A session that ends tells what it did.
+    // A session reports its statistics when it ends.
     store.reset();
     for (const char* const index : {"messages_record_uuid_key", "messages_by_sender",
                                     "messages_by_provider_and_type", "messages_voicemail_id_key"}) {
@@ -213,14 +202,13 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
     }
 }
 
-TEST_F(PostgreSQLOutageTest, TellsWhatTheAccountMayDo) {
+TEST_F(PostgreSQLOutageTest, ReportsTheRightsOfTheUserAsTheAccountStatus) {
     const std::string access = server.folder() / "pg_hba.conf";
     writeFile(access, "local all refused reject\nlocal all careful scram-sha-256\n" + readFile(access));
     server->signal(SIGHUP);
-    sql("DO $$ BEGIN CREATE ROLE reader LOGIN; CREATE ROLE tester LOGIN; CREATE ROLE stranger LOGIN; CREATE "
-        "ROLE refused LOGIN; "
-        "EXCEPTION WHEN duplicate_object THEN NULL; END $$");
-    // An empty store, of which nothing is made.
+    sql("CREATE ROLE reader LOGIN; CREATE ROLE tester LOGIN; CREATE ROLE stranger LOGIN; CREATE ROLE refused "
+        "LOGIN");
+    // Looking at an empty store does not create its tables.
     EXPECT_EQ(status(), AccountStatus::signedIn);
     const auto as = [](const std::string& user) { return "&user=" + user; };
     EXPECT_EQ(status(as("reader")), AccountStatus::restricted);
@@ -266,7 +254,7 @@ TEST_F(PostgreSQLOutageTest, TellsWhatTheAccountMayDo) {
     EXPECT_EQ(status(as("tester")), AccountStatus::signedIn);
     EXPECT_EQ(errorOfSaving(as("tester")), "");
 
-    // A server that waits for a client before it stops takes no more of them.
+    // A server that waits for its last client accepts no other.
     auto client = session("");
     server->signal(SIGTERM);
     EXPECT_TRUE(eventually([&] { return status() == AccountStatus::temporarilyUnavailable; }));
@@ -285,30 +273,8 @@ TEST_F(PostgreSQLOutageTest, TellsWhatTheAccountMayDo) {
     EXPECT_LE(passed, std::chrono::seconds(20));
 }
 
-TEST_F(PostgreSQLMessageStoreTest, HeedsNeitherSettingsNorSchemasOfOthers) {
-    std::string others = "CREATE SCHEMA evil; CREATE TABLE evil.settings (name text, value bigint); "
-                         "CREATE TABLE evil.messages (id bigint); INSERT INTO evil.settings VALUES "
-                         "('schemaVersion', 9), ('transcriptionEnabled', 9);";
-    for (const char* const function :
-         {"unnest(bytea[]) RETURNS SETOF bytea", "has_table_privilege(regclass, text) RETURNS boolean",
-          "current_setting(varchar) RETURNS text", "has_database_privilege(name, text) RETURNS boolean"}) {
-        others += " CREATE FUNCTION evil." + std::string(function) +
-                  " LANGUAGE plpgsql AS $$ BEGIN RAISE 'evil'; END $$;";
-    }
-    for (const std::string type : {"text", "name", "oid", "bigint"}) {
-        others +=
-            "CREATE FUNCTION evil.equal(" + type + ", " + type +
-            ") RETURNS boolean LANGUAGE plpgsql AS $$ BEGIN RAISE 'evil'; END $$; CREATE OPERATOR evil.= "
-            "(FUNCTION = evil.equal, LEFTARG = " +
-            type + ", RIGHTARG = " + type + ");";
-    }
-    sql(others);
-    for (const char* const setting :
-         {"search_path = evil, pg_catalog", "standard_conforming_strings = off", "client_encoding = LATIN1",
-          "bytea_output = escape", "extra_float_digits = -15", "client_min_messages = debug1",
-          "default_transaction_isolation = serializable"}) {
-        sql("ALTER DATABASE " + database + " SET " + setting);
-    }
+TEST_F(PostgreSQLMessageStoreTest, IgnoresSettingsAndSchemasOfOthers) {
+    sql(sqlFile("evil-schema"));
     EXPECT_EQ(status(), AccountStatus::signedIn);
     const auto store = storeAt(uri);
     StoredMessage message = newMessage(MessageType::audio, MessageProvider::Telephony, "\\ \xff");
@@ -323,14 +289,14 @@ TEST_F(PostgreSQLMessageStoreTest, HeedsNeitherSettingsNorSchemasOfOthers) {
     EXPECT_EQ(wait(store->accountStatus()), AccountStatus::signedIn);
 }
 
-TEST_F(PostgreSQLMessageStoreTest, SaysThatTheLastVoicemailIdentifierWasLowered) {
+TEST_F(PostgreSQLMessageStoreTest, ReportsThatTheLastVoicemailIdentifierWasLowered) {
     const auto saveVoicemail = [this] { save(MessageType::audio, MessageProvider::Telephony); };
     saveVoicemail();
     sql("UPDATE orvex.settings SET value = 0 WHERE name = 'lastVoicemailID'");
     EXPECT_THAT(errorOf(saveVoicemail), HasSubstr("the setting lastVoicemailID has been lowered"));
 }
 
-TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
+TEST_F(PostgreSQLMessageStoreTest, RefusesValuesThatNoMessageHas) {
     const auto alter = [](const std::string& change) { return "ALTER TABLE orvex.messages " + change; };
     const auto set = [](const std::string& change) { return "UPDATE orvex.messages SET " + change; };
     const std::string damaged = "the store is damaged: in the message with the record UUID ";
@@ -354,8 +320,8 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
         {"UPDATE orvex.settings SET value = 2 WHERE name = 'schemaVersion'",
          "it was written by a newer version of this program (schema 2, this one knows up to 1); use that "
          "version"},
-        // The planner runs code of the tables' owner, but to read only. What the server says is on one line,
-        // and moves no cursor.
+        // The planner runs code of the tables' owner, in a read-only transaction. The server's message is
+        // shown on one line and without escapes.
         {"CREATE FUNCTION f(int) RETURNS int IMMUTABLE LANGUAGE sql RETURN 1; CREATE INDEX ON orvex.messages "
          "(f(1)); CREATE OR REPLACE FUNCTION f(int) RETURNS int IMMUTABLE LANGUAGE plpgsql AS "
          "$$ BEGIN RAISE E'so\\n\\x1b[2J%', current_setting('transaction_read_only'); END $$",
@@ -378,14 +344,6 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
 }
 
 TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUser) {
-    sql("DO $$ BEGIN CREATE ROLE evil LOGIN; CREATE ROLE chief LOGIN; CREATE ROLE anybody LOGIN; "
-        "EXCEPTION WHEN duplicate_object THEN NULL; END $$");
-    sql("DO $$ BEGIN EXECUTE 'ALTER DATABASE ' || current_database() || ' OWNER TO chief'; END $$; "
-        "GRANT CREATE ON SCHEMA public TO evil");
-    const std::string code =
-        "CREATE OR REPLACE FUNCTION public.evil() RETURNS bigint LANGUAGE plpgsql AS $$ BEGIN BEGIN EXECUTE "
-        "'ALTER ROLE evil SUPERUSER'; EXCEPTION WHEN OTHERS THEN NULL; END; RETURN 1; END $$; "
-        "ALTER FUNCTION public.evil OWNER TO evil; ";
     const auto ownedBy = [](const std::string& role) {
         return "ALTER SCHEMA orvex OWNER TO " + role + "; ALTER TABLE orvex.messages OWNER TO " + role +
                "; ALTER TABLE orvex.settings OWNER TO " + role +
@@ -407,7 +365,7 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
          "postgres", notOrdinary},
         {evilCheck + ownedBy("evil"), "postgres", couldRun},
         {evilCheck + ownedBy("evil"), "chief", couldRun},
-        // Its owner is somebody whom those without such rights trust, and a chief whom a superuser does not.
+        // A user without such rights trusts any owner; a superuser does not trust a database's owner.
         {ownedBy("evil"), "anybody", ""},
         {ownedBy("chief"), "chief", ""},
         {ownedBy("chief"), "postgres", "\"chief\", which owns"},
@@ -421,24 +379,24 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
         {"CREATE RULE r AS ON INSERT TO orvex.messages DO ALSO SELECT 1", "postgres", hasMore},
         {"CREATE POLICY p ON orvex.messages", "postgres", hasMore},
         {"ALTER TABLE orvex.messages ENABLE ROW LEVEL SECURITY", "postgres", hasMore},
-        // The schema's owner could exchange it while the tables are made.
+        // The schema's owner could replace it while the tables are created.
         {"DROP TABLE orvex.messages, orvex.settings; ALTER SCHEMA orvex OWNER TO evil", "postgres",
          belongsToAnother},
         {"DROP TABLE orvex.messages, orvex.settings; ALTER SCHEMA orvex OWNER TO chief",
          "postgres&options=-crole%3Dchief", belongsToAnother},
-        // Anybody who may make tables in the schema could make the missing one.
+        // Any user who may create tables in the schema could create the missing one.
         {"DROP TABLE orvex.settings", "postgres", "is not that of a message store"},
     };
     for (const auto& [change, user, error] : cases) {
-        sql("DROP SCHEMA IF EXISTS orvex CASCADE; DROP TABLE IF EXISTS public.child, public.other");
+        sql(sqlFile("evil-owner"));
         save();
-        sql(code + change);
+        sql(change);
         const std::string as = "&user=" + user;
         const auto isError = [&error = error](const std::string& text) {
             return error.empty() ? text.empty() : text.find(error) != std::string::npos;
         };
         EXPECT_TRUE(isError(errorOfSaving(as))) << change << user << errorOfSaving(as);
-        // A store that is not there yet is an empty one.
+        // A store without tables is read as empty.
         if (change.find("DROP TABLE orvex.messages") == std::string::npos) {
             for (const std::string& text : {errorOf([&] { wait(storeAt(uri + as)->messageCount()); }),
                                             errorOf([&] { wait(storeAt(uri + as)->accountStatus()); })}) {
@@ -448,12 +406,10 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
         EXPECT_EQ(sql("SELECT rolsuper FROM pg_roles WHERE rolname = 'evil'"), "f") << change;
     }
 
-    // One who may give the table a trigger does so while a change begins.
-    sql("DROP SCHEMA orvex CASCADE");
+    // A user with the right to create a trigger creates one while a change begins.
+    sql(sqlFile("evil-owner"));
     save();
-    sql("GRANT USAGE ON SCHEMA orvex TO evil; GRANT TRIGGER ON orvex.messages TO evil; "
-        "CREATE OR REPLACE FUNCTION public.trigger() RETURNS trigger LANGUAGE plpgsql AS "
-        "$$ BEGIN PERFORM public.evil(); RETURN NEW; END $$");
+    sql("GRANT USAGE ON SCHEMA orvex TO evil; GRANT TRIGGER ON orvex.messages TO evil");
     const auto evil = session("BEGIN; CREATE TRIGGER t BEFORE INSERT ON orvex.messages FOR EACH ROW "
                               "EXECUTE FUNCTION public.trigger()",
                               "&user=evil");
@@ -466,14 +422,14 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
     EXPECT_EQ(sql("SELECT rolsuper FROM pg_roles WHERE rolname = 'evil'"), "f");
 }
 
-TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoItIs) {
+TEST_F(PostgreSQLMessageStoreTest, SendsNoPasswordToAServerThatDoesNotProveItsIdentity) {
     const TemporaryFolder certificates;
     makeCertificate(certificates);
     const std::string permission = "sslmode=verify-full in the URI or the service file";
     const std::string disable = "&sslmode=require&channel_binding=disable";
-    // With what the server learns about the password, and what the user's error says.
+    // The last two: the server's view of the password, and a part of the user's error.
     const std::array<std::string, 5> cases[] = {
-        // This machine, but no loopback address.
+        // This machine, but not a loopback address.
         {"password", "0.0.0.0", "", "b''", permission},
         {"password", "0.0.0.0", "&sslmode=require", "b''", permission},
         {"password", "/nowhere,0.0.0.0", "&sslmode=require", "b''", permission},
@@ -503,7 +459,7 @@ TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoI
     }
 }
 
-TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
+TEST_F(PostgreSQLMessageStoreTest, NeverShowsAPassword) {
     const std::string host = "/db?connect_timeout=5&host=" + folder;
     for (const std::string& at :
          {"postgresql://careful:secret@" + host, "postgresql://careful:se@secret@" + host,
@@ -535,19 +491,19 @@ TEST_F(PostgreSQLMessageStoreTest, AChangeThatFailsIsNotMadeAndSaysWhy) {
         EndsWith("it can only be read: the server is a standby, or the user may not write (cannot execute "
                  "INSERT in a read-only transaction)"));
 
-    sql(deferred("RAISE SQLSTATE '53100' USING MESSAGE = 'no space left';"));
+    sql(atCommit("RAISE SQLSTATE '53100' USING MESSAGE = 'no space left';"));
     EXPECT_THAT(errorOfSaving(),
                 EndsWith("the server's disk is full (no space left); make room and try again"));
-    // The connection ends in the middle of a commit.
-    sql(deferred("PERFORM pg_terminate_backend(pg_backend_pid());"));
+    // The connection ends during the commit.
+    sql(atCommit("PERFORM pg_terminate_backend(pg_backend_pid());"));
     const std::string unknown =
         ": whether the change was made is unknown, since the server was asked to make it "
         "lasting but did not confirm that (";
     const std::string lookFirst = "); look before you try again";
     EXPECT_THAT(errorOfSaving(),
                 EndsWith(name + unknown + "terminating connection due to administrator command" + lookFirst));
-    // A commit that no standby has confirmed.
-    sql(deferred("RAISE WARNING 'not replicated';"));
+    // No standby confirms the commit.
+    sql(atCommit("RAISE WARNING 'not replicated';"));
     EXPECT_THAT(errorOfSaving(), EndsWith(name + unknown + "not replicated" + lookFirst));
     EXPECT_EQ(wait(storeAt(uri)->messageCount()), 2);
 }
@@ -564,7 +520,7 @@ TEST_F(PostgreSQLOutageTest, ServesTheProgramThroughItsModule) {
     sql("UPDATE orvex.settings SET value = 0 WHERE name = 'transcriptionEnabled'");
     EXPECT_EQ(run("transcription-enabled"), (ProgramRun{"isTranscriptionEnabled: false\n", "", 0}));
 
-    // The server goes away while the user is asked, and is back for the next command.
+    // The server stops while the user is asked, and runs again for the next command.
     TerminalSession session(split(ORVEX_PROGRAM " --store " + uri + " delete-message -a -nc"));
     EXPECT_TRUE(session.shows("(y/n)?"));
     server->stop();
