@@ -33,7 +33,7 @@ StoredMessage numberedMessage(unsigned char number) {
                           .thumbnail = FileURL::fromPath("/media/thumbnail.png"),
                           .type = isVoicemail ? MessageType::audio : MessageType::video,
                           .transcriptURL = FileURL::fromPath("/media/transcript.plist"),
-                          // Of the first message, one that needs pages of its own.
+                          // The first sender needs overflow pages.
                           .from = number == 0 ? std::string(5000, 'x') : commonSender,
                           .provider = isVoicemail ? MessageProvider::Telephony : MessageProvider::Zelvo,
                           .recipient = "+15550100",
@@ -70,7 +70,7 @@ std::string records(const std::vector<StoredMessage>& messages) {
     return text;
 }
 
-/// Keeps what an operation of the store yields, nothing where it is refused, and says it.
+/// Keeps the result of an operation, or nothing if the store refuses it, and its text.
 template <class T>
 Async<void> attempt(Async<T> operation, std::optional<T>& result, std::string& said) {
     try {
@@ -111,8 +111,8 @@ bool isSound(const path& file) {
     return found == "ok";
 }
 
-/// Everything that a store says when it is read. In a sound one, what is looked up has to agree with what is
-/// listed.
+/// Reads a store in every way and returns all results as text. If the file is sound, lookups must agree with
+/// lists.
 std::string reading(const path& file, bool sound) {
     SQLiteMessageStore store(file);
     std::string said;
@@ -147,8 +147,7 @@ std::string reading(const path& file, bool sound) {
 }
 
 void check(const path& file) {
-    // The first operation brings back what a journal holds, and may be the only one to succeed if that is
-    // damaged.
+    // The first operation rolls the journal back. If that is damaged, later operations may fail.
     std::string said;
     yieldOf(SQLiteMessageStore(file).messageCount(), said);
     const bool sound = isSound(file);
@@ -189,7 +188,7 @@ ValidStores::ValidStores(const path& file) {
     }
     sqlite3* database = nullptr;
     sqlite3_open(file.c_str(), &database);
-    // A count that the store keeps would be believed.
+    // The stored count would be believed, although the fuzzer changes the messages.
     sqlite3_exec(database,
                  "UPDATE messages SET created = 1700000000000 + id;"
                  "DELETE FROM settings WHERE name LIKE 'messageCount%'",

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-/// For the targets that try files of a store.
+/// Shared by the targets that try files of a store.
 namespace Orvex::Fuzzing {
 
-/// A folder in memory where there is one, gone with the process.
+/// A folder that is removed together with the object; in memory if /dev/shm exists.
 class WorkingFolder {
   public:
     WorkingFolder();
@@ -21,14 +21,13 @@ class WorkingFolder {
     std::filesystem::path path_;
 };
 
-/// A store and the journal beside it, empty where there is none.
+/// A store and the journal beside it, which is empty if there is none.
 struct Files {
     std::string store;
     std::string journal;
 };
 
-/// A store with some messages, the same in every run, as it is, and as a process leaves it that ends while it
-/// changes the store.
+/// A store that is the same in every run: whole, and as a process leaves it that dies during a change.
 struct ValidStores {
     Files whole;
     Files interrupted;
@@ -39,8 +38,7 @@ struct ValidStores {
 [[nodiscard]] std::string bytesOf(const std::filesystem::path& file);
 void writeBytes(const std::filesystem::path& file, std::string_view bytes);
 
-/// Reads a store in every way, and changes it in every way. What is wrong in the file must not make the store
-/// do anything wrong.
+/// Reads a store and changes it, in every way, and expects no wrong result whatever its file holds.
 void tryStore(const std::filesystem::path& file);
 
 } // namespace Orvex::Fuzzing

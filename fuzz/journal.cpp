@@ -18,8 +18,7 @@ std::set<std::string> namesIn(const std::filesystem::path& folder) {
 
 } // namespace
 
-/// The input has the bytes of both files: the size of the store in three bytes, the store, and then its
-/// journal.
+/// The input is the size of the store in three bytes, the store, and its journal.
 void tryInput(std::string_view input) {
     static const WorkingFolder folder;
     static const std::filesystem::path file = folder / "messages.db";
@@ -36,7 +35,7 @@ void tryInput(std::string_view input) {
     writeBytes(file, input.substr(0, size));
     writeBytes(journal, input.substr(std::min(size, input.size())));
     writeBytes(folder / "diary", "my diary");
-    // A journal that names a file names one in the current folder. The fuzzer's own files are in another one.
+    // A journal may name a file in the current folder, which must not be one of the fuzzer's.
     const std::filesystem::path before = std::filesystem::current_path();
     current_path(folder / "");
     tryStore(file);

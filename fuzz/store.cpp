@@ -6,9 +6,9 @@ namespace Orvex::Fuzzing {
 
 namespace {
 
-/// Applies patches of four bytes each: to which file, the store or its journal, by the lowest bit of the
-/// first; where, in two of them; and what to put there. One behind the end cuts the file short instead. A
-/// journal that is patched is that of an interrupted change.
+/// Applies patches of four bytes. The lowest bit of the first byte selects the store or its journal; the next
+/// two are the offset, and the last is the new byte. An offset behind the end truncates the file instead. If
+/// any patch selects the journal, both files are those of an interrupted change.
 Files patched(const ValidStores& valid, std::string_view patches) {
     bool hasJournal = false;
     for (std::size_t i = 0; i + 4 <= patches.size(); i += 4) {
@@ -33,7 +33,7 @@ Files patched(const ValidStores& valid, std::string_view patches) {
 
 } // namespace
 
-/// The input says what is changed in the files of a valid store.
+/// The input is a list of patches for a valid store.
 void tryInput(std::string_view input) {
     static const WorkingFolder folder;
     static const ValidStores valid(folder / "valid.db");

@@ -15,7 +15,7 @@
 #include <unistd.h>
 #include <utility>
 
-// The linker's names for the wrapper of a function and the function itself (option --wrap).
+// With --wrap, the linker calls __wrap_name in place of a function, and the function itself is __real_name.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 int __real_open(const char* path, int flags, mode_t mode);
@@ -30,13 +30,13 @@ using std::filesystem::path;
 
 Fault current;
 
-/// Shared with forked processes.
+/// In memory that forked processes share.
 bool& callCame = *static_cast<bool*>(
     mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
 /// A file or folder as it was when it was last synced.
 struct Synced {
-    /// Keeps the inode, and so its number, from being used again. A handle has no locks.
+    /// Keeps the number of the inode from being used again. Opened with O_PATH, so closing it drops no locks.
     FileDescriptor handle;
     std::string content{};
     std::map<std::string, ino_t> names{};
@@ -74,7 +74,7 @@ void sync(const path& at) {
     }
 }
 
-/// Puts back what was synced under a name.
+/// Writes the file or folder as it was synced.
 void restore(const path& at, const Synced& synced) {
     const path handle = pathOf(synced.handle.get());
     if (is_directory(handle)) {
@@ -103,7 +103,8 @@ bool fails(unsigned kind, Half half) {
         errno = current.error;
         return true;
     case Effect::interruption:
-        current.interruption();
+        // It may end the fault that holds it.
+        std::exchange(current.interruption, {})();
         return false;
     case Effect::processEndsHalfway:
     case Effect::powerFailsHalfway:
@@ -204,7 +205,7 @@ struct DiskFile {
     sqlite3_file base;
     /// Null if it has no name.
     const char* path;
-    /// The file system syncs the name of such a file together with its content.
+    /// The file system syncs the name of a new journal together with its content.
     bool mayBeNewJournal;
 };
 
@@ -319,7 +320,7 @@ void FailingDisk::watchMemory() {
         return fails(allocations) ? nullptr : real.xRealloc(old, size);
     };
     sqlite3_config(SQLITE_CONFIG_MALLOC, &watched);
-    // A reserve would hide most allocations.
+    // SQLite's reserve of memory (lookaside) would hide most allocations.
     sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0);
     sqlite3_vfs_register(&failing, 1);
 }

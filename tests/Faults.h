@@ -6,7 +6,7 @@
 
 namespace Orvex::Testing {
 
-/// The calls that a fault counts.
+/// The calls that count towards the number of a fault.
 enum Calls : unsigned {
     /// System calls of our own code; tests/CMakeLists.txt lists them (--wrap).
     systemCalls = 1,
@@ -34,7 +34,7 @@ enum class Effect {
     interruption,
 };
 
-/// The changes that a power failure takes off the disk, of those that were not synced.
+/// The changes that a power failure undoes, of those that were not synced.
 enum Loss : unsigned {
     everything,
     /// Only what was written; names that were made, moved or removed stay so.
@@ -47,17 +47,17 @@ enum Loss : unsigned {
     firstChoice,
 };
 
-/// Something that happens at one of the calls that count.
+/// Something that happens at a call.
 struct Fault {
     static constexpr int never = -1;
     static constexpr int fromThenOn = 1000000;
 
-    /// Of the call, from 0.
+    /// The number of the call among those that count, from 0.
     int number = never;
     Effect effect{};
     unsigned calls = systemCalls;
     int error = EIO;
-    /// Returned to SQLite if the call is one of its own.
+    /// The result of a failing call of SQLite.
     int result = 0;
     /// How many calls in a row fail.
     int times = 1;
@@ -70,7 +70,7 @@ struct Fault {
 
 inline int statusAtFault = 0;
 
-/// Puts a fault in the way of this process, and of those forked from it, while it lives.
+/// While it lives, this process and those forked from it meet the fault.
 class Faults {
   public:
     explicit Faults(Fault fault);
@@ -78,7 +78,7 @@ class Faults {
     Faults(const Faults&) = delete;
     Faults& operator=(const Faults&) = delete;
 
-    /// Returns true if the call came since `atEachCall` began the attempt, perhaps in a forked process.
+    /// True if the call came since `atEachCall` began the attempt, perhaps in a forked process.
     [[nodiscard]] static bool happened();
 };
 
@@ -101,7 +101,7 @@ class FailingDisk {
     FailingDisk(const FailingDisk&) = delete;
     FailingDisk& operator=(const FailingDisk&) = delete;
 
-    /// Lets allocations count. The process must not have a store open, and does nothing else afterwards.
+    /// Lets allocations count. Call it in a process that has no store open and ends after the test.
     static void watchMemory();
 };
 

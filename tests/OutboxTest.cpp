@@ -32,7 +32,7 @@ class OutboxTest : public testing::Test {
                 .videoURL = FileURL::fromPath(video.native())};
     }
 
-    /// The error that sending ends with, or nothing.
+    /// The error that ends sending; empty if it succeeds.
     std::string errorOfSending(const VideoMessageRequest& message, const Fault& fault = {}) const {
         const Faults faults(fault);
         return errorOf<SendingServiceError>(
@@ -57,7 +57,7 @@ class OutboxTest : public testing::Test {
         return names;
     }
 
-    /// So many entries are published, each of them whole.
+    /// Expects `count` published entries, each of them whole.
     void expectWhole(std::size_t count) {
         const std::vector<path> published = entries(outbox / "new");
         EXPECT_EQ(published.size(), count);
@@ -69,7 +69,7 @@ class OutboxTest : public testing::Test {
         }
     }
 
-    /// What another message, and one whose writer died, leave in the outbox.
+    /// An outbox with another message, and an entry whose writer died.
     void makeOutbox() {
         remove_all(outbox.parent_path());
         create_directories(outbox / "new");
@@ -380,7 +380,7 @@ TEST_F(OutboxTest, NobodyElseCanKeepAMessageFromBeingSent) {
                                                     tmp.native() + "\"")
             << mode;
     }
-    // Anyone who could open it before it was closed may keep a lock.
+    // A process that opened it before its mode was changed may keep a lock.
     FileDescriptor stranger(open(tmp.c_str(), O_RDONLY | O_DIRECTORY));
     ASSERT_EQ(flock(stranger.get(), LOCK_SH), 0);
     const Folder locked(tmp);
@@ -411,7 +411,7 @@ TEST_F(OutboxTest, SendsNoVideoThatChangesMeanwhile) {
     };
     struct Case {
         std::string_view text;
-        /// Somebody set the time of the last change back, so that only that of the last setting tells.
+        /// The modification time (mtime) is set back, so that only the ctime shows the change.
         bool isHidden = false;
     };
     for (const Case& change : {Case{"moving pictures and more"}, Case{"moving"}, Case{"moving PICTURES"},
@@ -420,7 +420,7 @@ TEST_F(OutboxTest, SendsNoVideoThatChangesMeanwhile) {
         std::pair<time_t, long> before;
         const auto write = [&] {
             writeFile(video, change.text);
-            // File times move on in steps of some milliseconds.
+            // The clock of file times ticks every few milliseconds.
             while (change.isHidden && stampOf() == before) {
             }
         };

@@ -15,7 +15,7 @@ namespace {
 using std::filesystem::path;
 using std::filesystem::perms;
 
-/// A store and an outbox beside it, in folders that are still to be made.
+/// A store and an outbox in folders that do not exist yet.
 class PrivacyTest : public testing::Test {
   protected:
     PrivacyTest() {
@@ -41,32 +41,31 @@ TEST_F(PrivacyTest, WhatIsMadeIsForItsOwnerAlone) {
     std::filesystem::permissions(folder / "", perms::all);
     const struct {
         mode_t mask;
-        /// Whether the program makes it, which has a umask of its own.
+        /// True for the program, which sets a umask of its own.
         bool isProgram;
     } cases[] = {{0, false}, {0, true}, {0277, true}, {0777, true}};
     for (const auto& [mask, isProgram] : cases) {
-        EXPECT_THAT(runInProcesses(1,
-                                   [&, mask = mask, isProgram = isProgram](int) {
-                                       // What root may do does not depend on modes: be somebody else.
-                                       if (geteuid() == 0 && setuid(65534) != 0) {
-                                           throw std::runtime_error("still root");
-                                       }
-                                       umask(mask);
-                                       const auto make = [&] {
-                                           save();
-                                           send();
-                                           _exit(0);
-                                       };
-                                       if (!isProgram) {
-                                           make();
-                                       }
-                                       Tool tool;
-                                       tool.subcommands = allCommands();
-                                       tool.prepare = make;
-                                       const std::string_view command[] = {"get-total-count"};
-                                       _exit(static_cast<int>(run(tool, command)));
-                                   }),
-                    testing::ElementsAre(0));
+        const auto make = [&] {
+            save();
+            send();
+            _exit(0);
+        };
+        const auto act = [&, mask = mask, isProgram = isProgram](int) {
+            // Modes do not bind root: be somebody else.
+            if (geteuid() == 0 && setuid(65534) != 0) {
+                throw std::runtime_error("still root");
+            }
+            umask(mask);
+            if (!isProgram) {
+                make();
+            }
+            Tool tool;
+            tool.subcommands = allCommands();
+            tool.prepare = make;
+            const std::string_view command[] = {"get-total-count"};
+            _exit(static_cast<int>(run(tool, command)));
+        };
+        EXPECT_THAT(runInProcesses(1, act), testing::ElementsAre(0));
         std::size_t made = 1;
         EXPECT_EQ(status(folder / "made").permissions(), perms::owner_all);
         for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "made")) {

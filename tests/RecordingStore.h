@@ -9,13 +9,12 @@
 
 namespace Orvex::Testing {
 
-/// A message store in memory that remembers what was asked of it, and fails when it is told to.
+/// A message store in memory that records the calls, and fails on demand.
 class RecordingStore final : public MyTool::MemoryStore {
   public:
-    /// The calls so far: the operation's name, then numbers given, and for the lists given how long they
-    /// were.
+    /// The calls so far: the name of the operation, and its arguments, with the lengths of lists.
     std::vector<std::string> calls;
-    /// Which call fails with `error`, counted from 0; none when negative.
+    /// The number of the call that fails with `error`, from 0; none if negative.
     int failingCall = -1;
     std::string error = "the store is on fire";
 
@@ -88,7 +87,7 @@ class RecordingStore final : public MyTool::MemoryStore {
     }
 };
 
-/// Makes a new store of this kind the one that every client uses.
+/// Makes a store that every client uses from now on.
 inline std::shared_ptr<RecordingStore> useRecordingStore() {
     auto store = std::make_shared<RecordingStore>();
     MessageStoreClient::setStoreFactory([store] { return store; });

@@ -11,7 +11,7 @@
 namespace Orvex::Testing {
 
 /// A mail server that takes one connection after another and fails as its script says. It makes no system
-/// calls that `FailingSystemCalls` counts.
+/// calls that faults count.
 class SMTPServer {
   public:
     /// The answer to each prefix of a command: "" for the greeting, "body" for the middle of the message, "."

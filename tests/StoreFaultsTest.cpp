@@ -22,10 +22,10 @@ using std::filesystem::path;
 /// The files of a folder, by name.
 using Files = std::map<std::string, std::string>;
 
-/// What a store holds, as text.
+/// The messages of a store, as text.
 using Content = std::vector<std::string>;
 
-/// Changes made one after another, or a list, as far as the store succeeds.
+/// Changes made one after another, or a list, until the store fails.
 struct Operation {
     std::string name;
     Files before;
@@ -41,7 +41,7 @@ Content contentOf(std::vector<StoredMessage> messages) {
     return content;
 }
 
-/// So many messages, a few of which fill a page of the store.
+/// Messages of which a few fill a page of the store.
 std::vector<StoredMessage> newMessages(std::size_t count) {
     constexpr std::size_t longHandle = 400;
     std::vector<StoredMessage> messages;
@@ -69,14 +69,6 @@ class StoreFaultsTest : public testing::Test {
             writeFile(home / name, bytes);
         }
     }
-    [[nodiscard]] Files files() const {
-        Files files;
-        for (const auto& each : std::filesystem::directory_iterator(home)) {
-            files[each.path().filename()] = readFile(each);
-        }
-        return files;
-    }
-
     /// Runs an operation in a process of its own, which loses power at the fault or at its end; returns how
     /// many of its steps were acknowledged.
     [[nodiscard]] int runUntilPowerFails(const Operation& operation, const Fault& fault) const {
@@ -136,7 +128,7 @@ class StoreFaultsTest : public testing::Test {
         return atEachCall(fault, attempt, stride);
     }
 
-    /// What the store holds before an operation and after each of its steps.
+    /// The store's content before an operation and after each of its steps.
     [[nodiscard]] std::vector<Content> statesOf(const Operation& operation) const {
         put(operation.before);
         SQLiteMessageStore store(file);
@@ -148,17 +140,17 @@ class StoreFaultsTest : public testing::Test {
         return states;
     }
 
-    /// What an operation leaves when its process dies as soon as it has written into the store.
+    /// The files that are left if power fails at the first write into the store.
     [[nodiscard]] Files filesWhenInterrupted(Operation operation) const {
         Fault fault{.effect = Effect::powerFailsHalfway, .calls = diskChanges, .loss = nothing};
         do {
             ++fault.number;
             EXPECT_EQ(runUntilPowerFails(operation, fault), 0);
         } while (readFile(file) == operation.before["messages.db"]);
-        return files();
+        return filesIn(home);
     }
 
-    /// Every way to change a store with so many messages, and to read one.
+    /// Every way to change a store with `count` messages, and to read one.
     [[nodiscard]] std::vector<Operation> operations(std::size_t count) const {
         const std::vector<StoredMessage> messages = newMessages(count + 2);
         const auto remove = [messages](std::size_t first, std::size_t last) {
@@ -179,7 +171,7 @@ class StoreFaultsTest : public testing::Test {
             SQLiteMessageStore store(file);
             saving(messages[i])(store);
         }
-        const Files full = files();
+        const Files full = filesIn(home);
         const Operation deletion{
             "deletion", full, {remove(0, count / 2), remove(count / 2, count / 2 + 1), remove(3, count)}};
         const Files interrupted = filesWhenInterrupted(deletion);
@@ -190,7 +182,7 @@ class StoreFaultsTest : public testing::Test {
                 {"update", full, {update}},
                 deletion,
                 {"recovery", interrupted, {[listed](MessageStore& store) {
-                     // In another process, an expectation would be lost.
+                     // The parent would not see an expectation fail in this process.
                      if (contentOf(wait(store.allMessages())) != listed ||
                          wait(store.messageCount()) != std::ssize(listed)) {
                          throw std::logic_error("another content is read");
@@ -270,18 +262,18 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
     const std::vector<StoredMessage> messages = newMessages(2);
     const Operation creation{"", {{"messages.db", ""}}, {saving(messages[0])}};
     const Content created = statesOf(creation).back();
-    const Files made = files();
-    // More than a small store may yield.
+    const Files made = filesIn(home);
+    // A limit for a small store would refuse it.
     const MessageUpdate rename{.recordUUID = messages[0].recordUUID, .from = std::string(2 << 20, 'x')};
     const Content renamed =
         statesOf({"", made, {[&](MessageStore& store) { wait(store.updateMessage({rename})); }}}).back();
-    const Files changed = files();
+    const Files changed = filesIn(home);
     const struct {
         Content contentBefore, contentAfter;
         Files before, after;
     } cases[] = {{{}, created, filesWhenInterrupted(creation), made}, {created, renamed, made, changed}};
     for (const auto& each : cases) {
-        // Whatever another program may do unless a lock keeps it out.
+        // Another program makes any change that no lock prevents.
         const auto change = [&](int /*process*/) {
             flock lock{.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0};
             const std::string found = readFile(file);
@@ -340,34 +332,23 @@ TEST_F(StoreFaultsTest, MigratesAStoreAsAWholeOrLeavesItAsItWas) {
         EXPECT_TRUE(bringUpToDate(database, all));
     };
     const auto wholeStore = [&] {
-        Content content;
-        SQLite::Database database(file);
-        database.trustSchema();
-        for (const char* const query :
-             {"PRAGMA user_version", "SELECT sql FROM sqlite_schema", "SELECT name || value FROM settings",
-              "SELECT id || sender || sim_id FROM messages", "PRAGMA integrity_check"}) {
-            SQLite::Statement rows = database.prepare(query);
-            while (rows.step()) {
-                content.emplace_back(rows.value(0).text());
-            }
-        }
-        return content;
+        return runProgram({"sqlite3", file, "PRAGMA user_version", "PRAGMA integrity_check", ".dump"});
     };
     const Operation migration{
         "migration", operations(24)[2].before, {[&](auto& /*store*/) { migrate(steps); }}};
     put(migration.before);
-    const Content before = wholeStore();
-    EXPECT_THROW(migrate(stepsThatThrow), std::logic_error);
-    EXPECT_EQ(wholeStore(), before);
+    const ProgramRun before = wholeStore();
+    EXPECT_EQ(errorOf<std::logic_error>([&] { migrate(stepsThatThrow); }), "halfway");
+    EXPECT_TRUE(wholeStore() == before);
     migrate(steps);
-    const Content after = wholeStore();
+    const ProgramRun after = wholeStore();
     const Fault fault{.effect = Effect::powerFailsHalfway, .calls = diskChanges, .loss = nothing};
     const auto migrateUntil = [&](const Fault& now) {
         const int acknowledged = runUntilPowerFails(migration, now);
-        const Content found = wholeStore();
+        const ProgramRun found = wholeStore();
         EXPECT_TRUE(found == after || (found == before && acknowledged == 0));
         migrate(steps);
-        EXPECT_EQ(wholeStore(), after);
+        EXPECT_TRUE(wholeStore() == after);
     };
     EXPECT_GE(atEachCall(fault, migrateUntil), 10);
 }
@@ -384,7 +365,7 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
                 watchDisk(folder / "");
                 const Faults faults(fault);
                 const std::string error = errorOf(save);
-                // A name that SQLite cannot look up has become another file's, as far as it can tell.
+                // If SQLite cannot look up a name, it assumes that it is another file's now.
                 EXPECT_THAT(error, testing::AnyOf("", testing::MatchesRegex(
                                                           "cannot save a message in the message store \"" +
                                                           file.native() +
@@ -396,7 +377,7 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
             save();
             umask(mask);
             EXPECT_NE(outcome, wrong);
-            // A process that ended had perhaps saved its message.
+            // A process that ended may have saved its message before.
             EXPECT_THAT(wait(SQLiteMessageStore(file).messageCount()),
                         testing::AnyOf(outcome == succeeded ? 2 : 1, outcome == refused ? 1 : 2));
             for (const auto& made : std::filesystem::recursive_directory_iterator(folder / "")) {
@@ -409,8 +390,8 @@ TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
     }
 }
 
-// 16 processes make 200 saves, updates and deletions each; a disk that syncs takes long for those. All of
-// them want to make the store, again and again.
+// 16 processes make 200 rounds of changes each, on a disk that does not sync, which would take long. Then
+// they race to make the store.
 TEST_F(StoreFaultsTest, LosesNoChangeOfManyWriters) {
     constexpr int writers = 16;
     constexpr int readers = 2;
@@ -462,11 +443,11 @@ TEST_F(StoreFaultsTest, AListThatNobodyReadsOnKeepsNoWriterWaiting) {
     create_directory(home);
     SQLiteMessageStore store(file);
     for (StoredMessage message : newMessages(20)) {
-        // More than the program and the terminal take in advance.
+        // More than fits into the buffers of the program and the terminal.
         message.simID = std::string(100000, 'x');
         wait(store.saveMessage(message));
     }
-    // A store that grew has no limits of when it was opened.
+    // The limits follow the size of the file as it grows.
     EXPECT_EQ(wait(store.allMessages()).size(), 20U);
     TerminalSession pager({ORVEX_PROGRAM, "--store", file, "get-all-messages"});
     ASSERT_TRUE(pager.shows("Message #1:"));

@@ -1,5 +1,6 @@
 #include "Support.h"
 
+#include "Foundation/FileDescriptor.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -9,11 +10,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <iterator>
 #include <poll.h>
 #include <pty.h>
-#include <spawn.h>
-#include <sys/mman.h>
+#include <sstream>
 #include <sys/wait.h>
 #include <system_error>
 #include <thread>
@@ -30,37 +29,21 @@ int checked(int result) {
     return result;
 }
 
-/// A file without a name that holds `bytes`, to be read from its beginning.
-int memoryFile(std::string_view bytes = "") {
-    const int file = checked(memfd_create("test", MFD_CLOEXEC));
-    checked(static_cast<int>(write(file, bytes.data(), bytes.size())));
-    checked(static_cast<int>(lseek(file, 0, SEEK_SET)));
-    return file;
-}
-
-std::string contentOf(int file) {
-    std::string text;
-    std::array<char, 4096> buffer{};
-    checked(static_cast<int>(lseek(file, 0, SEEK_SET)));
-    for (ssize_t size = 0;
-         (size = checked(static_cast<int>(read(file, buffer.data(), buffer.size())))) > 0;) {
-        text.append(buffer.data(), static_cast<std::size_t>(size));
-    }
-    return text;
-}
-
-/// These words, which must outlive it, as C has a command line.
-std::vector<char*> argumentVector(std::vector<std::string>& command) {
+/// Puts a program in the place of this one.
+[[noreturn]] void execute(std::vector<std::string>& command) {
     std::vector<char*> words;
     for (std::string& word : command) {
         words.push_back(word.data());
     }
     words.push_back(nullptr);
-    return words;
+    execvp(words.front(), words.data());
+    _exit(127);
 }
 
-int exitStatus(int waitStatus) {
-    return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -WTERMSIG(waitStatus);
+int statusOf(pid_t process) {
+    int status = 0;
+    checked(waitpid(process, &status, 0));
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
 } // namespace
@@ -78,9 +61,9 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 InputFrom::InputFrom(std::string_view text) : standardInput_(checked(dup(STDIN_FILENO))) {
-    const int file = memoryFile(text);
-    checked(dup2(file, STDIN_FILENO));
-    close(file);
+    const TemporaryFolder folder;
+    writeFile(folder / "input", text);
+    dup2(FileDescriptor(open((folder / "input").c_str(), O_RDONLY)).get(), STDIN_FILENO);
 }
 
 InputFrom::~InputFrom() {
@@ -101,11 +84,9 @@ std::vector<std::string> split(std::string_view text, std::string_view separator
 }
 
 TerminalSession::TerminalSession(std::vector<std::string> command) {
-    const std::vector<char*> words = argumentVector(command);
     program_ = checked(forkpty(&terminal_, nullptr, nullptr, nullptr));
     if (program_ == 0) {
-        execvp(words.front(), words.data());
-        _exit(127);
+        execute(command);
     }
 }
 
@@ -151,35 +132,39 @@ void TerminalSession::type(std::string_view keys) {
 }
 
 int TerminalSession::status() {
-    int waitStatus = 0;
-    checked(waitpid(std::exchange(program_, -1), &waitStatus, 0));
-    return exitStatus(waitStatus);
+    return statusOf(std::exchange(program_, -1));
+}
+
+std::vector<int> runInProcesses(int count, const std::function<void(int)>& action) {
+    std::vector<pid_t> processes;
+    for (int i = 0; i < count; ++i) {
+        processes.push_back(fork());
+        if (processes.back() == 0) {
+            try {
+                action(i);
+                _exit(0);
+            } catch (const std::exception& error) {
+                std::fprintf(stderr, "%s\n", error.what());
+                _exit(255);
+            }
+        }
+    }
+    std::vector<int> statuses(processes.size());
+    std::transform(processes.begin(), processes.end(), statuses.begin(), statusOf);
+    return statuses;
 }
 
 ProgramRun runProgram(std::vector<std::string> command, std::string_view input) {
-    const std::vector<char*> words = argumentVector(command);
-
-    const std::array files{memoryFile(input), memoryFile(), memoryFile()};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (int standardFile = 0; standardFile < 3; ++standardFile) {
-        posix_spawn_file_actions_adddup2(&actions, files.at(static_cast<std::size_t>(standardFile)),
-                                         standardFile);
-    }
-    pid_t child = 0;
-    const int error = posix_spawnp(&child, words.front(), &actions, nullptr, words.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(), words.front());
-    }
-    int waitStatus = 0;
-    checked(waitpid(child, &waitStatus, 0));
-    ProgramRun run{
-        .output = contentOf(files[1]), .errors = contentOf(files[2]), .status = exitStatus(waitStatus)};
-    for (const int file : files) {
-        close(file);
-    }
-    return run;
+    const TemporaryFolder folder;
+    const std::array files{folder / "input", folder / "output", folder / "errors"};
+    writeFile(files[0], input);
+    const int status = runInProcesses(1, [&](int) {
+        for (int standardFile = 0; const std::filesystem::path& file : files) {
+            checked(dup2(checked(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)), standardFile++));
+        }
+        execute(command);
+    })[0];
+    return {.output = readFile(files[1]), .errors = readFile(files[2]), .status = status};
 }
 
 ProgramRun runOrvex(std::vector<std::string> arguments, std::string_view input) {
@@ -211,12 +196,23 @@ std::string bigEndian(std::uint64_t value, int size) {
 }
 
 std::string readFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return std::move(bytes).str();
 }
 
 void writeFile(const std::filesystem::path& path, std::string_view bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::map<std::string, std::string> filesIn(const std::filesystem::path& folder) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.symlink_status().type() == std::filesystem::file_type::regular) {
+            files[entry.path().lexically_relative(folder)] = readFile(entry);
+        }
+    }
+    return files;
 }
 
 StoredMessage newMessage(MessageType type, MessageProvider provider, std::string_view from) {

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +27,7 @@ T wait(Async<T> work) {
     return runToCompletion(std::move(work));
 }
 
-/// A folder of its own for a test, gone with the object.
+/// A folder that is removed together with the object.
 class TemporaryFolder {
   public:
     TemporaryFolder();
@@ -40,7 +41,7 @@ class TemporaryFolder {
     std::filesystem::path path_;
 };
 
-/// Gives this process `text` as its standard input, while it lives.
+/// While it lives, the standard input of this process is `text`.
 class InputFrom {
   public:
     explicit InputFrom(std::string_view text);
@@ -52,7 +53,7 @@ class InputFrom {
     int standardInput_;
 };
 
-/// What this process writes to standard output while `action` runs.
+/// Returns the text that this process writes to standard output while `action` runs.
 template <class Action>
 std::string outputOf(Action action) {
     testing::internal::CaptureStdout();
@@ -60,7 +61,7 @@ std::string outputOf(Action action) {
     return testing::internal::GetCapturedStdout();
 }
 
-/// The parts of a text between separators, of which there may be several in a row.
+/// The parts of a text between separators, without empty ones.
 [[nodiscard]] std::vector<std::string> split(std::string_view text, std::string_view separator = " ");
 
 /// Fills in a command from a command line.
@@ -72,7 +73,7 @@ Command parsed(std::string_view line) {
     return command;
 }
 
-/// What a command given like this prints when it runs, `input` on its standard input.
+/// Runs a command and returns the text that it prints.
 template <AsyncParsableCommand Command>
 std::string commandOutput(std::string_view line, std::string_view input = "") {
     const InputFrom standardInput(input);
@@ -80,31 +81,9 @@ std::string commandOutput(std::string_view line, std::string_view input = "") {
     return outputOf([&] { runToCompletion(command.run()); });
 }
 
-/// Runs `action` in so many processes at once, given a number from 0 each; returns their exit statuses, 255
-/// for one that an exception left.
-template <class Action>
-std::vector<int> runInProcesses(int count, Action action) {
-    std::vector<pid_t> processes;
-    for (int i = 0; i < count; ++i) {
-        processes.push_back(fork());
-        if (processes.back() == 0) {
-            try {
-                action(i);
-                _exit(0);
-            } catch (const std::exception& error) {
-                std::fprintf(stderr, "%s\n", error.what());
-                _exit(255);
-            }
-        }
-    }
-    std::vector<int> statuses;
-    for (const pid_t process : processes) {
-        int status = -1;
-        waitpid(process, &status, 0);
-        statuses.push_back(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
-    }
-    return statuses;
-}
+/// Runs `action` in `count` processes at once, with a number from 0 each. Returns their exit statuses, 255
+/// after an exception, or minus the number of the signal that ended it.
+std::vector<int> runInProcesses(int count, const std::function<void(int)>& action);
 
 struct ProgramRun {
     std::string output;
@@ -129,18 +108,18 @@ class TerminalSession {
     TerminalSession(const TerminalSession&) = delete;
     TerminalSession& operator=(const TerminalSession&) = delete;
 
-    /// Waits until `text` is on the screen, behind what was waited for before; returns what comes before it.
-    /// Absent after ten seconds, or when the program ends without it.
+    /// Waits until `text` is on the screen, after the text of the last such call. Returns the text before it;
+    /// nothing if it does not appear within ten seconds, or the program ends.
     [[nodiscard]] std::optional<std::string> shownUpTo(std::string_view text);
     [[nodiscard]] bool shows(std::string_view text) { return shownUpTo(text).has_value(); }
-    /// What is on the screen behind that when the program has ended.
+    /// Waits for the end of the program, and returns the rest of the screen.
     [[nodiscard]] std::string everythingShown();
     void type(std::string_view keys);
-    /// Waits for the program's end; its exit status, or minus the signal's number.
+    /// Waits for the end of the program. Returns its exit status, or minus the number of the signal.
     [[nodiscard]] int status();
 
   private:
-    /// Waits for more on the screen; false after ten seconds, or when the program has ended.
+    /// Waits for more on the screen. Returns false after ten seconds, or if the program has ended.
     bool readMore();
 
     int terminal_ = -1;
@@ -148,7 +127,7 @@ class TerminalSession {
     std::string unread_;
 };
 
-/// Waits until `condition` is true; false when it is not within ten seconds.
+/// Waits until `condition` is true. Returns false after ten seconds.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);
 
 /// The message of the error that ends `operation`; empty if none does. Errors of other types pass through,
@@ -164,11 +143,13 @@ template <class Error = MessageStoreError, class Operation>
 }
 
 [[nodiscard]] std::string repeated(std::string_view text, int times);
-/// The low bytes of an integer, as files of SQLite and messages of PostgreSQL have them.
+/// The low bytes of an integer, the highest first.
 [[nodiscard]] std::string bigEndian(std::uint64_t value, int size = 4);
 
 [[nodiscard]] std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, std::string_view bytes);
+/// The contents of the regular files below a folder, by their paths in it.
+[[nodiscard]] std::map<std::string, std::string> filesIn(const std::filesystem::path& folder);
 
 /// A message that is not stored yet.
 [[nodiscard]] StoredMessage newMessage(MessageType type = MessageType::video,

@@ -41,9 +41,9 @@ TEST(PrintLine, StripsEscapesWithoutColorAmongAsManyCodeUnitsAsThereAreCharacter
         // The opening bracket is in neither set on its own.
         {"\x1b[31\n", "\x1b[31\n"},
         {"\x1b\x1b[31mx", "\x1bx"},
-        // Nothing but the escapes is lost.
+        // Only the escapes are removed.
         {"\xff\x1b[31m\xc3\33c\x80\0end"sv, "\xff\xc3\x80\0end"sv},
-        // One character in two code units: the last unit of the text lies outside, and with it the sequence's
+        // One character in two code units: the last unit of the text is not looked at, so the sequence has no
         // end.
         {"😀\x1b[0m", "😀\x1b[0m"},
         {"😀\x1b[0m.", "😀."},
@@ -76,7 +76,7 @@ TEST(ReadLine, WaitsForTheRestOfALine) {
     dup2(pipe[0], STDIN_FILENO);
     std::thread typist([&pipe] {
         for (const std::string_view typed : {"1,", "2\r", "\nrest"}) {
-            // Once all that is there has been read, the reader asks for more.
+            // When everything has been read, the reader waits for more.
             int unread = 1;
             while (unread > 0 && ioctl(pipe[0], FIONREAD, &unread) == 0) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
