@@ -4,11 +4,12 @@
 
 namespace Orvex::Bench {
 
-/// What the printer without colours has to do at least, with ICU alone: for each text of a coloured list, as
-/// printed to this file, compiles the pattern of the escapes, strips them and counts the characters.
+/// Does the least work of the printer without colours, with ICU alone. For each text of a coloured list,
+/// which was printed to this file: compiles the pattern of the escapes, strips them and counts the
+/// characters.
 void stripTexts(const std::filesystem::path& list);
 
-/// Reads each file of a folder, 1.plist, 2.plist and so on, and nothing else.
+/// Reads the files 1.plist, 2.plist and so on of a folder.
 void readFiles(const std::filesystem::path& folder);
 
 } // namespace Orvex::Bench

@@ -15,7 +15,7 @@ namespace Orvex::Bench {
 
 namespace {
 
-/// A number without a pattern for each number (SplitMix64).
+/// The SplitMix64 hash of a number.
 std::uint64_t scattered(std::uint64_t number) {
     std::uint64_t z = (number + 1) * 0x9E3779B97F4A7C15U;
     z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9U;
@@ -34,7 +34,7 @@ UUID uuid(std::uint64_t number) {
     return UUID(bytes);
 }
 
-// Numbers of UUIDs that are no records.
+// The first numbers of UUIDs of conversations and calls.
 constexpr std::uint64_t conversations = std::uint64_t{1} << 40U;
 constexpr std::uint64_t calls = std::uint64_t{1} << 41U;
 
@@ -44,7 +44,7 @@ std::string sender(std::uint64_t number, std::uint64_t count) {
     if (distance > 9 && number % distance == 7) {
         return rareSender;
     }
-    // Some of several thousand people, by telephone number or address, a few with letters beyond ASCII.
+    // Several thousand people, with telephone numbers or addresses; some have letters outside of ASCII.
     const std::uint64_t person = scattered(number) % 9000;
     if (person % 3 == 0) {
         return "+1555" + std::to_string(1000000 + person);
@@ -120,7 +120,7 @@ class Insertion {
     int parameter_ = 0;
 };
 
-/// Lines for COPY. Nothing in these messages needs escapes.
+/// Lines for COPY. No text of these messages needs escapes.
 class Lines {
   public:
     explicit Lines(const std::filesystem::path& file) : file_(file) {}
@@ -179,7 +179,7 @@ void insert(Row& row, std::uint64_t number, std::uint64_t count, std::int64_t& l
     row.endRow();
 }
 
-/// Leaves a store as the program leaves it, with all that it notes for itself, and makes one that is missing.
+/// Creates a missing store, and has the store write its own settings, such as the count of messages.
 void change(const std::filesystem::path& file) {
     SQLiteMessageStore store(file);
     const StoredMessage message{
@@ -191,7 +191,7 @@ void change(const std::filesystem::path& file) {
     }(store, message));
 }
 
-/// A text of so many bytes, like speech, with all the letters.
+/// A text of `size` bytes with the words of speech and all letters.
 std::string speech(std::uint64_t number, std::size_t size) {
     constexpr std::array<std::string_view, 12> words = {"hello",  "this",      "is",          "about",
                                                         "the",    "quick",     "appointment", "on",
@@ -249,7 +249,7 @@ void makeVoicemails(const std::filesystem::path& file, const std::filesystem::pa
     row.execute("UPDATE messages SET transcript = 'file://" + folder.native() +
                 "/' || voicemail_id || '.plist'; COMMIT");
     for (std::uint64_t number = 1; number <= count; ++number) {
-        // Some segments; the text fills what is missing of 2 KB.
+        // Six segments; the text fills the rest of 2 KB.
         VMVoicemailTranscript transcript{
             .text = speech(number, 1000), .locale = "en_US", .confidence = 0.875, .segments = {}};
         for (std::uint64_t segment = 0; segment < 6; ++segment) {

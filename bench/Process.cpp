@@ -24,8 +24,6 @@ double seconds(const timeval& time) {
     throw std::runtime_error("failed:" + text);
 }
 
-} // namespace
-
 pid_t start(const Command& command) {
     std::vector<char*> words;
     for (const std::string& word : command.words) {
@@ -45,6 +43,8 @@ pid_t start(const Command& command) {
     }
     return child;
 }
+
+} // namespace
 
 Cost run(const Command& command) {
     using Clock = std::chrono::steady_clock;

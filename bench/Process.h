@@ -1,30 +1,27 @@
 #pragma once
 
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace Orvex::Bench {
 
-/// What a process and those that it waited for cost.
+/// The cost of a process, including the processes that it waited for.
 struct Cost {
-    /// In seconds.
+    /// Seconds.
     double wall = 0;
     double processor = 0;
-    /// The largest of them, in bytes.
+    /// The largest peak of one process, in bytes.
     double memory = 0;
 };
 
 struct Command {
     std::vector<std::string> words;
-    /// Files that its standard streams are connected to.
+    /// Files for the standard streams.
     std::string input = "/dev/null";
     std::string output = "/dev/null";
 };
 
-/// Starts a command.
-pid_t start(const Command& command);
-/// Runs a command to its end. Throws when it fails.
+/// Runs a command to its end. Throws `std::runtime_error` if it fails.
 Cost run(const Command& command);
 
 } // namespace Orvex::Bench

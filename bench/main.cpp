@@ -55,7 +55,7 @@ double median(const std::vector<Cost>& costs, double Cost::*part) {
     return median(std::move(values));
 }
 
-/// What a command and its peer cost, run in turns: whatever slows the machine down meets both.
+/// Costs of a command and its peer. They run in turns, so that a slow phase of the machine meets both.
 struct Comparison {
     std::vector<Cost> ours;
     std::vector<Cost> peers;
@@ -80,7 +80,7 @@ Comparison compare(int rounds, const Command& ours, const Command& peer,
         costs.push_back(run(command));
     };
     for (int i = 0; i < rounds; ++i) {
-        // Each is first as often as the other.
+        // Each goes first as often as the other.
         if (i % 2 == 0) {
             measure(ours, comparison.ours);
         }
@@ -102,7 +102,7 @@ void printRow(std::string_view work, const Comparison& comparison, double reach)
     std::fflush(stdout);
 }
 
-/// The record UUIDs of all calls of the other provider.
+/// The record UUIDs of the messages that `deletionFrom` deletes, in its batches.
 std::vector<std::vector<std::string>> callsInBatches(std::uint64_t count) {
     constexpr std::size_t batchSize = 100;
     std::vector<std::vector<std::string>> batches;
@@ -174,8 +174,8 @@ class Bench {
 
     [[nodiscard]] fs::path path(const std::string& name) const { return folder_ / name; }
 
-    /// Has another process make something, unless a run before has made it: what this one has in memory
-    /// would be counted as its children's.
+    /// Makes a file unless an earlier run has made it. Another process does it: this one's memory would count
+    /// as its children's.
     fs::path made(const std::string& name, const std::string& how, std::uint64_t size) const {
         fs::path file = path(name);
         if (!fs::exists(file)) {
@@ -223,7 +223,7 @@ class Bench {
         return firstLine(command.output, "");
     }
 
-    /// The name of a database with a store on the server.
+    /// Makes a store on the server, unless it is there, and returns its database.
     std::string sharedStore(std::uint64_t count) {
         const std::string size = std::to_string(count);
         std::string name = "store_" + size;
@@ -236,7 +236,7 @@ class Bench {
             const std::string setLast =
                 "UPDATE orvex.settings SET value = (SELECT coalesce(max(voicemail_id), "
                 "0) FROM orvex.messages) WHERE name = 'lastVoicemailID'";
-            // In the transaction that empties the table, nothing of it is logged.
+            // PostgreSQL does not log rows of a table that the same transaction has emptied.
             runSQL("unfinished",
                    {"BEGIN", "TRUNCATE orvex.messages", copy, setLast, "COMMIT", "VACUUM ANALYZE"});
             runSQL("postgres", {"ALTER DATABASE unfinished RENAME TO " + name});
@@ -314,7 +314,7 @@ class Bench {
         printMemory(comparison, ours);
     }
 
-    /// The peak memory of a list beside the bytes that it prints.
+    /// Compares the peak memory of a list with the bytes that it prints.
     void printMemory(const Comparison& comparison, Command list) const {
         list.words.insert(list.words.begin(), {"sh", "-c", "\"$@\" | wc -c", "sh"});
         const double printed = std::stod(answer(list));
@@ -338,14 +338,14 @@ class Bench {
                  compare(rounds(3), orvex(store(largest_), {"get-all-messages", "-nc"}), peer), 1.25);
     }
 
-    /// A fresh copy of a store, on the disk.
+    /// Copies a store and waits until the copy is on the disk.
     fs::path copyStore(std::uint64_t count, const std::string& name) const {
         fs::copy_file(store(count), path(name), fs::copy_options::overwrite_existing);
         sync();
         return path(name);
     }
 
-    /// Deletes all calls of the other provider, in batches of 100.
+    /// Deletes all screened calls of the provider Zelvo, in batches of 100.
     [[nodiscard]] Command deletionFrom(const std::string& store) const {
         return into("yes", "y\n", orvex(store, {"delete-message", "-a", "-p", "1", "-mt", "0"}));
     }
@@ -435,7 +435,7 @@ class Bench {
         }
     }
 
-    /// As Orvex deletes: in turn with other changes, a hundred messages in each transaction.
+    /// The transactions of Orvex: under the lock of changes, 100 messages each.
     static std::string sharedDeletions(std::uint64_t count) {
         std::string sql;
         for (const std::vector<std::string>& batch : callsInBatches(count)) {
@@ -451,7 +451,7 @@ class Bench {
     }
 
     void sharedDeletion() {
-        // Without columns to align, psql lists quickest.
+        // psql is quickest if it does not align columns.
         const std::string list =
             "\\a\nSELECT * FROM orvex.messages WHERE provider = 2 AND type = 0 ORDER BY id;\n";
         for (const std::uint64_t count : sharedSizes()) {
@@ -505,7 +505,7 @@ class Bench {
 
 } // namespace
 
-/// Run by scripts/bench; other first words than `run` are for its own child processes.
+/// scripts/bench runs `run`; the other actions are for child processes.
 int main(int argc, char* argv[]) {
     const std::vector<std::string> words(argv + 1, argv + argc);
     try {

@@ -1,3 +1,4 @@
+#include "Foundation/QuotedText.h"
 #include "Orvex/Prompts.h"
 #include "Orvex/commands/DeleteMessage.h"
 #include "Orvex/commands/GetAccountStatus.h"
@@ -18,6 +19,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <set>
+#include <tuple>
 
 namespace Orvex::Testing {
 namespace {
@@ -41,7 +43,7 @@ const std::string gettingAll = green("Getting all messages") + "\n";
 
 class CommandsTest : public testing::Test {
   protected:
-    /// Three messages: a voicemail and a video from ann, a video from bob.
+    /// Stores a voicemail and a video from ann, and a video from bob.
     void fill() {
         store->stored.clear();
         wait(store->saveMessage(newMessage(MessageType::audio, MessageProvider::Telephony, "ann")));
@@ -121,7 +123,7 @@ TEST_F(CommandsTest, GetAllMessagesMakesTheQueryOfHighestPrecedence) {
          byKind + "providers: [Telephony] types: [video]\n",
          "messages(providers:types:) 1 1",
          {2}},
-        // The heading is that of the record UUIDs.
+        // Voicemail identifiers share the heading of record UUIDs.
         {"--voicemailID +1 x \t1 2147483648 -mt 1", byUUIDs + "[]\n", matching, {0}},
         {"-vids=-5", byUUIDs + "[]\n", matching, {}},
     };
@@ -198,7 +200,7 @@ TEST_F(CommandsTest, SaveMessagePrintsAnError) {
     EXPECT_EQ(commandOutput<SaveMessage>(""), red("Error: \n") + onFire);
 }
 
-TEST(Prompts, AskForNumbersTakesWhatIsANumber) {
+TEST(Prompts, AskForNumbersIgnoresAllButNumbers) {
     using Numbers = std::vector<std::int64_t>;
     const std::pair<std::string_view, Numbers> cases[] = {
         {" 2, x ,,3\n", {2, 3}},
@@ -222,19 +224,12 @@ TEST(Prompts, AskForNumbersTakesWhatIsANumber) {
 }
 
 TEST(Prompts, AskYesNoAsksUntilItIsAnswered) {
-    const struct {
-        std::string_view input;
-        bool answer;
-        std::size_t questions;
-    } cases[] = {
-        {"y\n", true, 1},           {"YES\n", true, 1},
-        {"True\n", true, 1},        {"1", true, 1},
-        {"n\n", false, 1},          {"No\n", false, 1},
-        {"FALSE\n", false, 1},      {"0\n", false, 1},
-        {" y\nn\n", false, 2},      {"\ny\n", true, 2},
-        {"y \nyep\n2\ny", true, 4}, {"y\r\nno\ny\n", true, 1},
-        {"y\r\r\nn\n", false, 2},   {"\u00a0y\nN\r\n", false, 2},
-    };
+    const std::tuple<std::string_view, bool, std::size_t> cases[] = {
+        {"y\n", true, 1},         {"YES\n", true, 1},          {"True\n", true, 1},
+        {"1", true, 1},           {"n\n", false, 1},           {"No\n", false, 1},
+        {"FALSE\n", false, 1},    {"0\n", false, 1},           {" y\nn\n", false, 2},
+        {"\ny\n", true, 2},       {"y \nyep\n2\ny", true, 4},  {"y\r\nno\ny\n", true, 1},
+        {"y\r\r\nn\n", false, 2}, {"\u00a0y\nN\r\n", false, 2}};
     for (const auto& [input, expected, questions] : cases) {
         const InputFrom standardInput(input);
         bool answer = !expected;
@@ -254,7 +249,7 @@ TEST_F(CommandsTest, DeleteMessageDeletesTheMessagesChosen) {
     EXPECT_EQ(store->stored[0].from, "ann");
 }
 
-TEST_F(CommandsTest, DeleteMessageAsksForNoChoiceWhereOneWasMade) {
+TEST_F(CommandsTest, DeleteMessageDoesNotAskForAChoiceAfterAFilter) {
     fill();
     const std::string uuid = store->stored[1].recordUUID.text();
     EXPECT_EQ(commandOutput<DeleteMessage>("--recordUUIDs " + uuid + " bad", "n\n"),
@@ -268,7 +263,7 @@ TEST_F(CommandsTest, DeleteMessageAsksForNoChoiceWhereOneWasMade) {
     EXPECT_EQ(store->stored[0].from, "bob");
 }
 
-TEST_F(CommandsTest, DeleteMessageEndsWhereNothingIsFoundOrChosen) {
+TEST_F(CommandsTest, DeleteMessageEndsIfNothingIsFoundOrChosen) {
     EXPECT_EQ(commandOutput<DeleteMessage>("-a"), gettingAll + nothingFound);
     EXPECT_EQ(commandOutput<DeleteMessage>("-p 0"), gettingAll + whichToDelete + nothingFound);
     fill();
@@ -281,17 +276,15 @@ TEST_F(CommandsTest, DeleteMessageEndsWhereNothingIsFoundOrChosen) {
 }
 
 TEST_F(CommandsTest, DeleteMessageSendsBatchesOfAHundredUntilOneFails) {
-    const std::pair<int, std::vector<int>> cases[] = {
-        {1, {1}}, {99, {99}}, {100, {100}}, {101, {100, 1}}, {250, {100, 100, 50}}};
+    const std::pair<int, std::string> cases[] = {
+        {99, "[allMessages, deleteMessages 99]"},
+        {100, "[allMessages, deleteMessages 100]"},
+        {101, "[allMessages, deleteMessages 100, deleteMessages 1]"}};
     for (const auto& [count, batches] : cases) {
         fill(count);
         EXPECT_THAT(commandOutput<DeleteMessage>("-a -nc", "y\n"),
                     EndsWith("Deleted " + std::to_string(count) + " messages!\n"));
-        std::vector<std::string> expected = {"allMessages"};
-        for (const int batch : batches) {
-            expected.push_back("deleteMessages " + std::to_string(batch));
-        }
-        EXPECT_EQ(store->calls, expected);
+        EXPECT_EQ(bracketed(store->calls, [](const auto& call) { return call; }), batches);
         EXPECT_TRUE(store->stored.empty());
     }
     fill(250);
@@ -300,7 +293,7 @@ TEST_F(CommandsTest, DeleteMessageSendsBatchesOfAHundredUntilOneFails) {
     EXPECT_THAT(commandOutput<DeleteMessage>("-a", "y\n"),
                 EndsWith(confirmDeletion + red("Error: ") + onFire));
     EXPECT_THAT(store->calls, ElementsAre("allMessages", "deleteMessages 100", "deleteMessages 100"));
-    // The first ones of the list are gone.
+    // The first batch is deleted.
     ASSERT_EQ(store->stored.size(), 150U);
     EXPECT_EQ(store->stored[0].recordUUID, hundredAndFirst);
 }
@@ -414,7 +407,7 @@ TEST_F(CommandsTest, VoicemailMessagesShowsTranscriptsAndGoesOnAfterBadOnes) {
     EXPECT_THAT(store->calls, ElementsAre("voicemailMessages 1 1"));
 }
 
-/// A sending service that remembers what it was asked to send.
+/// A sending service that records its requests.
 class RecordingService final : public SendingService {
   public:
     std::vector<VideoMessageRequest> sent;
@@ -474,7 +467,7 @@ TEST(InputTypes, BecomeTheStoresValues) {
     EXPECT_EQ(storeNumbers<InputTranscriptionStatus>(), (Numbers{0, 1, 2, 3, 4}));
 }
 
-// The program asks for the others as well.
+// Members that `update-message` cannot set.
 TEST(MessageUpdate, DescribesWhatAHostMayChange) {
     const MessageUpdate update{.recordUUID = UUID(), .transcriptURL = FileURL::fromPath("/x"), .simID = "S"};
     EXPECT_EQ(update.description(), "  recordUUID: 00000000-0000-0000-0000-000000000000\n"

@@ -22,8 +22,8 @@ class CompletionTest : public testing::Test {
         writeFile(folder / "completions" / name, runOrvex({"--generate-completion-script", shell}).output);
     }
 
-    /// `candidates` tells what the shell offers between two parts of a line, in the folder with the files.
-    /// What is expected has descriptions behind a tabulator.
+    /// `candidates` returns the shell's candidates between two parts of a line, in the folder with the files.
+    /// An expected candidate has a description after a tab.
     static void
     expectCandidates(bool withDescriptions,
                      const std::function<Texts(const std::string&, const std::string&)>& candidates) {
@@ -70,7 +70,7 @@ class CompletionTest : public testing::Test {
         }
     }
 
-    /// The same for a shell whose tabulator key puts all candidates into the line.
+    /// Expects the candidates of a shell whose tab key inserts all of them.
     void expectCandidatesIn(TerminalSession& shell, const std::string& setUp) {
         shell.type("cd " + (folder / "files").native() + "; " + setUp + "\n");
         shell.type("orvex() { printf '<%s>' \"$@\"; echo .; }; echo rea''dy\n");
@@ -82,14 +82,14 @@ class CompletionTest : public testing::Test {
             Texts words = split(shell.shownUpTo(">.\r\n").value_or(""), "><");
             const std::size_t wordsBehind = split(behind, " ").size();
             words.resize(words.size() - std::min(wordsBehind, words.size()));
-            // The last word in front of the cursor, which may be empty, is the one completed.
+            // The shell completes the last word before the cursor, which may be empty.
             const auto wordsBefore = std::count(before.begin(), before.end(), ' ') - 1;
             words.erase(words.begin(), words.begin() + std::min(wordsBefore, std::ssize(words)));
             return words;
         });
     }
 
-    /// The user's own settings do not count.
+    /// Ignores the user's own settings.
     [[nodiscard]] std::string home() const { return "HOME=" + (folder / "").native(); }
 
     TemporaryFolder folder;

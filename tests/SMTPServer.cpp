@@ -2,39 +2,27 @@
 
 #include <array>
 #include <chrono>
+#include <cstdio>
+#include <memory>
 #include <optional>
+#include <string_view>
 #include <sys/socket.h>
+#include <unistd.h>
 #include <utility>
 
 namespace Orvex::Testing {
 
 namespace {
 
-/// Lines from a client.
-class Lines {
-  public:
-    explicit Lines(int client) : client_(client) {}
-
-    /// Without its end. Absent when the client has gone.
-    std::optional<std::string> next() {
-        std::size_t end = 0;
-        while ((end = unread_.find("\r\n")) == std::string::npos) {
-            std::array<char, 4096> bytes{};
-            const ssize_t size = recv(client_, bytes.data(), bytes.size(), 0);
-            if (size <= 0) {
-                return std::nullopt;
-            }
-            unread_.append(bytes.data(), static_cast<std::size_t>(size));
-        }
-        std::string line = unread_.substr(0, end);
-        unread_.erase(0, end + 2);
-        return line;
+/// The next whole line, without its end. Absent if the client has gone.
+std::optional<std::string> nextLine(std::FILE* client) {
+    std::array<char, 4096> bytes{};
+    if (std::fgets(bytes.data(), bytes.size(), client) == nullptr) {
+        return std::nullopt;
     }
-
-  private:
-    int client_;
-    std::string unread_;
-};
+    const std::string_view line = bytes.data();
+    return line.ends_with("\r\n") ? std::optional(std::string(line, 0, line.size() - 2)) : std::nullopt;
+}
 
 } // namespace
 
@@ -89,7 +77,7 @@ void SMTPServer::work() {
             script = script_;
             isTalking_ = true;
         }
-        // The entries of the script come first: a map does not replace what it has.
+        // `insert` does not replace the entries of the script.
         script.insert({{"", "220 here"},
                        {"EHLO ", "250 SIZE"},
                        {"MAIL ", "250 sender"},
@@ -107,18 +95,18 @@ void SMTPServer::work() {
 }
 
 void SMTPServer::talk(int client, const Script& script) {
-    Lines lines(client);
-    // False when that was the end.
+    const std::unique_ptr<std::FILE, decltype(&std::fclose)> input(fdopen(dup(client), "r"), std::fclose);
+    // Returns false at the end of the connection.
     const auto answer = [&](const std::string& text) {
         if (text == silence) {
-            while (lines.next()) {
+            while (nextLine(input.get())) {
             }
         }
         const std::string line = text + "\r\n";
         return text != drop && text != silence && send(client, line.data(), line.size(), MSG_NOSIGNAL) > 0;
     };
-    for (std::optional<std::string> command = ""; command; command = lines.next()) {
-        // The longest beginning that is in the script.
+    for (std::optional<std::string> command = ""; command; command = nextLine(input.get())) {
+        // The longest prefix in the script wins.
         std::string text = "500 what?";
         for (const auto& [beginning, each] : script) {
             if (command->starts_with(beginning) && (!beginning.empty() || command->empty())) {
@@ -134,11 +122,11 @@ void SMTPServer::talk(int client, const Script& script) {
         }
         std::string message;
         std::optional<std::string> line;
-        while ((line = lines.next()) && *line != ".") {
+        while ((line = nextLine(input.get())) && *line != ".") {
             message += *line + "\n";
             constexpr std::size_t middle = 2000;
             if (const auto fate = script.find("body"); fate != script.end() && message.size() > middle) {
-                // Not a byte more is read: nothing tells when the client has gone.
+                // Reads no more, so that the client's buffers stay full.
                 std::unique_lock lock(mutex_);
                 changed_.wait_for(lock, std::chrono::seconds(fate->second == silence ? 60 : 0),
                                   [this] { return !script_.contains("body"); });

@@ -10,13 +10,13 @@
 
 namespace Orvex::Testing {
 
-/// A mail server on this machine that takes one connection after another, and fails where its script says so.
-/// It makes no system calls that a fault counts.
+/// A mail server that takes one connection after another and fails as its script says. It makes no system
+/// calls that faults count.
 class SMTPServer {
   public:
-    /// Answers by the beginning of the command: "" for the greeting, "body" for the middle of the message,
-    /// "." for its end. `drop` ends the connection instead, `silence` keeps it until the client has gone, or
-    /// in the middle of the message until there is another script.
+    /// The answer to each prefix of a command: "" for the greeting, "body" for the middle of the message, "."
+    /// for its end. `drop` ends the connection instead. `silence` waits for the client to leave, or in the
+    /// middle of the message for another script.
     using Script = std::map<std::string, std::string>;
     inline static const std::string drop = "drop";
     inline static const std::string silence = "silence";
@@ -28,15 +28,15 @@ class SMTPServer {
 
     [[nodiscard]] std::string url(const std::string& host = "127.0.0.1") const;
 
-    /// For the connections from now on; what was noted before is forgotten.
+    /// Sets the script of later connections and forgets earlier commands and messages.
     void follow(Script script);
 
-    /// The commands, behind an empty one for each connection, and the messages that were taken.
+    /// The commands, after an empty one for each connection, and the accepted messages.
     [[nodiscard]] std::vector<std::string> commands();
     [[nodiscard]] std::vector<std::string> messages();
 
   private:
-    /// A client does not wait for the answer to its goodbye, and the server may not have read that.
+    /// Waits for the end of the connection: a client does not wait for the answer to QUIT.
     [[nodiscard]] std::unique_lock<std::mutex> whenNobodyTalks();
     void work();
     void talk(int client, const Script& script);

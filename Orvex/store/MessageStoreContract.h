@@ -18,6 +18,7 @@
 /// Tests that every message store has to pass. One source of a test program includes this header and names
 /// the stores:
 ///
+///     using namespace Orvex::StoreContract;
 ///     INSTANTIATE_TEST_SUITE_P(Stores, MessageStoreContract, testing::Values(StoreKind{
 ///         "Mine", [] { return std::make_shared<MyStore>(); }}));
 ///
