@@ -80,7 +80,7 @@ TEST_F(SQLiteMessageStoreTest, ReadingMakesNoFileAndFindsOneMadeLater) {
 
 TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
     const std::string noDatabase =
-        "it is no message store, nor any other SQLite database; choose another file";
+        "it is not a message store and not an SQLite database; choose another file";
     const std::string otherProgram = "it is a database of another program; choose another file";
     const auto run = [](const std::string& sql) { return [=](const path& at) { execute(at, sql); }; };
     const auto makeVersion = [&](const std::string& sql) {
@@ -99,7 +99,7 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
         {makeVersion("PRAGMA user_version = 2"), "it was written by a newer version of this program (schema "
                                                  "2, this one knows up to 1); use that version"},
         {makeVersion("PRAGMA user_version = 0"), "the file is damaged: its schema version is 0"},
-        {[](const path& at) { mkfifo(at.c_str(), 0600); }, "it is no regular file"},
+        {[](const path& at) { mkfifo(at.c_str(), 0600); }, "it is not a regular file"},
     };
     int number = 0;
     for (const auto& [make, cause] : cases) {
@@ -432,7 +432,7 @@ TEST_F(SQLiteMessageStoreTest, ReportsAFileThatWasCutShort) {
     for (std::uintmax_t size = file_size(file) - 1; size > 0; size -= std::min<std::uintmax_t>(size, 1000)) {
         resize_file(file, size);
         EXPECT_THAT(errorOfReading(file),
-                    testing::ContainsRegex("the file is damaged|it is no message store"))
+                    testing::ContainsRegex("the file is damaged|it is not a message store"))
             << size;
     }
 }
