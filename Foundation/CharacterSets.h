@@ -2,6 +2,11 @@
 
 namespace Orvex {
 
+/// General_Category Cc: C0, DEL and C1.
+[[nodiscard]] constexpr bool isControl(char32_t c) noexcept {
+    return c < 0x20 || (c >= 0x7F && c < 0xA0);
+}
+
 // Sets of the Unicode Character Database, version 15.0.0, as its files PropList.txt and
 // DerivedCoreProperties.txt list them. ICU has them too, but would have to be loaded in every run.
 

@@ -71,9 +71,8 @@ std::string withoutSecrets(std::string_view word) {
     }
     const std::size_t end = word.find(mark);
     const bool isScheme =
-        end != std::string_view::npos && std::all_of(word.begin(), word.begin() + end, [](char c) {
-            return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-';
-        });
+        end != std::string_view::npos &&
+        std::all_of(word.begin(), word.begin() + end, [](char c) { return isLetter(c) || c == '-'; });
     return (isScheme ? std::string(word.substr(0, end + mark.size())) : "") + "...";
 }
 

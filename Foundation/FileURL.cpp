@@ -1,7 +1,9 @@
 #include "Foundation/FileURL.h"
 
+#include "Foundation/CharacterSets.h"
 #include "Foundation/LetterCase.h"
 #include "Foundation/QuotedText.h"
+#include "Foundation/UTF8.h"
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -56,7 +58,7 @@ std::string takeDecoded(std::string_view& text) {
 }
 
 bool isControlCharacter(char c) {
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+    return isASCII(c) && isControl(static_cast<unsigned char>(c));
 }
 
 bool startsWithIgnoringCase(std::string_view text, std::string_view lowerCasePrefix) {

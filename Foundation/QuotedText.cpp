@@ -51,10 +51,9 @@ std::size_t plainLength(std::string_view text) {
 
 /// A terminal or an editor might obey the character, or show nothing.
 bool isDeceptive(char32_t c, Kept kept) {
-    const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
     const bool separator = c == 0x2028 || c == 0x2029;
     const bool shaping = c == 0x200C || c == 0x200D || isVariationSelector(c);
-    return control || separator || (isInvisible(c) && !(shaping && kept == Kept::shaping));
+    return isControl(c) || separator || (isInvisible(c) && !(shaping && kept == Kept::shaping));
 }
 
 void appendHex(std::string& out, std::uint32_t number) {

@@ -151,10 +151,6 @@ std::string RegularExpression::removingMatches(std::string_view text, std::size_
 
 namespace {
 
-bool isASCII(char c) {
-    return static_cast<unsigned char>(c) < 0x80;
-}
-
 /// The same by ICU's rules, whatever the text.
 std::size_t characterCountByRules(std::string_view text, std::size_t most) {
     const ICU& icu = ICU::loaded();

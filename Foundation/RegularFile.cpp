@@ -18,7 +18,7 @@ void refuseUnlessRegular(const struct stat& status) {
         throw FileError("it is a folder, not a file");
     }
     if (!S_ISREG(status.st_mode)) {
-        throw FileError("it is no regular file");
+        throw FileError("it is not a regular file");
     }
 }
 

@@ -1,40 +1,31 @@
 #pragma once
 
 #include <initializer_list>
-#include <optional>
 #include <string>
 #include <string_view>
 
 namespace Orvex {
 
-/// `label` in green, then the default attributes again: the label of a result, or a heading.
+/// `label` in green, then default attributes: the label of a result, or a heading.
 [[nodiscard]] std::string inGreen(std::string_view label);
 
-/// Adds the label that the parts make up, in green.
+/// Appends the concatenated parts in green.
 void appendInGreen(std::string& out, std::initializer_list<std::string_view> parts);
 
-/// `label` in red: an error, or nothing found.
+/// `label` in red, then default attributes: an error, or an empty result.
 [[nodiscard]] std::string inRed(std::string_view label);
 
-/// `label` in yellow: come back later.
+/// `label` in yellow, then default attributes: a request to try again later.
 [[nodiscard]] std::string inYellow(std::string_view label);
 
-/// Loads what `printLine` needs for `noColor`, and throws `std::runtime_error` when it is missing: to be
-/// called before anything is done that has to be reported.
+/// Loads the libraries that `printLine` needs for `noColor`. Throws `std::runtime_error` if one is missing.
+/// Call it before any work whose result has to be printed.
 void prepareToPrint(bool noColor);
 
-/// Prints `text` and a newline to standard output, as it is or, with `noColor`, without its escape sequences.
+/// Prints `text` and a newline to standard output; with `noColor`, without escape sequences.
 ///
-/// Sequences are looked for in as many UTF-16 code units from the start as the text has user-perceived
-/// characters. In a text with characters of several code units, sequences near its end therefore stay.
+/// Escape sequences are removed only from the first N UTF-16 code units of the text, where N is its number of
+/// user-perceived characters. If characters take several code units, sequences near the end therefore stay.
 void printLine(std::string_view text, bool noColor);
-
-/// Reads a line from standard input, without the LF or CR LF that ends it, once all that was printed is
-/// visible. No value at the end of input; a terminal may go on after it.
-///
-/// Takes no byte behind the line: the next process that has the same standard input finds it there. Where the
-/// input is non-blocking, it waits. An input that cannot be read ends the process with status 1 and a
-/// sentence on standard error: no answer is made of a failure.
-[[nodiscard]] std::optional<std::string> readLine();
 
 } // namespace Orvex

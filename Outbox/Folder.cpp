@@ -55,6 +55,12 @@ FileDescriptor Folder::makeFile(const std::string& name) const {
                 "cannot make " + pathOf(name)));
 }
 
+void Folder::writeFile(const std::string& name, std::string_view content) const {
+    const FileDescriptor file = makeFile(name);
+    writeAll(file.get(), content, pathOf(name));
+    checked(fsync(file.get()), "cannot sync " + pathOf(name));
+}
+
 void Folder::sync() const {
     checked(fsync(get()), "cannot sync " + inQuotes(path_));
 }

@@ -1,222 +1,239 @@
 #include "Outbox/OutboxEntry.h"
 
+#include "Foundation/CharacterSets.h"
 #include "Foundation/Enumeration.h"
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/LetterCase.h"
+#include "Foundation/PrivateFolder.h"
 #include "Foundation/QuotedText.h"
 #include "Foundation/RegularFile.h"
+#include "Foundation/SystemCalls.h"
+#include "Foundation/Time.h"
+#include "Foundation/UTF8.h"
 #include <algorithm>
-#include <fstream>
-#include <iterator>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
+#include <cerrno>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
-#include <utility>
+#include <vector>
 
 namespace Orvex {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-constexpr std::uintmax_t largestRequest = std::uintmax_t{16} << 20U;
-
-DeliveryState stateNamed(const std::string& name) {
-    for (const DeliveryState state : allCases<DeliveryState>()) {
-        if (caseName(state) == name) {
-            return state;
-        }
-    }
-    throw std::runtime_error("there is no state " + inQuotes(name));
+/// Removes the entry that is open as `entry`, with its files. A folder in it is not ours and stays, and so
+/// does the entry then.
+void removeEntry(const Folder& tmp, const std::string& name, int entry) noexcept {
+    forEachName(entry, [&](const char* file) { unlinkat(entry, file, 0); });
+    unlinkat(tmp.get(), name.c_str(), AT_REMOVEDIR);
 }
 
-/// The content of `request.json` in an open entry.
-OutboxMessage messageIn(int entry) {
-    return OutboxMessage::parse(
-        readWholeFile("/proc/self/fd/" + std::to_string(entry) + "/request.json", largestRequest));
+/// Removes the entries under `tmp/` whose writers have died. Ignores errors, which must not keep the current
+/// message from being sent; the next message tries again.
+void clearAbandonedEntries(const Folder& tmp) {
+    forEachName(tmp.get(), [&](const char* name) {
+        // Entries are named after record UUIDs. Nothing else is ours to remove.
+        if (!UUID::parse(name)) {
+            return;
+        }
+        const FileDescriptor entry(openat(tmp.get(), name, openFolder));
+        // The lock is also free after the writer has moved the entry to `new/`.
+        if (entry.get() >= 0 && flock(entry.get(), LOCK_EX | LOCK_NB) == 0 && tmp.has(name, entry.get())) {
+            removeEntry(tmp, name, entry.get());
+        }
+    });
+}
+
+/// An entry that is being written under `tmp/`, locked by this process. The destructor removes it unless it
+/// was published.
+class UnfinishedEntry {
+  public:
+    UnfinishedEntry(const Folder& tmp, std::string name)
+        : tmp_(tmp), name_(std::move(name)), folder_(make()) {}
+    ~UnfinishedEntry() {
+        if (!isPublished_) {
+            removeEntry(tmp_, name_, folder_.get());
+        }
+    }
+    UnfinishedEntry(const UnfinishedEntry&) = delete;
+    UnfinishedEntry& operator=(const UnfinishedEntry&) = delete;
+
+    [[nodiscard]] const Folder& folder() const { return folder_; }
+
+    /// Moves the entry, whose files must be synced, to `target` durably. Returns its folder, still locked.
+    Folder publish(const Folder& target) {
+        folder_.sync();
+        folder_.move(tmp_, target, name_);
+        isPublished_ = true;
+        try {
+            target.sync();
+        } catch (const std::exception& error) {
+            if (renameat(target.get(), name_.c_str(), tmp_.get(), name_.c_str()) != 0) {
+                throw SendingServiceError(std::string(error.what()) +
+                                          "; the message may be sent all the same");
+            }
+            isPublished_ = false;
+            throw;
+        }
+        return std::move(folder_);
+    }
+
+  private:
+    [[nodiscard]] Folder make() const {
+        // Without this lock, another process could take the new entry for an abandoned one before it is
+        // locked.
+        tmp_.lock();
+        clearAbandonedEntries(tmp_);
+        checked(mkdirat(tmp_.get(), name_.c_str(), S_IRWXU), "cannot make " + tmp_.pathOf(name_));
+        try {
+            Folder made(tmp_, name_);
+            made.lock();
+            tmp_.unlock();
+            return made;
+        } catch (const std::exception&) {
+            unlinkat(tmp_.get(), name_.c_str(), AT_REMOVEDIR);
+            throw;
+        }
+    }
+
+    const Folder& tmp_;
+    std::string name_;
+    Folder folder_;
+    bool isPublished_ = false;
+};
+
+void checkHandle(std::string_view handle, const std::string& whose) {
+    if (handle.empty()) {
+        throw SendingServiceError(whose + " is empty");
+    }
+    for (std::size_t position = 0; position < handle.size();) {
+        const std::optional<char32_t> c = nextCharacter(handle, position);
+        if (!c || isControl(*c)) {
+            throw SendingServiceError(whose + " " + inQuotes(handle) +
+                                      " has a control character, or bytes that are not UTF-8");
+        }
+    }
+}
+
+/// Copies up to `most` bytes from the current offset of `source` through a buffer. Returns their number.
+std::uintmax_t copyThroughMemory(int source, int target, std::uintmax_t most, const std::string& path) {
+    std::vector<char> buffer(std::size_t{1} << 20U);
+    std::uintmax_t copied = 0;
+    while (true) {
+        const ssize_t size = uninterrupted([&] {
+            return read(source, buffer.data(), std::min<std::uintmax_t>(buffer.size(), most - copied));
+        });
+        if (size < 0) {
+            throw FileError("it cannot be read: " + std::generic_category().message(errno));
+        }
+        if (size == 0) {
+            return copied;
+        }
+        writeAll(target, {buffer.data(), static_cast<std::size_t>(size)}, path);
+        copied += static_cast<std::size_t>(size);
+    }
+}
+
+/// The same inside the kernel, which shares blocks between the files if the file system can.
+std::uintmax_t copy(int source, int target, std::uintmax_t most, const std::string& path) {
+    constexpr std::uintmax_t mostAtOnce = std::uintmax_t{1} << 30U;
+    std::uintmax_t copied = 0;
+    while (true) {
+        const ssize_t size = uninterrupted([&] {
+            return copy_file_range(source, nullptr, target, nullptr, std::min(mostAtOnce, most - copied), 0);
+        });
+        const bool isImpossible = size < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS ||
+                                               errno == EOPNOTSUPP || errno == EPERM);
+        if (isImpossible || (size == 0 && copied == 0)) {
+            return copied + copyThroughMemory(source, target, most - copied, path);
+        }
+        if (checked(size, "cannot copy the video to " + path) == 0) {
+            return copied;
+        }
+        copied += static_cast<std::uintmax_t>(size);
+    }
+}
+
+/// "video" with the original's extension, if that has only a few letters and digits.
+std::string videoName(const std::string& originalPath) {
+    const std::string extension = std::filesystem::path(originalPath).extension().native();
+    constexpr std::size_t longest = 16;
+    const bool isOrdinary =
+        extension.size() > 1 && extension.size() <= longest &&
+        std::all_of(extension.begin() + 1, extension.end(), [](char c) { return isLetter(c) || isDigit(c); });
+    return isOrdinary ? "video" + extension : "video";
+}
+
+void copyVideo(const RegularFile& video, const Folder& folder, const std::string& name) {
+    const FileDescriptor target = folder.makeFile(name);
+    const std::uintmax_t size = copy(video.descriptor(), target.get(), video.size(), folder.pathOf(name));
+    if (size != video.size() || video.hasChanged()) {
+        throw FileError("it changed while it was copied; send it again when it is complete");
+    }
+    checked(fsync(target.get()), "cannot sync " + folder.pathOf(name));
 }
 
 } // namespace
 
-std::string OutboxMessage::text() const {
-    Json json = {{"recordUUID", request.recordUUID.text()},
-                 {"sender", request.senderHandle},
-                 {"destinations", request.destinationHandles},
-                 {"provider", rawValue(request.provider)},
-                 {"originalURL", request.videoURL.text()},
-                 {"video", video},
-                 {"size", size},
-                 {"created", created}};
-    if (transport) {
-        json["service"] = transport->service;
-        json["messageID"] = transport->messageID;
-        for (const Delivery& delivery : deliveries) {
-            json["deliveries"].push_back({{"state", caseName(delivery.state)}, {"answer", delivery.answer}});
-        }
+std::vector<JSONMember> OutboxMessage::members() const {
+    std::vector<std::string> destinations;
+    for (const std::string& handle : request.destinationHandles) {
+        destinations.push_back(jsonString(handle));
     }
-    constexpr int indentation = 2;
-    return json.dump(indentation) + "\n";
+    return {{"recordUUID", jsonString(request.recordUUID.text())},
+            {"sender", jsonString(request.senderHandle)},
+            {"destinations", jsonArray(destinations, 1)},
+            {"provider", std::to_string(rawValue(request.provider))},
+            {"originalURL", jsonString(request.videoURL.text())},
+            {"video", jsonString(video)},
+            {"size", std::to_string(size)},
+            {"created", jsonString(created)}};
 }
 
-void OutboxMessage::write(const Folder& folder, const std::string& name) const {
-    const FileDescriptor file = folder.makeFile(name);
-    writeAll(file.get(), text(), folder.pathOf(name));
-    checked(fsync(file.get()), "cannot sync " + folder.pathOf(name));
-}
-
-OutboxMessage OutboxMessage::parse(const std::string& text) {
-    const Json json = Json::parse(text);
-    const std::optional<UUID> recordUUID = UUID::parse(json.at("recordUUID").get<std::string>());
-    const std::optional<FileURL> videoURL = FileURL::parse(json.at("originalURL").get<std::string>());
-    OutboxMessage message{.request = {.recordUUID = recordUUID.value(),
-                                      .senderHandle = json.at("sender"),
-                                      .destinationHandles = json.at("destinations"),
-                                      .videoURL = videoURL.value()},
-                          .video = json.at("video"),
-                          .size = json.at("size"),
-                          .created = json.at("created"),
-                          .transport = {},
-                          .deliveries = {}};
-    if (message.video.find('/') != std::string::npos) {
-        throw std::runtime_error("the video is elsewhere");
+OutboxEntry putIntoOutbox(const std::filesystem::path& folder, const VideoMessageRequest& request,
+                          const std::vector<JSONMember>& transportMembers) {
+    checkHandle(request.senderHandle, "cannot send the video message: the sender's handle");
+    if (request.destinationHandles.empty()) {
+        throw SendingServiceError("cannot send the video message: there is no destination");
     }
-    if (json.contains("service")) {
-        message.transport = Transport{json["service"], json.at("messageID")};
-        for (const Json& delivery : json.at("deliveries")) {
-            message.deliveries.push_back({stateNamed(delivery.at("state")), delivery.at("answer")});
-        }
-        if (message.deliveries.size() != message.request.destinationHandles.size()) {
-            throw std::runtime_error("there are not as many deliveries as destinations");
-        }
+    for (const std::string& handle : request.destinationHandles) {
+        checkHandle(handle, "cannot send the video message: the destination handle");
     }
-    return message;
-}
-
-std::optional<OutboxEntry> OutboxEntry::open(const Folder& outbox, const std::string& place,
-                                             const UUID& recordUUID, bool waits) {
-    const std::string name = recordUUID.text();
+    const std::string videoPath = request.videoURL.path();
     try {
-        const Folder parent(outbox, place);
-        Folder folder(parent, name);
-        if (waits) {
-            folder.lock();
-        } else if (!folder.tryLock()) {
-            return std::nullopt;
+        const RegularFile video(videoPath);
+        if (video.size() == 0) {
+            throw FileError("it is empty");
         }
-        // Whoever had the lock may have moved it.
-        if (!parent.has(name, folder.get())) {
-            return std::nullopt;
-        }
-        OutboxMessage message = messageIn(folder.get());
-        if (message.request.recordUUID != recordUUID) {
-            throw std::runtime_error(inQuotes(folder.path()) + " holds another message");
-        }
-        return OutboxEntry(Folder(outbox.path()), std::move(folder), std::move(message), place == "cur");
-    } catch (const std::system_error& error) {
-        if (error.code() == std::errc::no_such_file_or_directory) {
-            return std::nullopt;
-        }
-        throw;
+        makePrivateFolders(folder);
+        Folder outbox(folder);
+        const Folder tmp = outbox.inner("tmp");
+        tmp.refuseUnlessPrivate();
+        const Folder published = outbox.inner("new");
+        // Even if they existed: the process that made them may have died before it synced them.
+        outbox.sync();
+        OutboxMessage message{.request = request,
+                              .video = videoName(videoPath),
+                              .size = video.size(),
+                              .created = timestampText(currentTime())};
+        UnfinishedEntry entry(tmp, request.recordUUID.text());
+        copyVideo(video, entry.folder(), message.video);
+        std::vector<JSONMember> members = message.members();
+        members.insert(members.end(), transportMembers.begin(), transportMembers.end());
+        entry.folder().writeFile("request.json", jsonObject(members) + "\n");
+        Folder publishedEntry = entry.publish(published);
+        return {std::move(message), std::move(outbox), std::move(publishedEntry)};
+    } catch (const FileError& error) {
+        throw SendingServiceError("cannot send the video " + inQuotes(videoPath) + ": " + error.what());
+    } catch (const std::exception& error) {
+        throw SendingServiceError("cannot put the video message into the outbox " +
+                                  inQuotes(folder.native()) + ": " + onOneLine(error.what()));
     }
-}
-
-std::optional<OutboxEntry> OutboxEntry::find(const std::filesystem::path& outbox, const UUID& recordUUID) {
-    if (!exists(outbox)) {
-        return std::nullopt;
-    }
-    const Folder folder(outbox);
-    std::optional<OutboxEntry> entry = open(folder, "new", recordUUID, true);
-    return entry ? std::move(entry) : open(folder, "cur", recordUUID, true);
-}
-
-std::optional<OutboxEntry> OutboxEntry::openIfFree(const std::filesystem::path& outbox,
-                                                   const UUID& recordUUID) {
-    return open(Folder(outbox), "new", recordUUID, false);
-}
-
-std::vector<UUID> OutboxEntry::waiting(const std::filesystem::path& outbox, const std::string& service) {
-    std::vector<std::pair<std::string, UUID>> found;
-    const FileDescriptor published(::open((outbox / "new").c_str(), openFolder));
-    forEachName(published.get(), [&](const char* name) {
-        const FileDescriptor entry(openat(published.get(), name, openFolder));
-        try {
-            const OutboxMessage each = messageIn(entry.get());
-            if (each.transport && each.transport->service == service) {
-                found.emplace_back(each.created, each.request.recordUUID);
-            }
-        } catch (const std::exception&) {
-            // It is being moved away, or is none of ours.
-        }
-    });
-    std::sort(found.begin(), found.end());
-    std::vector<UUID> uuids;
-    for (const auto& [created, uuid] : found) {
-        uuids.push_back(uuid);
-    }
-    return uuids;
-}
-
-bool OutboxEntry::has(DeliveryState state) const {
-    return std::any_of(message.deliveries.begin(), message.deliveries.end(),
-                       [state](const Delivery& delivery) { return delivery.state == state; });
-}
-
-bool OutboxEntry::isFor(const VideoMessageRequest& request) const {
-    const VideoMessageRequest& own = message.request;
-    if (own.senderHandle != request.senderHandle || own.destinationHandles != request.destinationHandles ||
-        own.videoURL != request.videoURL) {
-        return false;
-    }
-    const std::optional<RegularFile> asked = RegularFile::openIfExists(request.videoURL.path());
-    if (!asked || asked->size() != message.size) {
-        return false;
-    }
-    using Bytes = std::istreambuf_iterator<char>;
-    const auto bytesOf = [](int file) {
-        std::ifstream bytes("/proc/self/fd/" + std::to_string(file), std::ios::binary);
-        // One that does not open has no bytes, as the other one may.
-        bytes.exceptions(std::ios::failbit);
-        return bytes;
-    };
-    std::ifstream video = bytesOf(asked->descriptor());
-    std::ifstream kept = bytesOf(openVideo().get());
-    return std::equal(Bytes(video), Bytes(), Bytes(kept), Bytes());
-}
-
-FileDescriptor OutboxEntry::openVideo() const {
-    const std::string path = folder_.pathOf(message.video);
-    FileDescriptor video(
-        checked(openat(folder_.get(), message.video.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC),
-                "cannot open " + path));
-    struct stat status {};
-    checked(fstat(video.get(), &status), "cannot look at " + path);
-    if (!S_ISREG(status.st_mode) || message.size == 0 ||
-        static_cast<std::uintmax_t>(status.st_size) != message.size) {
-        throw std::runtime_error(path + " is not the video that was put into the outbox");
-    }
-    return video;
-}
-
-void OutboxEntry::save() const {
-    const std::string unfinished = "request.json.new";
-    // Who died while writing it has left one.
-    unlinkat(folder_.get(), unfinished.c_str(), 0);
-    message.write(folder_, unfinished);
-    checked(renameat(folder_.get(), unfinished.c_str(), folder_.get(), "request.json"),
-            "cannot replace " + folder_.pathOf("request.json"));
-    folder_.sync();
-}
-
-void OutboxEntry::finish() {
-    if (isFinished_) {
-        return;
-    }
-    const Folder source(outbox_, "new");
-    const Folder target = outbox_.inner("cur");
-    outbox_.sync();
-    folder_.move(source, target, message.request.recordUUID.text());
-    target.sync();
-    source.sync();
-    isFinished_ = true;
 }
 
 } // namespace Orvex

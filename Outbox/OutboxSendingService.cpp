@@ -1,6 +1,6 @@
 #include "Outbox/OutboxSendingService.h"
 
-#include "Outbox/Outbox.h"
+#include "Outbox/OutboxEntry.h"
 
 namespace Orvex {
 

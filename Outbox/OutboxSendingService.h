@@ -5,9 +5,8 @@
 
 namespace Orvex {
 
-/// Keeps messages in an outbox, a folder from which a gateway takes them to deliver them. Sending succeeds
-/// when the message is on the disk, whole, under `new/`. The folder is made when it is missing, for the
-/// user's eyes only.
+/// Puts messages into an outbox, a folder from which a gateway takes and delivers them. Sending succeeds as
+/// soon as the whole message is durable under `new/`. A missing folder is made with mode 0700.
 class OutboxSendingService final : public SendingService {
   public:
     /// A relative path is taken from the current folder.

@@ -6,13 +6,13 @@
 
 namespace Orvex {
 
-/// So many bytes fill a line: a text that ends elsewhere has to be the last one.
+/// Bytes that fill a line. When a text is encoded in pieces, all but the last need a multiple of them.
 inline constexpr std::size_t bytesInBase64Line = 57;
 
-/// The lines of RFC 2045, each with its end.
+/// Encodes bytes as lines (RFC 2045, section 6.8), each with its CR LF.
 [[nodiscard]] std::string base64Lines(std::string_view bytes);
 
-/// How many characters the lines of so many bytes have.
+/// Returns the length of these lines.
 [[nodiscard]] std::uintmax_t base64Size(std::uintmax_t bytes);
 
 } // namespace Orvex

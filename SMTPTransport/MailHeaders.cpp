@@ -21,7 +21,7 @@ namespace Orvex {
 
 namespace {
 
-/// As RFC 2231 has it: all but letters, digits and "-._~" as the numbers of their bytes.
+/// Percent-encodes a character for RFC 2231, unless it is a letter, a digit or one of "-._~".
 std::string escaped(char32_t c) {
     std::string bytes;
     appendUTF8(bytes, c);
@@ -50,7 +50,7 @@ std::string mailDate(const std::string& timestamp) {
     if (!in) {
         throw std::runtime_error("the outbox has no time for it");
     }
-    // Finds the day of the week.
+    // Sets the day of the week.
     timegm(&moment);
     std::ostringstream out;
     out.imbue(std::locale::classic());
@@ -59,15 +59,14 @@ std::string mailDate(const std::string& timestamp) {
 }
 
 std::string attachmentHeader(std::string_view fileName) {
-    // In sections, none of which ends within a character, since a line should have no more than 78.
+    // A line should not exceed 78 characters, so long names are split, between characters.
     constexpr std::size_t longestSection = 60;
     constexpr char32_t replacement = 0xFFFD;
     std::vector<std::string> sections{"UTF-8''"};
     for (std::size_t position = 0; position < fileName.size();) {
         const char32_t c = nextCharacter(fileName, position).value_or(replacement);
-        const bool isControl =
-            c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029 || isBidirectionalControl(c);
-        const std::string escape = escaped(isControl ? replacement : c);
+        const bool isDeceptive = isControl(c) || c == 0x2028 || c == 0x2029 || isBidirectionalControl(c);
+        const std::string escape = escaped(isDeceptive ? replacement : c);
         if (sections.back().size() + escape.size() > longestSection) {
             sections.emplace_back();
         }

@@ -4,37 +4,66 @@
 #include <iomanip>
 #include <limits>
 #include <sstream>
+#include <vector>
 
 namespace Orvex {
 
-std::optional<std::string> passwordInNetrc(const std::string& netrc, const std::string& machine,
-                                           const std::string& user) {
+namespace {
+
+struct Entry {
+    /// In lower case. None in a "default" entry, which is for all machines.
+    std::optional<std::string> machine;
+    std::optional<std::string> login{};
+    std::optional<std::string> password{};
+};
+
+void skipLine(std::istream& in) {
+    in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+}
+
+/// An empty line ends a macro.
+void skipMacro(std::istream& in) {
+    std::string line;
+    while (std::getline(in, line) && !line.empty() && line != "\r") {
+    }
+}
+
+std::vector<Entry> entriesIn(const std::string& netrc) {
     std::istringstream in(netrc);
-    bool isForMachine = false;
-    bool isForUser = false;
-    std::optional<std::string> password;
-    std::string word;
+    std::vector<Entry> entries;
+    std::string keyword;
     std::string value;
-    while (in >> word) {
-        if (word.starts_with('#')) {
-            in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-        } else if (word == "macdef") {
-            // Up to an empty line.
-            while (std::getline(in, value) && !value.empty() && value != "\r") {
+    while (in >> keyword) {
+        if (keyword.starts_with('#')) {
+            skipLine(in);
+        } else if (keyword == "macdef") {
+            skipMacro(in);
+        } else if (keyword == "default") {
+            entries.push_back({.machine = std::nullopt});
+        } else if (keyword == "machine" && in >> value) {
+            entries.push_back({.machine = lowerCased(value)});
+        } else if (in >> std::quoted(value) && !entries.empty()) {
+            if (keyword == "login") {
+                entries.back().login = value;
+            } else if (keyword == "password") {
+                entries.back().password = value;
             }
-        } else if (word == "machine" || word == "default") {
-            if (isForMachine && isForUser && password) {
-                break;
-            }
-            isForMachine = word == "default" || (in >> value && lowerCased(value) == lowerCased(machine));
-            isForUser = false;
-            password.reset();
-        } else if (in >> std::quoted(value)) {
-            isForUser = word == "login" ? value == user : isForUser;
-            password = word == "password" ? value : password;
         }
     }
-    return isForMachine && isForUser ? password : std::nullopt;
+    return entries;
+}
+
+} // namespace
+
+std::optional<std::string> passwordInNetrc(const std::string& netrc, const std::string& machine,
+                                           const std::string& user) {
+    for (const Entry& entry : entriesIn(netrc)) {
+        const bool isForMachine = !entry.machine || *entry.machine == lowerCased(machine);
+        if (isForMachine && entry.login == user && entry.password) {
+            return entry.password;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace Orvex

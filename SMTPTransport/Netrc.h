@@ -5,8 +5,8 @@
 
 namespace Orvex {
 
-/// The password of a user on a machine, as the text of a `.netrc` file has it. libcurl would take another
-/// user's, and try an empty one where there is none.
+/// Returns the password of a user on a machine, from the text of a `.netrc` file. We look it up ourselves
+/// because libcurl would take another user's password, and try an empty one if there is none.
 [[nodiscard]] std::optional<std::string> passwordInNetrc(const std::string& netrc, const std::string& machine,
                                                          const std::string& user);
 

@@ -2,7 +2,6 @@
 
 #include "Foundation/Enumeration.h"
 #include "Foundation/QuotedText.h"
-#include "Outbox/Outbox.h"
 #include "SMTPTransport/Address.h"
 #include "SMTPTransport/MailHeaders.h"
 #include <algorithm>
@@ -35,19 +34,19 @@ Envelope envelopeOf(const VideoMessageRequest& request, const std::string& phone
     return envelope;
 }
 
-/// Every attempt has the same one, so that the message can be found in a server's log.
+/// The same in every attempt, so that the message can be found in a server's log.
 std::string messageID(const UUID& recordUUID, const std::string& sender) {
     return "<" + recordUUID.text() + sender.substr(sender.find('@')) + ">";
 }
 
-bool isAccepted(const OutboxEntry& entry) {
+bool isAccepted(const MailEntry& entry) {
     return !entry.has(DeliveryState::deferred) && !entry.has(DeliveryState::refused) &&
            !entry.has(DeliveryState::unknown);
 }
 
-/// True if the user has to hear something new. A message that is deferred once more is not new. An entry that
-/// a process left in `new/` when it died has not been reported.
-bool hasBadNews(const OutboxEntry& entry, const std::vector<Delivery>& before) {
+/// Returns true if there is something new to tell the user: a refused or unknown delivery that was deferred
+/// before. If none was deferred, a process died before it reported the entry.
+bool hasBadNews(const MailEntry& entry, const std::vector<Delivery>& before) {
     const auto isDeferred = [](const Delivery& delivery) {
         return delivery.state == DeliveryState::deferred;
     };
@@ -63,8 +62,8 @@ bool hasBadNews(const OutboxEntry& entry, const std::vector<Delivery>& before) {
     return false;
 }
 
-/// What the message is called, what each destination answered, and what can be done.
-std::string report(const OutboxEntry& entry) {
+/// Describes the state of each destination, and what the user can do.
+std::string report(const MailEntry& entry) {
     const VideoMessageRequest& request = entry.message.request;
     std::string text = "the video message " + request.recordUUID.text() +
                        (isAccepted(entry) ? " was accepted" : " was not accepted for everybody");
@@ -85,9 +84,10 @@ std::string report(const OutboxEntry& entry) {
     return text;
 }
 
-/// Hands the message to the server for those destinations that are deferred, and keeps what becomes of it.
-bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLimits& limits) {
-    OutboxMessage& message = entry.message;
+/// Submits the message for its deferred destinations, and saves the deliveries. Returns true if the server
+/// could be reached.
+bool submitDeferred(MailEntry& entry, const MailService& service, const TimeLimits& limits) {
+    MailRequest& message = entry.message;
     const Envelope envelope = envelopeOf(message.request, service.phoneDomain);
     const std::string name = std::filesystem::path(message.request.videoURL.path()).filename().native();
     const FileDescriptor video = entry.openVideo();
@@ -102,7 +102,7 @@ bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLim
                      .videoHeader = attachmentHeader(name),
                      .video = video.get(),
                      .videoSize = message.size};
-    /// By address: one that is named twice gets one copy.
+    // By address: one that is named twice gets one copy.
     std::map<std::string, std::vector<std::size_t>> tried;
     for (std::size_t i = 0; i < message.deliveries.size(); ++i) {
         if (message.deliveries[i].state == DeliveryState::deferred) {
@@ -126,12 +126,12 @@ bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLim
     try {
         submission = submit(service, mail, limits, keep);
     } catch (const std::exception&) {
-        // The server does not have it: what says that it might must not stay.
+        // The server does not have the message, so no delivery may stay marked as unknown.
         message.deliveries = before;
         try {
             entry.save();
         } catch (const std::exception&) {
-            // The first error says what is wrong.
+            // The first error tells the cause.
         }
         throw;
     }
@@ -143,26 +143,25 @@ bool submitDeferred(OutboxEntry& entry, const ServiceURL& service, const TimeLim
 
 SMTPSendingService::SMTPSendingService(const std::string& url, const std::filesystem::path& outbox,
                                        TimeLimits limits)
-    : service_(ServiceURL::parse(url)), outbox_(std::filesystem::absolute(outbox)), limits_(limits) {
+    : service_(MailService::fromURL(url)), outbox_(std::filesystem::absolute(outbox)), limits_(limits) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 
 Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
     const Envelope envelope = envelopeOf(request, service_.phoneDomain);
-    std::optional<OutboxEntry> entry = continueDeferred(request);
+    std::optional<MailEntry> entry = continueDeferred(request);
     try {
         if (!entry) {
-            entry = OutboxEntry::find(outbox_, request.recordUUID);
+            entry = MailEntry::find(outbox_, request.recordUUID);
         }
     } catch (const std::exception& error) {
         throw SendingServiceError(attempt + ": " + onOneLine(error.what()));
     }
     if (!entry) {
-        const Transport transport{service_.text, messageID(request.recordUUID, envelope.sender)};
-        entry = putIntoOutbox(outbox_, request, transport);
-    } else if (const OutboxMessage& known = entry->message;
-               !known.transport || known.transport->service != service_.text ||
-               known.request.senderHandle != request.senderHandle ||
+        entry =
+            MailEntry::put(outbox_, request, service_.text, messageID(request.recordUUID, envelope.sender));
+    } else if (const MailRequest& known = entry->message;
+               known.service != service_.text || known.request.senderHandle != request.senderHandle ||
                known.request.destinationHandles != request.destinationHandles) {
         throw SendingServiceError(attempt + ": the outbox has another one with the record UUID " +
                                   request.recordUUID.text());
@@ -174,15 +173,14 @@ Async<void> SMTPSendingService::sendVideoMessage(VideoMessageRequest request) {
     co_return;
 }
 
-std::optional<OutboxEntry> SMTPSendingService::continueDeferred(const VideoMessageRequest& request) const {
-    std::optional<OutboxEntry> same;
+std::optional<MailEntry> SMTPSendingService::continueDeferred(const VideoMessageRequest& request) const {
+    std::optional<MailEntry> same;
     bool reachesServer = true;
-    for (const UUID& recordUUID : OutboxEntry::waiting(outbox_, service_.text)) {
+    for (const UUID& recordUUID : MailEntry::waiting(outbox_, service_.text)) {
         std::string news;
         try {
-            std::optional<OutboxEntry> entry = recordUUID != request.recordUUID
-                                                   ? OutboxEntry::openIfFree(outbox_, recordUUID)
-                                                   : std::nullopt;
+            std::optional<MailEntry> entry =
+                recordUUID != request.recordUUID ? MailEntry::openIfFree(outbox_, recordUUID) : std::nullopt;
             if (entry && !same && entry->isFor(request)) {
                 same = std::move(entry);
             } else if (entry && reachesServer) {
@@ -191,7 +189,7 @@ std::optional<OutboxEntry> SMTPSendingService::continueDeferred(const VideoMessa
                 news = hasBadNews(*entry, before) ? report(*entry) : "";
             }
         } catch (const std::exception&) {
-            // Damage to one message must not keep others from being sent.
+            // A damaged entry must not keep others from being sent.
         }
         if (!news.empty()) {
             throw SendingServiceError(attempt +
@@ -201,7 +199,7 @@ std::optional<OutboxEntry> SMTPSendingService::continueDeferred(const VideoMessa
     return same;
 }
 
-bool SMTPSendingService::deliver(OutboxEntry& entry) const {
+bool SMTPSendingService::deliver(MailEntry& entry) const {
     bool reachedServer = true;
     try {
         if (entry.has(DeliveryState::deferred)) {

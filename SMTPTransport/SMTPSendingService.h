@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Orvex/store/SendingService.h"
-#include "Outbox/OutboxEntry.h"
-#include "SMTPTransport/ServiceURL.h"
+#include "SMTPTransport/MailEntry.h"
+#include "SMTPTransport/MailService.h"
 #include "SMTPTransport/Submission.h"
 #include <filesystem>
 #include <optional>
@@ -10,25 +10,26 @@
 
 namespace Orvex {
 
-/// Delivers messages as e-mail, by way of a server that takes it for submission. A message is in the outbox
-/// before the connection opens, and its `request.json` keeps what has become of it.
+/// Sends messages as e-mail through a submission server. A message is put into the outbox before the
+/// connection is opened, and its `request.json` records the deliveries.
 class SMTPSendingService final : public SendingService {
   public:
-    /// `url` as in `ServiceURL`. Throws `SendingServiceError`.
+    /// `url` is that of `MailService::fromURL`. Throws `SendingServiceError`.
     SMTPSendingService(const std::string& url, const std::filesystem::path& outbox, TimeLimits limits = {});
 
-    /// First tries again what this service deferred earlier. If that was asked for in the same way, of the
-    /// same video, it is not sent once more: the request continues with it, as one under a record UUID does
-    /// that the outbox has already.
+    /// Retries the messages that this service deferred earlier first. If one of them was made from an equal
+    /// request with the same video, the request continues that message instead of sending another. So does a
+    /// request whose record UUID the outbox already has.
     Async<void> sendVideoMessage(VideoMessageRequest request) override;
 
   private:
-    /// All but what the request continues with; returns that unless it has the request's record UUID.
-    [[nodiscard]] std::optional<OutboxEntry> continueDeferred(const VideoMessageRequest& request) const;
-    /// Whether the server could be reached.
-    bool deliver(OutboxEntry& entry) const;
+    /// Retries all deferred entries except the one matching `request`, and returns that one. Ignores the
+    /// entry with the request's record UUID.
+    [[nodiscard]] std::optional<MailEntry> continueDeferred(const VideoMessageRequest& request) const;
+    /// Returns true if the server could be reached.
+    bool deliver(MailEntry& entry) const;
 
-    ServiceURL service_;
+    MailService service_;
     std::filesystem::path outbox_;
     TimeLimits limits_;
 };

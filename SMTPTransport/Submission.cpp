@@ -2,7 +2,7 @@
 
 #include "Foundation/SystemCalls.h"
 #include "SMTPTransport/Base64.h"
-#include "SMTPTransport/Exchange.h"
+#include "SMTPTransport/ReplyTracker.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -39,7 +39,7 @@ List listOf(const std::vector<std::string>& texts) {
         if (longer == nullptr) {
             throw std::bad_alloc();
         }
-        // The first element stays where it was.
+        // Ownership moves to the longer list, which begins with the same element.
         static_cast<void>(list.release());
         list.reset(longer);
     }
@@ -52,14 +52,14 @@ void check(CURLcode code) {
     }
 }
 
-/// One attempt: what libcurl calls back, and what it is told.
+/// One attempt: sets libcurl up and handles its callbacks.
 class Attempt {
   public:
     Attempt(const MailMessage& message, const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd,
             bool logsIn)
-        : message_(message), beforeTheEnd_(beforeTheEnd), exchange_(logsIn), rest_(message.videoSize) {}
+        : message_(message), beforeTheEnd_(beforeTheEnd), tracker_(logsIn), rest_(message.videoSize) {}
 
-    Submission run(const ServiceURL& service, const TimeLimits& limits) {
+    Submission run(const MailService& service, const TimeLimits& limits) {
         const Handle handle(curl_easy_init());
         if (!handle) {
             throw std::bad_alloc();
@@ -76,13 +76,13 @@ class Attempt {
         set(CURLOPT_ERRORBUFFER, fault.data());
         set(CURLOPT_URL, service.server.c_str());
         set(CURLOPT_PROTOCOLS_STR, "smtp,smtps");
-        // What is this machine for us is another one for a proxy.
+        // Through a proxy, "localhost" would be another machine.
         set(CURLOPT_PROXY, "");
         set(CURLOPT_USE_SSL, static_cast<long>(service.isLoopback ? CURLUSESSL_TRY : CURLUSESSL_ALL));
         if (const char* const authorities = std::getenv("SSL_CERT_FILE");
             authorities != nullptr && *authorities != '\0') {
             set(CURLOPT_CAINFO, authorities);
-            // The system's folder of authorities would count beside the file.
+            // Otherwise the system's folder of authorities would be accepted, too.
             set(CURLOPT_CAPATH, nullptr);
         }
         if (!service.user.empty()) {
@@ -105,19 +105,20 @@ class Attempt {
         set(CURLOPT_HEADERDATA, this);
 
         const CURLcode code = curl_easy_perform(handle.get());
-        // What went wrong here later is no reason to believe that the server does not have the message.
-        if (failure_ && !exchange_.isBodyComplete()) {
+        // After the complete body the server may have the message, and an exception would say that it has
+        // not.
+        if (failure_ && !tracker_.isBodyComplete()) {
             std::rethrow_exception(failure_);
         }
-        // Closing the connection says goodbye; nobody waits for the answer to that.
+        // The cleanup sends QUIT, and would wait for its reply.
         curl_socket_t connection = CURL_SOCKET_BAD;
         if (curl_easy_getinfo(handle.get(), CURLINFO_ACTIVESOCKET, &connection) == CURLE_OK &&
             connection != CURL_SOCKET_BAD) {
             shutdown(connection, SHUT_RD);
         }
-        return {exchange_.deliveries(message_.recipients.size(),
-                                     fault[0] != '\0' ? fault.data() : curl_easy_strerror(code)),
-                exchange_.hasBegun()};
+        return {tracker_.deliveries(message_.recipients.size(),
+                                    fault[0] != '\0' ? fault.data() : curl_easy_strerror(code)),
+                tracker_.hasBegun()};
     }
 
   private:
@@ -133,8 +134,8 @@ class Attempt {
         check(curl_mime_headers(video, videoHeaders, 0));
     }
 
-    /// Runs `action`; `stop` where it throws, which must not go through libcurl, and ever after: libcurl goes
-    /// on behind a trace.
+    /// Exceptions must not cross libcurl: remembers the first one and returns `stop` from then on. (libcurl
+    /// ignores the result of the debug function.)
     template <class Result, class Action>
     Result guarded(Result stop, Action action) {
         try {
@@ -145,7 +146,7 @@ class Attempt {
         }
     }
 
-    /// The next lines of the video: libcurl's own encoder would send each few of them by themselves.
+    /// Encodes the next lines of the video. libcurl's own encoder would send a few lines per packet.
     void encodeMore() {
         const std::size_t most = std::min<std::uintmax_t>(block_.size(), rest_);
         std::size_t size = 0;
@@ -169,12 +170,12 @@ class Attempt {
         }
         const std::size_t count = unread_.copy(buffer, size);
         unread_.remove_prefix(count);
-        if (unread_.empty() && rest_ == 0 && !exchange_.isBodyComplete()) {
-            Exchange unanswered = exchange_;
+        if (unread_.empty() && rest_ == 0 && !tracker_.isBodyComplete()) {
+            ReplyTracker unanswered = tracker_;
             unanswered.completeBody();
             beforeTheEnd_(unanswered.deliveries(message_.recipients.size(),
                                                 "the sender ended before the server answered"));
-            exchange_.completeBody();
+            tracker_.completeBody();
         }
         return count;
     }
@@ -183,7 +184,7 @@ class Attempt {
         auto* const self = static_cast<Attempt*>(attempt);
         return self->guarded(0, [=] {
             if (type == CURLINFO_HEADER_OUT) {
-                self->exchange_.sent({text, size});
+                self->tracker_.sent({text, size});
             }
             return 0;
         });
@@ -191,7 +192,9 @@ class Attempt {
 
     static std::size_t onLine(char* text, std::size_t /*one*/, std::size_t size, void* attempt) {
         auto* const self = static_cast<Attempt*>(attempt);
-        return self->guarded(std::size_t{0}, [=] { return self->exchange_.heard({text, size}) ? size : 0; });
+        return self->guarded(std::size_t{0}, [=] {
+            return self->tracker_.received({text, size}) ? size : 0;
+        });
     }
 
     static std::size_t onRead(char* buffer, std::size_t /*one*/, std::size_t size, void* attempt) {
@@ -201,18 +204,19 @@ class Attempt {
 
     const MailMessage& message_;
     const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd_;
-    Exchange exchange_;
+    ReplyTracker tracker_;
+    /// Bytes of the video that are not encoded yet.
     std::uintmax_t rest_;
     std::array<char, bytesInBase64Line * 1024> block_{};
     std::string lines_;
-    /// What of them is to be sent still.
+    /// The rest of `lines_` that is not sent yet.
     std::string_view unread_;
     std::exception_ptr failure_;
 };
 
 } // namespace
 
-Submission submit(const ServiceURL& service, const MailMessage& message, const TimeLimits& limits,
+Submission submit(const MailService& service, const MailMessage& message, const TimeLimits& limits,
                   const std::function<void(const std::vector<Delivery>&)>& beforeTheEnd) {
     return Attempt(message, beforeTheEnd, !service.user.empty()).run(service, limits);
 }

@@ -4,7 +4,8 @@
 
 namespace Orvex {
 
-/// Why bytes cannot be decoded, as in "it is damaged: object 3 is cut off"; which bytes, the catcher knows.
+/// Reason why an archive cannot be decoded, as in "it is damaged: object 3 is cut off". The catcher adds the
+/// name of the file.
 class ArchiveError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };

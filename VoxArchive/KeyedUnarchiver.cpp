@@ -20,7 +20,7 @@ std::string typeFault(std::string_view key, const PropertyList::Object& value, s
 KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) : list_(archive) {
     const PropertyList::Object archived = list_.object(list_.root());
     if (required(archived, "$archiver", Kind::string).text != "NSKeyedArchiver") {
-        throw ArchiveError("it is no keyed archive: its \"$archiver\" is not \"NSKeyedArchiver\"");
+        throw ArchiveError("it is not a keyed archive: its \"$archiver\" is not \"NSKeyedArchiver\"");
     }
     constexpr std::int64_t knownVersion = 100000;
     if (required(archived, "$version", Kind::integer).integer != knownVersion) {
@@ -29,7 +29,7 @@ KeyedUnarchiver::KeyedUnarchiver(std::string_view archive) : list_(archive) {
     top_ = required(archived, "$top", Kind::dictionary);
     entries_ = required(archived, "$objects", Kind::array).elements;
     if (entries_.size() == 0 || !list_.isString(entries_[0], "$null")) {
-        throw ArchiveError("it is no keyed archive: entry 0 of its \"$objects\" is not \"$null\"");
+        throw ArchiveError("it is not a keyed archive: entry 0 of its \"$objects\" is not \"$null\"");
     }
     visited_.resize(entries_.size());
 }
@@ -43,7 +43,7 @@ PropertyList::Object KeyedUnarchiver::required(const PropertyList::Object& dicti
                                                Kind kind) {
     const std::optional<std::size_t> index = list_.find(dictionary, key);
     if (!index) {
-        throw ArchiveError("it is no keyed archive: it has no " + inQuotes(key));
+        throw ArchiveError("it is not a keyed archive: it has no " + inQuotes(key));
     }
     PropertyList::Object value = list_.object(*index);
     if (value.kind != kind) {
@@ -154,7 +154,7 @@ std::optional<double> KeyedObject::real(std::string_view key) const {
     }
     const double number = found->kind == Kind::real ? found->real : static_cast<double>(found->integer);
     if (!std::isfinite(number)) {
-        throw ArchiveError("the value of " + inQuotes(key) + " is no finite number");
+        throw ArchiveError("the value of " + inQuotes(key) + " is not a finite number");
     }
     return number;
 }

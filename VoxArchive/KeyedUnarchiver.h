@@ -15,16 +15,16 @@ namespace Orvex {
 
 class KeyedUnarchiver;
 
-/// An object of an archive, to be asked for its values by key. A key that is missing, or whose value is nil,
-/// has no value; a value of another type than asked for is an `ArchiveError`. Refers to the unarchiver.
+/// An object of an archive. Its members look up a key: they return no value if it is missing or nil, and
+/// throw `ArchiveError` if its value has another type. Valid as long as the unarchiver.
 class KeyedObject {
   public:
-    /// A text stands there itself, or as an object of the class NSString or NSMutableString.
+    /// The value may be a text, or an object of class NSString or NSMutableString.
     [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
-    /// Integers count as real numbers. The value is finite.
+    /// Accepts integers, too. The result is finite.
     [[nodiscard]] std::optional<double> real(std::string_view key) const;
-    /// Calls `visit` for each element of an array, in order; every element is of the class `className`, or of
-    /// one that inherits from it, and stands in no array twice.
+    /// Calls `visit` for each element of an array, in order. Throws unless each is of class `className`, or
+    /// of one that inherits from it, and has not been in an array before.
     void forEachObject(std::string_view key, std::string_view className,
                        const std::function<void(const KeyedObject&)>& visit) const;
 
@@ -33,25 +33,21 @@ class KeyedObject {
     KeyedObject(KeyedUnarchiver& archive, const PropertyList::Object& dictionary)
         : archive_(&archive), dictionary_(dictionary) {}
 
-    /// The key's value, or, where that is a reference, the object that it refers to.
+    /// Returns the key's value. Follows a reference.
     [[nodiscard]] std::optional<PropertyList::Object> value(std::string_view key) const;
 
     KeyedUnarchiver* archive_;
     PropertyList::Object dictionary_;
 };
 
-/// Decodes a keyed archive: a property list with `$archiver` "NSKeyedArchiver", `$version` 100000, the table
-/// `$objects`, whose entry 0 stands for nil, and `$top`, whose `root` refers to an entry. An object is a
-/// dictionary; its `$class` refers to an entry with its `$classname` and with `$classes`, the names of that
-/// class and those it inherits from. Only objects of an expected class are decoded, or of one that inherits
-/// from it.
+/// Decodes a keyed archive; docs/transcripts.md describes the form. Only objects of an expected class, or of
+/// one that inherits from it, are decoded.
 class KeyedUnarchiver {
   public:
     /// `archive` must outlive this object. Throws `ArchiveError`.
     explicit KeyedUnarchiver(std::string_view archive);
 
-    /// The root, which must be of this class or inherit from it; no value when it is nil. Throws
-    /// `ArchiveError`.
+    /// Returns the root, or no value if it is nil. Throws `ArchiveError` for an object of another class.
     [[nodiscard]] std::optional<KeyedObject> root(std::string_view className);
 
   private:
@@ -59,29 +55,29 @@ class KeyedUnarchiver {
 
     struct Class {
         std::string_view name;
-        /// Its own name and those of the classes that it inherits from.
+        /// Names of the class and of those that it inherits from.
         PropertyList::Integers chain;
     };
 
-    /// The value of a dictionary's key, which must be there and of this kind.
+    /// Returns the value of a dictionary's key. Throws if it is missing or of another kind.
     [[nodiscard]] PropertyList::Object required(const PropertyList::Object& dictionary, std::string_view key,
                                                 PropertyListKind kind);
-    /// The object that a reference means; no value for nil.
+    /// Follows a reference. No value for nil.
     [[nodiscard]] std::optional<PropertyList::Object> referredTo(const PropertyList::Object& reference);
     [[nodiscard]] const Class& classOf(const PropertyList::Object& object);
     [[nodiscard]] Class describedClass(const PropertyList::Object& classObject);
-    /// Tells for any object; one of no class is of none of these.
+    /// Returns true if the object is of one of the classes, or inherits from one.
     [[nodiscard]] bool isInstance(const PropertyList::Object& object,
                                   std::initializer_list<std::string_view> classNames);
     [[nodiscard]] KeyedObject decoded(const PropertyList::Object& object, std::string_view expectedClass);
 
     PropertyList list_;
-    /// Where the entries of `$objects` are in the property list.
+    /// Indices of the entries of `$objects` in the property list.
     PropertyList::Integers entries_;
     PropertyList::Object top_;
-    /// By the entries that describe them.
+    /// By the entry that describes the class.
     std::map<std::int64_t, Class> classes_;
-    /// Which entries have been elements of an array.
+    /// Entries that have been elements of an array.
     std::vector<bool> visited_;
 };
 

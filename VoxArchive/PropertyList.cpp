@@ -1,8 +1,8 @@
 #include "VoxArchive/PropertyList.h"
 
 #include "Foundation/UTF8.h"
+#include "VoxArchive/BinaryFromXML.h"
 #include "VoxArchive/PropertyListWriter.h"
-#include "VoxArchive/XMLPropertyList.h"
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -28,7 +28,7 @@ namespace {
 
 } // namespace
 
-/// Reads the bytes of one object and none behind them.
+/// Reads the bytes of one object, from its offset on.
 class PropertyList::Cursor {
   public:
     Cursor(const PropertyList& list, std::size_t index) : index_(index) {
@@ -49,7 +49,7 @@ class PropertyList::Cursor {
     }
 
     Integers integers(std::size_t count, std::size_t width) {
-        // Lest the product be too large for its type.
+        // Prevents an overflow of the product below.
         if (count > rest_.size()) {
             fail(index_, "is cut off");
         }
@@ -67,7 +67,7 @@ class PropertyList::Cursor {
             fail(index_, "is an integer of more than 16 bytes");
         }
         const std::uint64_t upper = sizeExponent == widest ? integer(8) : 0;
-        // Only those of 8 bytes and more are signed.
+        // Integers of 8 and 16 bytes are signed, shorter ones are not.
         const auto value = static_cast<std::int64_t>(integer(std::size_t{1} << std::min(sizeExponent, 3U)));
         if (sizeExponent == widest && upper != (value < 0 ? UINT64_MAX : 0)) {
             fail(index_, "is an integer of more than 64 bits");
@@ -95,7 +95,7 @@ class PropertyList::Cursor {
         return static_cast<std::int64_t>(value);
     }
 
-    /// A count of four bits, or, where these are all ones, the integer that follows.
+    /// Returns the count in a marker's low four bits, or in the integer that follows if these are all ones.
     std::size_t count(unsigned low) {
         constexpr unsigned follows = 0xF;
         if (low != follows) {
@@ -112,13 +112,13 @@ class PropertyList::Cursor {
 
     std::string_view ascii(std::size_t count) {
         const std::string_view bytes = take(count);
-        // All bytes together, which the compiler can turn into a few wide instructions.
+        // Without a branch per byte, so that the compiler can vectorise the loop.
         unsigned char bits = 0;
         for (const char c : bytes) {
             bits |= static_cast<unsigned char>(c);
         }
         if (bits > 0x7F) {
-            fail(index_, "is an ASCII string with a byte that is none");
+            fail(index_, "is an ASCII string with a byte that is not ASCII");
         }
         return bytes;
     }
@@ -128,9 +128,8 @@ class PropertyList::Cursor {
     std::string_view rest_;
 };
 
-// The binary form: after the magic come the objects, then the table of their offsets, then a trailer that
-// says where the table is and how wide its entries and the references between objects are. All integers are
-// big-endian.
+// Layout of the binary form: magic, objects, table of their offsets, trailer. The trailer has the offset of
+// the table and the widths of offsets and references. All integers are big-endian.
 PropertyList::PropertyList(std::string_view bytes)
     : limit_(std::clamp<std::size_t>(2 * bytes.size(), 8192, std::size_t{16} << 20U)) {
     constexpr std::string_view magicOfAnyVersion = "bplist";
@@ -231,7 +230,7 @@ bool PropertyList::isString(std::size_t index, std::string_view text) const {
     if (isASCII) {
         return cursor.take(text.size()) == text;
     }
-    // Compared in place: an archive can have keys looked at millions of times.
+    // Compared in place, because a third of decoding is comparing keys (docs/performance.md, "Transcripts").
     const Integers units = cursor.integers(text.size(), 2);
     std::size_t same = 0;
     while (same < text.size() && units[same] == static_cast<unsigned char>(text[same])) {
@@ -241,7 +240,7 @@ bool PropertyList::isString(std::size_t index, std::string_view text) const {
 }
 
 std::optional<std::size_t> PropertyList::find(const Object& dictionary, std::string_view key) const {
-    // Keys lie anywhere in the list: to look through millions again and again takes seconds.
+    // An archive could make us search millions of keys again and again, which takes seconds.
     if (dictionary.keys.size() > mostKeys) {
         throw ArchiveError("one of its dictionaries has " + std::to_string(dictionary.keys.size()) +
                            " keys, more than the " + std::to_string(mostKeys) + " that are looked through");

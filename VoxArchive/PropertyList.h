@@ -13,11 +13,11 @@ namespace Orvex {
 
 enum class PropertyListKind { null, boolean, integer, real, date, data, string, uid, array, set, dictionary };
 
-/// The kind in words, as in "a string".
+/// Returns the kind for errors, as in "a string".
 [[nodiscard]] std::string_view kindName(PropertyListKind kind);
 
-/// One object of a property list. Arrays and dictionaries refer to others by their place in the list's table;
-/// `References` is a sequence of such places.
+/// One object of a property list. Arrays and dictionaries refer to others by their index in the list's table;
+/// `References` is a sequence of indices.
 template <class Text, class References>
 struct BasicPropertyListObject {
     PropertyListKind kind = PropertyListKind::null;
@@ -28,19 +28,18 @@ struct BasicPropertyListObject {
     Text text{};
     /// Of an array, a set or a dictionary.
     References elements{};
-    /// Of a dictionary: as many as there are elements. A key may stand there twice; the first one counts.
+    /// Of a dictionary, as many as elements. Of equal keys, the first one counts.
     References keys{};
 };
 
-/// A property list from outside, binary (version 00) or XML, as a table of objects that are looked at only
-/// when they are asked for. Nothing follows references by itself, so that it does not matter how they nest or
-/// cycle; and anyone who follows them can visit shared objects only so often: all that is handed out is
-/// limited, the bytes of texts and the references together to twice the list's size in bytes, at least
-/// 8192, at most 16 MiB. Dates and data are recognised without their contents.
+/// A property list from outside, binary (version 00) or XML, as a table of objects that are read on demand.
+/// Reading does not follow references, so nesting and cycles do no harm. Reading objects again and again is
+/// limited: texts and references returned, in bytes and numbers, are together at most twice the list's size,
+/// but at least 8192 and at most 16 MiB. The contents of dates and data are skipped.
 class PropertyList {
   public:
-    /// Integers of `width` bytes each, 1 to 8, as they stand in the list. Eight can be read wherever one
-    /// begins, since the list ends with one of eight.
+    /// A view of integers in the list, of `width` bytes each, 1 to 8. Eight bytes can be loaded from the
+    /// beginning of each, because the list ends with an integer of eight.
     class Integers {
       public:
         Integers() = default;
@@ -60,22 +59,21 @@ class PropertyList {
         unsigned shift_ = 0;
     };
 
-    /// Refers to the list, and to its bytes.
+    /// Valid as long as the list and its bytes.
     using Object = BasicPropertyListObject<std::string_view, Integers>;
 
-    /// `bytes` must outlive the list. Throws `ArchiveError`, as every other member may.
+    /// `bytes` must outlive the list. All members throw `ArchiveError`.
     explicit PropertyList(std::string_view bytes);
     PropertyList(const PropertyList&) = delete;
     PropertyList& operator=(const PropertyList&) = delete;
 
     [[nodiscard]] std::size_t root() const noexcept { return root_; }
-    /// The object at this place of the table, which must be one that an object refers to, or the root.
+    /// Returns an object. `index` must be the root or a reference of another object.
     [[nodiscard]] Object object(std::size_t index);
-    /// True if the object there is this string, which is ASCII. Hands nothing out, so that it can be asked as
-    /// often as one likes.
+    /// Returns true if the object is this string, which must be ASCII. Does not count towards the limit.
     [[nodiscard]] bool isString(std::size_t index, std::string_view text) const;
-    /// The index of the value of a dictionary's key, which is ASCII; no value without such a key. Throws for
-    /// a dictionary of more than 256 keys.
+    /// Returns the index of the value of a dictionary's key, which must be ASCII, or no value if the key is
+    /// missing. Throws if the dictionary has more than 256 keys.
     [[nodiscard]] std::optional<std::size_t> find(const Object& dictionary, std::string_view key) const;
 
   private:
@@ -83,23 +81,23 @@ class PropertyList {
 
     static constexpr std::size_t mostKeys = 256;
 
-    /// The references of the object there, once they are known to lead to objects.
+    /// Returns the references of an object after checking that they lead to objects.
     [[nodiscard]] Integers references(std::size_t index, Integers references);
-    /// The UTF-16 of the string there as UTF-8.
+    /// Converts the UTF-16 of a string object to UTF-8.
     [[nodiscard]] static std::string utf16(std::size_t index, Integers units);
-    /// Called for all that is handed out, with the number of bytes of text, or of references.
+    /// Counts bytes of text, or references, that are returned, and throws beyond the limit.
     void charge(std::size_t amount);
 
     std::size_t limit_;
     std::size_t handedOut_ = 0;
-    /// The list, if it was none of the binary form.
+    /// The binary form, if the list was XML.
     std::string converted_;
     std::size_t referenceSize_ = 0;
     std::size_t root_ = 0;
-    /// All in front of the table of offsets.
+    /// The bytes in front of the table of offsets.
     std::string_view objects_;
     Integers offsets_;
-    /// Texts that were handed out and do not stand in the bytes as they are.
+    /// Texts that were converted from UTF-16.
     std::forward_list<std::string> texts_;
 };
 

@@ -19,7 +19,7 @@ std::u32string characters(std::string_view text) {
     for (std::size_t position = 0; position < text.size();) {
         const std::optional<char32_t> c = nextCharacter(text, position);
         if (!c) {
-            throw std::invalid_argument("a property list cannot hold text that is no UTF-8");
+            throw std::invalid_argument("a property list cannot hold text that is not UTF-8");
         }
         characters += *c;
     }
@@ -37,7 +37,7 @@ void appendBigEndian(std::string& out, std::uint64_t value, std::size_t size) {
     }
 }
 
-/// How many bytes hold a number up to `largest`.
+/// Returns the number of bytes that hold any number up to `largest`.
 std::size_t widthOf(std::uint64_t largest) {
     return largest == 0 ? 1 : (static_cast<std::size_t>(std::bit_width(largest)) + 7) / 8;
 }
@@ -118,8 +118,7 @@ class BinaryWriter {
     }
 
     void string(std::string_view text) {
-        if (std::all_of(text.begin(), text.end(),
-                        [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        if (std::all_of(text.begin(), text.end(), isASCII)) {
             marker(0x5, text.size());
             out_ += text;
             return;

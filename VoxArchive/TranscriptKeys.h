@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// The names under which a transcript is archived.
+/// The classes and keys of an archived transcript.
 namespace Orvex::TranscriptKeys {
 
 inline constexpr std::string_view transcriptClass = "VMVoicemailTranscript";

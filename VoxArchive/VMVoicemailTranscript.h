@@ -11,49 +11,49 @@
 
 namespace Orvex {
 
-/// What was said in a stretch of a voicemail.
+/// A stretch of a voicemail, usually a word.
 struct VMVoicemailTranscriptSegment {
     std::optional<std::string> text{};
-    /// Since the voicemail's beginning.
+    /// Offset from the voicemail's beginning.
     std::optional<Seconds> timestamp{};
     std::optional<Seconds> duration{};
     /// From 0 to 1.
     std::optional<double> confidence{};
 };
 
-/// What was said in a voicemail, as far as it was understood.
+/// The text of a voicemail, as recognised by a machine.
 struct VMVoicemailTranscript {
     std::optional<std::string> text{};
-    /// The identifier of the language, as in "en_US".
+    /// Language and region, as in "en_US".
     std::optional<std::string> locale{};
     /// From 0 to 1.
     std::optional<double> confidence{};
     std::vector<VMVoicemailTranscriptSegment> segments{};
 
-    /// The class name, then one field a line, the segments numbered from 1.
+    /// Returns the class name, then one field a line, with segments numbered from 1.
     [[nodiscard]] std::string description() const;
-    /// Adds the same to the end of `out`.
+    /// Appends the same to `out`.
     void appendDescription(std::string& out) const;
 };
 
-/// What is wrong with a transcript's file: `what()` is one line that names the file and the fault.
+/// Thrown for a transcript that cannot be read. `what()` is one line that names the file and the reason.
 class VoxArchiveError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Reads a transcript from a file with a keyed archive (see `KeyedUnarchiver`), binary or XML, of at most 16
-/// MiB, which may have been made by anyone. Unknown keys are ignored. No value when the archive's root is
-/// nil. Throws `VoxArchiveError`.
+/// Reads a transcript from a file of at most 16 MiB, a keyed archive in binary or XML form
+/// (docs/transcripts.md). The file may come from anyone: reading is limited in time and memory. Ignores
+/// unknown keys. No value if the archive's root is nil. Throws `VoxArchiveError`.
 [[nodiscard]] std::optional<VMVoicemailTranscript> readTranscript(const FileURL& file);
 
-/// The same from the bytes of such a file. Throws `ArchiveError`.
+/// Reads a transcript from the bytes of such a file. Throws `ArchiveError`.
 [[nodiscard]] std::optional<VMVoicemailTranscript> decodeTranscript(std::string_view archive);
 
 enum class ArchiveForm { binary, xml };
 
-/// The bytes of a file that `readTranscript` reads; absent values are left out, no transcript is a nil root.
-/// Throws `std::invalid_argument` for text that is no UTF-8 or, in XML, has control characters, which XML
-/// cannot hold.
+/// Returns the bytes of a file that `readTranscript` reads. Absent values are left out; without a transcript,
+/// the root is nil. Throws `std::invalid_argument` for text that is not UTF-8 or, in XML, has control
+/// characters.
 [[nodiscard]] std::string encodeTranscript(const std::optional<VMVoicemailTranscript>& transcript,
                                            ArchiveForm form);
 

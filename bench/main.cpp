@@ -1,7 +1,7 @@
 #include "BareLoops.h"
 #include "Generator.h"
 #include "Process.h"
-#include "Server.h"
+#include "tests/PostgreSQLServer.h"
 
 #include <algorithm>
 #include <array>
@@ -190,11 +190,22 @@ class Bench {
         return made("store-" + std::to_string(count), "make-store", count);
     }
 
-    Server& server() {
+    /// A server with the settings of the package, but without replication: the log leaves out tables that are
+    /// filled.
+    Orvex::Testing::PostgreSQLServer& server() {
         if (!server_) {
-            server_.emplace(path("server"));
+            const std::vector<std::string> options = {
+                "-c", "wal_level=minimal", "-c", "max_wal_senders=0", "-c", "log_min_messages=fatal"};
+            server_.emplace(path("server"), options);
         }
         return *server_;
+    }
+
+    /// Without the package's wrapper and the user's settings.
+    Command psql(const std::string& database, std::vector<std::string> words) {
+        words.insert(words.begin(), {ORVEX_POSTGRESQL_PROGRAMS "psql", "-X", "-v", "ON_ERROR_STOP=1",
+                                     server().uri(database)});
+        return {.words = std::move(words)};
     }
 
     void runSQL(const std::string& database, const std::vector<std::string>& statements) {
@@ -202,7 +213,7 @@ class Bench {
         for (const std::string& statement : statements) {
             words.insert(words.end(), {"-c", statement});
         }
-        Orvex::Bench::run(server().psql(database, words));
+        Orvex::Bench::run(psql(database, words));
     }
 
     /// The first line that a command prints.
@@ -217,7 +228,7 @@ class Bench {
         const std::string size = std::to_string(count);
         std::string name = "store_" + size;
         const std::string isThere = "SELECT count(*) FROM pg_database WHERE datname = '" + name + "'";
-        if (answer(server().psql("postgres", {"-Atc", isThere})) == "0") {
+        if (answer(psql("postgres", {"-Atc", isThere})) == "0") {
             runSQL("postgres", {"DROP DATABASE IF EXISTS unfinished", "CREATE DATABASE unfinished"});
             Orvex::Bench::run(orvex(server().uri("unfinished"), {"save-message"}));
             const std::string copy = "\\copy orvex.messages (" + std::string(columns) + ") FROM PROGRAM '" +
@@ -408,7 +419,7 @@ class Bench {
         const std::string name = sharedStore(10);
         printRow("shared `get-total-count`, 10 messages; peer: `psql -c`",
                  compare(rounds(200), orvex(server().uri(name), {"get-total-count"}),
-                         server().psql(name, {"-c", "SELECT count(*) FROM orvex.messages"})),
+                         psql(name, {"-c", "SELECT count(*) FROM orvex.messages"})),
                  1.3);
     }
 
@@ -416,9 +427,8 @@ class Bench {
         for (const std::uint64_t count : sharedSizes()) {
             const std::string name = sharedStore(count);
             const Command ours = orvex(server().uri(name), {"get-all-messages"});
-            const Comparison comparison =
-                compare(rounds(3), ours,
-                        server().psql(name, {"-x", "-c", "SELECT * FROM orvex.messages ORDER BY id"}));
+            const Comparison comparison = compare(
+                rounds(3), ours, psql(name, {"-x", "-c", "SELECT * FROM orvex.messages ORDER BY id"}));
             printRow("shared `get-all-messages`, " + std::to_string(count) + "; peer: `psql -x`", comparison,
                      0.6);
             printMemory(comparison, ours);
@@ -456,7 +466,7 @@ class Bench {
             const std::string deletions = sharedDeletions(count);
             for (const auto& [peers, sql] : {std::pair("the transactions", deletions),
                                              std::pair("the list before them, too", list + deletions)}) {
-                const Command peer = into("deletions", sql, server().psql("changed", {}));
+                const Command peer = into("deletions", sql, psql("changed", {}));
                 printRow(work + peers, compare(rounds(5), deletionFrom(server().uri("changed")), peer, copy),
                          1.0);
             }
@@ -490,7 +500,7 @@ class Bench {
     fs::path folder_;
     bool isQuick_;
     std::uint64_t largest_;
-    std::optional<Server> server_;
+    std::optional<Orvex::Testing::PostgreSQLServer> server_;
 };
 
 } // namespace

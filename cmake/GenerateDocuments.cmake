@@ -1,4 +1,4 @@
-# Has a tool write its manual pages and completion scripts, as they lie under share/:
+# Makes a tool write its manual pages and completion scripts, in the folders that they have under share/:
 #   cmake -D PROGRAM=<path> -D FOLDER=<path> -D ZSH_FOLDER=<path in there> -P GenerateDocuments.cmake
 
 cmake_path(GET PROGRAM FILENAME tool)
@@ -15,7 +15,7 @@ generate(${ZSH_FOLDER}/_${tool} --generate-completion-script zsh)
 generate(fish/vendor_completions.d/${tool}.fish --generate-completion-script fish)
 
 generate(man/man1/${tool}.1 --generate-manual-page)
-# The tool's own page refers to those of its commands.
+# The tool's own page refers to the pages of its commands.
 file(STRINGS ${FOLDER}/man/man1/${tool}.1 references REGEX "^\\.Xr ${tool}-")
 foreach(reference IN LISTS references)
   string(REGEX REPLACE "^\\.Xr ${tool}-([^ ]+) .*" "\\1" command "${reference}")

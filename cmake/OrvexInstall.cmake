@@ -1,14 +1,17 @@
-# What is installed beside the program, the libraries and their headers: what CMake and pkg-config have to know of the
-# libraries, and the documentation.
+# Installs the files by which CMake and pkg-config find the libraries, and the documentation.
 
 include(CMakePackageConfigHelpers)
 set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Orvex)
 write_basic_package_version_file(OrvexConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES cmake/OrvexConfig.cmake cmake/GenerateDocuments.cmake ${PROJECT_BINARY_DIR}/OrvexConfigVersion.cmake
+install(FILES cmake/OrvexConfig.cmake cmake/GenerateDocuments.cmake
+  cmake/OrvexStoreContract.cmake ${PROJECT_BINARY_DIR}/OrvexConfigVersion.cmake
   DESTINATION ${cmake_folder} COMPONENT development)
+# No library has it, so that only its users need GoogleTest.
+install(FILES Orvex/store/MessageStoreContract.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvex/Orvex/store
+  COMPONENT development)
 install(EXPORT OrvexTargets NAMESPACE Orvex:: DESTINATION ${cmake_folder} COMPONENT development)
 
-# The prefix as seen from orvex.pc, so that the installed files can be moved together.
+# Relative to orvex.pc, so that installed files can be moved together.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
   OUTPUT_VARIABLE pkgconfig_to_prefix)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/orvex.pc.in orvex.pc @ONLY)

@@ -1,5 +1,4 @@
-# Debian packages: orvex with the program, orvex-postgresql with its module for stores on a server, orvex-smtp with that for
-# e-mail, orvex-dev with what is needed to build a tool of one's own.
+# Debian packages: orvex (the program), orvex-postgresql and orvex-smtp (its modules), orvex-dev (libraries and headers).
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME orvex)
@@ -15,13 +14,13 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Orvex developers <orvex@example.com>")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME orvex)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
-# Nothing that is linked shows that it is needed.
+# Loaded at run time, so that no dependency can be derived from the program.
 string(REGEX MATCH "^[0-9]+" icu_major ${ICU_VERSION})
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS libicu${icu_major})
-set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "look into a message store and change it
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "inspect and change a message store
 Ten subcommands for engineers and testers: they list, count, add, update and
 delete video and audio messages and voicemails, send a test video message, read
-voicemail transcripts, and ask how transcription and the cloud account stand.
+voicemail transcripts, and print the state of transcription and the cloud account.
 The store is one SQLite file, and sent messages go into an outbox folder.")
 
 set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_NAME orvex-postgresql)
@@ -29,15 +28,15 @@ set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_DEPENDS "orvex (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_POSTGRESQL_DESCRIPTION "message stores of orvex on a PostgreSQL server
-A module that orvex loads when its message store is a database on a PostgreSQL
-server, which many machines share: orvex --store postgresql://host/database.")
+A module that orvex loads if its message store is a database on a PostgreSQL
+server, shared by many machines: orvex --store postgresql://host/database.")
 set(CPACK_DEBIAN_SMTP_PACKAGE_NAME orvex-smtp)
 set(CPACK_DEBIAN_SMTP_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_SMTP_PACKAGE_SHLIBDEPS ON)
-# Options of libcurl are no symbols, which would show what version has them.
+# New options of libcurl are not symbols, so that the version cannot be derived from the module.
 set(CPACK_DEBIAN_SMTP_PACKAGE_DEPENDS "orvex (= ${PROJECT_VERSION}), libcurl4 (>= 7.88)")
 set(CPACK_DEBIAN_SMTP_DESCRIPTION "video messages of orvex as e-mail
-A module that orvex loads to deliver video messages by way of a mail server:
+A module that orvex loads to deliver video messages through a mail server:
 orvex --sending-service smtp://ann@mail.example.com send-video-message.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME orvex-dev)
@@ -45,16 +44,17 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "orvex (= ${PROJECT_VERSION}), libboost${Boost_VERSION_MAJOR}.${Boost_VERSION_MINOR}-dev, libexpat1-dev, \
 libsqlite3-dev, pkg-config")
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "build a tool of one's own with the commands of orvex
-The commands of orvex as static libraries, their headers, what CMake and
-pkg-config have to know of them, and an example: a host that offers the
-commands over a message store and a sending service of its own.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libgtest-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "build your own tool with the commands of orvex
+The commands of orvex as static libraries, their headers, files for CMake and
+pkg-config, and an example: a host that offers the commands with a message
+store and a sending service of its own.")
 
-# A package has a changelog in Debian's own form; other ways to install do without it.
+# Only packages need a changelog in Debian's format.
 string(TIMESTAMP today "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(WRITE ${PROJECT_BINARY_DIR}/changelog "orvex (${PROJECT_VERSION}) unstable; urgency=medium
 
-  * What changed is told in /usr/share/doc/orvex/CHANGELOG.md.
+  * See /usr/share/doc/orvex/CHANGELOG.md.
 
  -- ${CPACK_DEBIAN_PACKAGE_MAINTAINER}  ${today}
 ")

@@ -1,21 +1,23 @@
-# Warnings for our own sources, not for whoever uses the libraries.
+# Warnings for our own sources, not for programs that use the libraries.
 add_library(orvex_warnings INTERFACE)
 target_compile_options(orvex_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
-# g++ 12 sees overlapping copies in every `"literal" + string` that it optimises (GCC bug 105329).
+# g++ 12 warns of overlapping copies in every optimised `"literal" + string` (GCC bug 105329).
 target_compile_options(orvex_warnings INTERFACE -Wno-restrict)
 
 # orvex_library(<folder's name> SOURCES <file>... HEADERS <file>... [PUBLIC <library>...] [PRIVATE <library>...])
-# The library of a folder, to be linked as Orvex::<folder's name>. HEADERS are what other programs may include: they are
-# installed, the folder's other headers are not.
+# The library of a folder, to be linked as Orvex::<folder's name>. HEADERS are public and installed; the folder's other
+# headers are neither.
 function(orvex_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;HEADERS;PUBLIC;PRIVATE")
   add_library(${name} STATIC ${arg_SOURCES})
   add_library(Orvex::${name} ALIAS ${name})
-  # Where nobody puts other functions in the place of its own, it is as quick as without position-independent code.
   set_target_properties(${name} PROPERTIES OUTPUT_NAME orvex-${name})
+  # No function is ever replaced at run time, so calls need not allow for it, which costs time.
   target_compile_options(${name} PRIVATE -fno-semantic-interposition)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${arg_HEADERS})
+  list(TRANSFORM arg_HEADERS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  set_property(GLOBAL APPEND PROPERTY ORVEX_HEADERS ${arg_HEADERS})
   target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE} $<BUILD_INTERFACE:orvex_warnings>)
   install(TARGETS ${name} EXPORT OrvexTargets
     ARCHIVE COMPONENT development
@@ -23,9 +25,8 @@ function(orvex_library name)
 endfunction()
 
 # orvex_module(<name> MAP <file> SOURCES <file>... LIBRARIES <library>...)
-# What the program loads when it is asked for: NAME-VERSION.so, for the program of the same version alone, of the package
-# orvex-NAME. It keeps its symbols to itself, all but those in MAP; it has copies of the libraries that it shares with the
-# program.
+# A shared object that the program loads on demand: NAME-VERSION.so, in the package orvex-NAME. Only a program of the same
+# version loads it. It exports the symbols in MAP only, and has its own copies of the libraries that the program has, too.
 function(orvex_module name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAP" "SOURCES;LIBRARIES")
   set(target orvex_${name})

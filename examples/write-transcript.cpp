@@ -1,6 +1,6 @@
-// Writes a voicemail transcript as voicemail-messages reads it:
+// Writes a voicemail transcript that voicemail-messages can read. Each WORD becomes a segment of half a
+// second.
 //   write-transcript [--xml] FILE WORD...
-// Each word becomes a segment of half a second.
 
 #include "Foundation/QuotedText.h"
 #include "VoxArchive/VMVoicemailTranscript.h"

@@ -11,7 +11,7 @@ namespace Orvex::Fuzzing {
 
 void expect(bool holds, const char* property) {
     if (!holds) {
-        // Not into a Capture.
+        // Not through stderr, which may be captured.
         dprintf(STDERR_FILENO, "Does not hold: %s\n", property);
         std::abort();
     }
@@ -19,7 +19,7 @@ void expect(bool holds, const char* property) {
 
 namespace {
 
-/// Whether as many quotations end as begin; inside one, a backslash escapes what follows.
+/// True if every quotation ends. Inside a quotation, a backslash escapes the next character.
 bool endsItsQuotations(std::string_view line) {
     bool isInside = false;
     for (std::size_t i = 0; i < line.size(); ++i) {

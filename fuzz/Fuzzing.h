@@ -7,21 +7,20 @@
 
 namespace Orvex::Fuzzing {
 
-/// Tries one input; each target defines it. An exception that leaves it, and a sanitizer's report, are
-/// faults.
+/// Tries one input. Each target defines this function. An exception that leaves it is a fault.
 void tryInput(std::string_view input);
 
-/// Ends the process, so that the input is kept, unless the property holds.
+/// Aborts the process unless the property holds: the fuzzer then keeps the input.
 void expect(bool holds, const char* property);
 
-/// Whether a terminal shows the text as it is, on one line: UTF-8 in which nothing is obeyed.
+/// True if a terminal shows the text unchanged on one line: valid UTF-8 without control characters.
 [[nodiscard]] bool isHarmlessLine(std::string_view text);
 
-/// Whether every line of the text is harmless and was begun by this program: none looks like the heading of a
-/// message, and every quotation ends on the line that it begins on.
+/// True if every line is harmless, none looks like the heading of a message, and every quotation ends on the
+/// line that it begins on: no input has begun a line.
 [[nodiscard]] bool isHarmlessRecord(std::string_view text);
 
-/// Puts memory in the place of standard output or standard error while it lives.
+/// Redirects `stdout` or `stderr` to memory while it lives.
 class Capture {
   public:
     explicit Capture(std::FILE*& stream);
@@ -29,7 +28,7 @@ class Capture {
     Capture(const Capture&) = delete;
     Capture& operator=(const Capture&) = delete;
 
-    /// What was written so far.
+    /// Returns the text written so far.
     [[nodiscard]] std::string text() const;
 
   private:

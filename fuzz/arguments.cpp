@@ -15,7 +15,7 @@ namespace Orvex::Fuzzing {
 
 namespace {
 
-/// A command that understands the options of the real one and shows what it understood.
+/// A command that parses the options of T and only prints the record that they make.
 template <AsyncParsableCommand T>
 SubcommandType withoutEffect() {
     class Shown final : public Subcommand {
@@ -32,7 +32,8 @@ SubcommandType withoutEffect() {
 
       private:
         static void show(const std::string& record) {
-            expect(isHarmlessRecord(record), "no word of the command line is obeyed or ends its line");
+            expect(isHarmlessRecord(record),
+                   "no word of the command line controls the terminal or ends its line");
             printLine(record, false);
         }
 
@@ -51,7 +52,7 @@ struct HostOptions {
 
 } // namespace
 
-/// The input is the words of a command line, each but the last one ended by a NUL.
+/// The input is the words of a command line, separated by NULs.
 void tryInput(std::string_view input) {
     std::vector<std::string_view> words;
     for (std::size_t start = 0; start < input.size();) {
@@ -79,12 +80,13 @@ void tryInput(std::string_view input) {
         errors = captureErrors.text();
     }
     expect(status == ExitStatus::success || status == ExitStatus::usage, "a command line is run or refused");
-    expect(errors.empty() == (status == ExitStatus::success), "an error is told, and nothing else");
-    expect(output.empty() || errors.empty(), "what is refused is not run");
-    // The fault, the usage, and where help is.
+    expect(errors.empty() == (status == ExitStatus::success),
+           "standard error has text exactly if there is an error");
+    expect(output.empty() || errors.empty(), "a refused command line is not run");
+    // One line each for the error, the usage and the help option.
     expect(isHarmlessRecord(errors) &&
                (errors.empty() || std::count(errors.begin(), errors.end(), '\n') == 3),
-           "no word of the command line is obeyed, or ends its line, where it is refused");
+           "no word in an error controls the terminal or ends its line");
 }
 
 } // namespace Orvex::Fuzzing

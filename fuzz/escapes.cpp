@@ -16,7 +16,7 @@ bool isBetween(char c, char first, char last) {
     return c >= first && c <= last;
 }
 
-/// The size of the escape sequence that an ASCII text begins with; 0 where it begins with none.
+/// The size of the escape sequence at the start of an ASCII text; 0 if there is none.
 std::size_t escapeSize(std::string_view text) {
     if (text.size() < 2 || text[0] != '\x1b') {
         return 0;
@@ -47,15 +47,16 @@ std::string withoutEscapes(std::string_view text) {
 
 } // namespace
 
-/// The input is a text to be printed.
+/// The input is a text to print.
 void tryInput(std::string_view input) {
     expect(printed(input, false) == std::string(input) + "\n", "in colour, a text is printed as it is");
     const std::string stripped = printed(input, true);
-    // Where a character is one code unit, escapes are looked for up to the end; CR LF is one character.
+    // The printer searches as many code units as there are characters: all of an ASCII text, but CR LF is one
+    // character.
     const bool isSimple = std::all_of(
         input.begin(), input.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80 && c != '\r'; });
     if (isSimple) {
-        expect(stripped == withoutEscapes(input) + "\n", "every escape goes, and nothing else");
+        expect(stripped == withoutEscapes(input) + "\n", "every escape is removed, and nothing else");
     } else if (input.find('\x1b') == std::string_view::npos) {
         expect(stripped == std::string(input) + "\n", "a text without escapes is printed as it is");
     }

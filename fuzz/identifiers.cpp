@@ -14,16 +14,16 @@ namespace {
 
 void tryUUID(std::string_view text) {
     if (const std::optional<UUID> uuid = UUID::parse(text)) {
-        expect(lowerCased(uuid->text()) == lowerCased(text), "a UUID is shown as it was written");
-        expect(UUID::parse(uuid->text()) == uuid, "what a UUID shows is that UUID");
+        expect(lowerCased(uuid->text()) == lowerCased(text), "the text of a UUID is the parsed text");
+        expect(UUID::parse(uuid->text()) == uuid, "the text of a UUID parses to that UUID");
     }
 }
 
 void expectCanonical(const FileURL& url) {
-    expect(FileURL::parse(url.text()) == url, "the text of a URL is that URL");
+    expect(FileURL::parse(url.text()) == url, "the text of a URL parses to that URL");
     expect(url.path().starts_with('/') && url.path().find('\0') == std::string::npos,
-           "a URL has an absolute path that the system takes");
-    expect(isHarmlessLine(url.text()), "no character of a URL is obeyed by a terminal");
+           "the path of a URL is absolute and has no NUL");
+    expect(isHarmlessLine(url.text()), "no character of a URL controls a terminal");
 }
 
 void tryURL(std::string_view text) {
@@ -33,16 +33,16 @@ void tryURL(std::string_view text) {
     if (text.find('\0') == std::string_view::npos) {
         const FileURL url = FileURL::fromPath(text);
         expectCanonical(url);
-        expect(FileURL::fromPath(url.path()) == url, "a path that is made absolute stays the same");
+        expect(FileURL::fromPath(url.path()) == url, "the path of a URL makes the same URL");
     }
 }
 
 void tryNumber(std::string_view text) {
     if (const auto number = parseNumber<double>(text)) {
-        expect(parseNumber<double>(shortestText(*number)) == number, "a number's text is that number");
+        expect(parseNumber<double>(shortestText(*number)) == number, "a number's text parses to that number");
     }
     if (const auto number = parseNumber<std::int32_t>(text)) {
-        expect(parseNumber<double>(text) == number, "an integer is a number");
+        expect(parseNumber<double>(text) == number, "an integer is a floating-point number, too");
     }
 }
 
@@ -50,9 +50,9 @@ void tryConnectionString(std::string_view text) {
     const std::string shown = withoutSecrets(text);
     if (isConnectionString(text)) {
         expect(shown.ends_with("...") && shown.find_first_of("@= ") == std::string::npos,
-               "of a connection string, the scheme alone is shown");
+               "only the scheme of a connection string is shown");
     } else {
-        expect(shown == text, "anything else is shown");
+        expect(shown == text, "any other text is shown as it is");
     }
 }
 
@@ -65,7 +65,7 @@ void tryInput(std::string_view input) {
     tryConnectionString(input);
     tryNumber(input);
     const std::string quoted = inQuotes(input);
-    expect(isHarmlessLine(quoted), "no character of a quoted text is obeyed, or hides");
+    expect(isHarmlessLine(quoted), "no character of a quoted text controls a terminal or is invisible");
 }
 
 } // namespace Orvex::Fuzzing

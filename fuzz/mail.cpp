@@ -1,6 +1,6 @@
 #include "Fuzzing.h"
-#include "Outbox/OutboxEntry.h"
-#include "SMTPTransport/Exchange.h"
+#include "SMTPTransport/MailEntry.h"
+#include "SMTPTransport/ReplyTracker.h"
 #include <algorithm>
 #include <exception>
 #include <optional>
@@ -17,22 +17,22 @@ constexpr std::size_t recipients = 2;
 void tryServer(std::string_view input) {
     const std::vector<std::string> commands = {"EHLO here",     "AUTH PLAIN",    "MAIL FROM:<a@b> SIZE=1000",
                                                "RCPT TO:<c@d>", "RCPT TO:<e@f>", "DATA"};
-    Exchange exchange;
+    ReplyTracker tracker;
     std::size_t sent = 0;
     while (!input.empty()) {
         for (int count = input.front() % 4; count > 0 && sent < commands.size(); --count) {
-            exchange.sent(commands[sent] + "\r\n");
+            tracker.sent(commands[sent] + "\r\n");
             ++sent;
         }
         const std::string_view line = input.substr(1, input.find('\n', 1));
         input.remove_prefix(line.size() + 1);
-        if (!exchange.heard(line)) {
-            expect(exchange.deliveries(1, "").front().state == DeliveryState::refused,
+        if (!tracker.received(line)) {
+            expect(tracker.deliveries(1, "").front().state == DeliveryState::refused,
                    "what is too large is not tried again");
             return;
         }
-        const std::vector<Delivery> before = exchange.deliveries(recipients, "fault");
-        Exchange complete = exchange;
+        const std::vector<Delivery> before = tracker.deliveries(recipients, "fault");
+        ReplyTracker complete = tracker;
         if (sent == commands.size()) {
             complete.completeBody();
         }
@@ -55,18 +55,18 @@ void tryServer(std::string_view input) {
 
 /// The input is a `request.json`.
 void tryRequest(const std::string& input) {
-    std::optional<OutboxMessage> message;
+    std::optional<MailRequest> message;
     try {
-        message = OutboxMessage::parse(input);
+        message = MailRequest::parse(input);
     } catch (const std::exception&) {
         return;
     }
     expect(message->video.find('/') == std::string::npos, "the video is in the entry");
     expect(message->deliveries.size() ==
-               (message->transport ? message->request.destinationHandles.size() : 0),
+               (!message->service.empty() ? message->request.destinationHandles.size() : 0),
            "each destination has a delivery");
     const std::string text = message->text();
-    expect(OutboxMessage::parse(text).text() == text, "what is read is written alike");
+    expect(MailRequest::parse(text).text() == text, "what is read is written alike");
 }
 
 } // namespace

@@ -1,11 +1,14 @@
+#include "Orvex/Version.h"
 #include "Orvex/arguments/Tool.h"
 #include "Orvex/arguments/Wording.h"
 #include "Support.h"
+#include <csignal>
 #include <cstdint>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <optional>
 #include <stdexcept>
+#include <tuple>
 
 namespace Orvex {
 namespace {
@@ -23,10 +26,11 @@ struct PaintWall {
     Option<double> wallURL{0.5, {derivedLong}, "How thick."};
     Option<std::optional<bool>> shiny{std::nullopt, {singleDash("shiny")}, "Whether it shines."};
     Option<std::string> unreachable{"paint", {}, "Nobody can say."};
+    Option<std::string> motto{"", {derivedLong}, "Written on it."};
 
     Async<void> run();
 
-    ORVEX_CODING_KEYS(PaintWall, dryRun, colours, names, wallURL, shiny, unreachable)
+    ORVEX_CODING_KEYS(PaintWall, dryRun, colours, names, wallURL, shiny, unreachable, motto)
 };
 static_assert(AsyncParsableCommand<PaintWall>);
 
@@ -70,6 +74,44 @@ struct NoOption {
     ORVEX_CODING_KEYS(NoOption, number)
 };
 static_assert(!ParsableArguments<NoOption> && !AsyncParsableCommand<NoOption> && !ParsableArguments<int>);
+
+struct Forgetful {
+    Flag listed{{derivedLong}, "Listed."};
+    Flag forgotten{{derivedLong}, "Not listed."};
+    ORVEX_CODING_KEYS(Forgetful, listed)
+};
+static_assert(!listsAllMembers<Forgetful> && listsAllMembers<PaintWall> && listsAllMembers<SendURL>);
+
+struct SpellTwice {
+    Flag loud{{derivedLong, singleDash("l")}, "Loud."};
+    Option<double> level{1, {singleDash("l")}, "Level."};
+
+    Async<void> run() { co_return; }
+
+    ORVEX_CODING_KEYS(SpellTwice, loud, level)
+};
+
+struct OwnHelp {
+    Flag aid{{customLong("help")}, "Aid."};
+
+    Async<void> run() { co_return; }
+
+    ORVEX_CODING_KEYS(OwnHelp, aid)
+};
+
+struct OwnVersion {
+    Flag edition{{customLong("version")}, "Edition."};
+
+    Async<void> run() { co_return; }
+
+    ORVEX_CODING_KEYS(OwnVersion, edition)
+};
+
+TEST(Version, IsTheSameAsTextAndAsNumbers) {
+    const std::vector<std::string> numbers = Testing::split(ORVEX_VERSION, ".");
+    EXPECT_THAT(numbers, ElementsAre(std::to_string(ORVEX_VERSION_MAJOR), std::to_string(ORVEX_VERSION_MINOR),
+                                     std::to_string(ORVEX_VERSION_PATCH)));
+}
 
 TEST(Names, AreDerivedFromProperties) {
     const std::pair<std::string_view, std::string_view> cases[] = {
@@ -165,6 +207,25 @@ TEST(Tool, RunsTheSubcommandAfterPreparing) {
     EXPECT_EQ(result.output + result.errors, "");
     ASSERT_TRUE(lastPainted);
     EXPECT_THAT(*lastPainted->colours, ElementsAre(Colour::green));
+}
+
+TEST(ToolDeathTest, RefusesOptionsThatAreSpelledAlike) {
+    OwnVersion options;
+    const std::tuple<std::vector<SubcommandType>, std::vector<BoundProperty>, std::string_view> cases[] = {
+        {subcommandTypes<SendURL, SpellTwice>(), {}, "tool spell-twice has two options -l: loud and level"},
+        {subcommandTypes<OwnHelp>(), {}, "tool own-help has two options --help: aid and help"},
+        {subcommandTypes<OwnVersion>(),
+         {},
+         "tool own-version has two options --version: edition and version"},
+        {{}, boundProperties(options), "tool has two options --version: edition and version"},
+    };
+    for (const auto& [commands, ofTool, fault] : cases) {
+        const Tool tool{
+            .name = "tool", .version = "", .summary = "", .subcommands = commands, .options = ofTool};
+        const std::vector<std::string_view> words = {"--help"};
+        EXPECT_EXIT(static_cast<void>(run(tool, words)), testing::KilledBySignal(SIGABRT),
+                    std::string(fault) + "\n");
+    }
 }
 
 TEST(Tool, ReportsAnErrorThatLeavesASubcommandOnOneLine) {
@@ -263,6 +324,7 @@ TEST(Tool, ShowsHelpWhereverItIsAskedFor) {
     EXPECT_THAT(
         paintHelp,
         testing::AllOf(testing::HasSubstr("\n  -h, --names <text>          Names. (may be repeated)\n"),
+                       testing::HasSubstr("\n  --motto <text>              Written on it.\n"),
                        testing::EndsWith("\n  --help                      Show this help.\n"),
                        testing::Not(testing::HasSubstr("paint."))));
     const std::string sendHelp = R"(Usage: tool send-url --target-url <path> --handles <text>...

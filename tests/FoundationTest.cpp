@@ -10,7 +10,7 @@
 #include "Foundation/SharedText.h"
 #include "Foundation/UTF8.h"
 #include "Foundation/UUID.h"
-#include "tests/FailingSystemCalls.h"
+#include "tests/Faults.h"
 #include "tests/Support.h"
 #include <array>
 #include <charconv>
@@ -28,7 +28,6 @@ namespace {
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
-using Testing::FailingSystemCalls;
 using Testing::TemporaryFolder;
 
 TEST(UUID, ReadsItsTextFormAndNothingElse) {
@@ -339,8 +338,9 @@ TEST(RegularFile, IsNoneWhereAnotherProcessRemovesItMeanwhile) {
     constexpr int open = 1;
     for (int number = 0; number <= open + 1; ++number) {
         Testing::writeFile(path, "");
-        const FailingSystemCalls failing(number, {.effect = FailingSystemCalls::Effect::interruption,
-                                                  .interruption = [&] { remove(path); }});
+        const Testing::Faults faults({.number = number,
+                                      .effect = Testing::Effect::interruption,
+                                      .interruption = [&] { remove(path); }});
         EXPECT_EQ(RegularFile::openIfExists(path).has_value(), number > open);
     }
 }

@@ -1,5 +1,6 @@
-#include "FailingSystemCalls.h"
+#include "Faults.h"
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/JSON.h"
 #include "Outbox/Folder.h"
 #include "Outbox/OutboxSendingService.h"
 #include "Support.h"
@@ -19,7 +20,6 @@ namespace {
 
 using std::filesystem::path;
 using testing::IsEmpty;
-using Effect = FailingSystemCalls::Effect;
 
 class OutboxTest : public testing::Test {
   protected:
@@ -33,20 +33,19 @@ class OutboxTest : public testing::Test {
     }
 
     /// The error that sending ends with, or nothing.
-    std::string errorOfSending(const VideoMessageRequest& message) {
-        try {
-            wait(OutboxSendingService(outbox).sendVideoMessage(message));
-        } catch (const SendingServiceError& error) {
-            return error.what();
-        }
-        return "";
+    std::string errorOfSending(const VideoMessageRequest& message, const Fault& fault = {}) const {
+        const Faults faults(fault);
+        return errorOf<SendingServiceError>(
+            [&] { wait(OutboxSendingService(outbox).sendVideoMessage(message)); });
     }
-    std::string errorOfSending() { return errorOfSending(request()); }
-    std::string errorOfSending(int number, const FailingSystemCalls::Fate& fate) {
-        const FailingSystemCalls failing(number, fate);
-        std::string error = errorOfSending();
-        callCame = FailingSystemCalls::happened();
-        return error;
+    [[nodiscard]] std::string errorOfSending(const Fault& fault = {}) const {
+        return errorOfSending(request(), fault);
+    }
+
+    /// Has another program do something at each system call of the sender in turn.
+    static int interrupt(const std::function<void()>& interruption,
+                         const std::function<void(const Fault&)>& attempt) {
+        return atEachCall({.effect = Effect::interruption, .interruption = interruption}, attempt);
     }
 
     static std::vector<path> entries(const path& folder) {
@@ -81,9 +80,10 @@ class OutboxTest : public testing::Test {
 
     enum Outcome { died, failed, mayBeSent, succeeded, wrong };
 
-    /// Sends while a system call has this fate, sends again without it if that fails, and lets power fail.
-    Outcome outcomeOf(int number, const FailingSystemCalls::Fate& fate) {
-        const std::string error = errorOfSending(number, fate);
+    /// Sends with a fault, sends again without it if that fails, and lets power fail.
+    [[nodiscard]] Outcome outcomeOf(const Fault& fault) const {
+        watchDisk(folder / "");
+        const std::string error = errorOfSending(fault);
         Outcome outcome = succeeded;
         if (!error.empty()) {
             const std::string rest = "; the message may be sent all the same";
@@ -91,25 +91,38 @@ class OutboxTest : public testing::Test {
             EXPECT_THAT(error, testing::MatchesRegex(
                                    R"(cannot (send the video|put the video message into the outbox ".*": )"
                                    R"(cannot .*) ".*": (it cannot be read: )?)" +
-                                   std::generic_category().message(fate.error) + "(" + rest + ")?"));
+                                   std::generic_category().message(fault.error) + "(" + rest + ")?"));
             EXPECT_EQ(entries(outbox / "new").size(), outcome == mayBeSent ? 1U : 0U);
-            if (fate.times == 1) {
+            if (fault.times == 1) {
                 EXPECT_THAT(entries(outbox / "tmp"), testing::IsSubsetOf({outbox / "tmp" / abandoned}));
             }
-            EXPECT_EQ(errorOfSending(FailingSystemCalls::never, fate), "");
-            callCame = true;
+            EXPECT_EQ(errorOfSending({.copyError = fault.copyError}), "");
         }
-        FailingSystemCalls::losePower(fate.loss);
+        losePower(fault.loss);
         return HasFailure() ? wrong : outcome;
     }
 
     TemporaryFolder folder;
-    /// Whether the system call that was to fail came.
-    bool callCame = true;
     const std::string abandoned = UUID::random().text();
     path video = folder / "my video.MOV";
     path outbox = folder / "a/outbox";
 };
+
+/// JSON in the form that the outbox has always had, by a writer that is not ours.
+std::string indented(const std::string& json) {
+    return nlohmann::ordered_json::parse(json).dump(2) + "\n";
+}
+
+TEST(JSON, IsWrittenAsAnotherWriterDoes) {
+    std::string all = "\u0080é\u2028😀";
+    for (char c = 0; c != 0x7F; ++c) {
+        all += c;
+    }
+    EXPECT_EQ(jsonString(all + '\x7F'), nlohmann::json(all + '\x7F').dump());
+    const std::string object = jsonObject({{"s", jsonString("")}, {"a", jsonArray({"1", "[]"}, 2)}}, 1);
+    const std::string whole = jsonObject({{"none", jsonArray({}, 1)}, {"object", object}}) + "\n";
+    EXPECT_EQ(whole, indented(whole));
+}
 
 TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
     const path notOurs[] = {outbox / "tmp/thesis/chapter1", outbox / "tmp" / abandoned / "chapter1",
@@ -128,6 +141,7 @@ TEST_F(OutboxTest, KeepsTheVideoAndTheRequest) {
     }
     EXPECT_EQ(readFile(entry / "video.MOV"), "moving pictures");
     auto json = nlohmann::json::parse(readFile(entry / "request.json"));
+    EXPECT_EQ(readFile(entry / "request.json"), indented(readFile(entry / "request.json")));
     EXPECT_THAT(json.at("created").get<std::string>(), testing::EndsWith("Z"));
     json.erase("created");
     EXPECT_EQ(json, (nlohmann::json{{"recordUUID", message.recordUUID.text()},
@@ -161,7 +175,7 @@ TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
         EXPECT_EQ(errorOfSending(message), "cannot send the video" + error);
         EXPECT_FALSE(exists(outbox));
     };
-    const std::string unfit = " has a control character, or bytes that are no UTF-8";
+    const std::string unfit = " has a control character, or bytes that are not UTF-8";
     const std::pair<std::string, std::string> handles[] = {
         {"", "is empty"},
         {"a\nb", R"("a\nb")" + unfit},
@@ -199,20 +213,18 @@ TEST_F(OutboxTest, CopiesThroughMemoryWhereTheKernelCannot) {
     }
     writeFile(video, large);
     for (const int error : {EXDEV, EINVAL, ENOSYS, EOPNOTSUPP, EPERM, -1}) {
-        EXPECT_EQ(errorOfSending(FailingSystemCalls::never, {.copyError = error}), "");
+        EXPECT_EQ(errorOfSending({.copyError = error}), "");
     }
     expectWhole(6);
 }
 
 TEST_F(OutboxTest, IsWholeOrNotThereWhicheverStepFailsOrIsTheLast) {
-    using enum FailingSystemCalls::Effect;
-    using enum FailingSystemCalls::Loss;
-    constexpr int fromThenOn = FailingSystemCalls::fromThenOn;
-    const FailingSystemCalls::Fate fates[] = {
+    using enum Effect;
+    const Fault faults[] = {
         {.effect = error, .error = ENOSPC, .loss = everything},
         {.effect = error, .error = EIO, .loss = contents, .copyError = EXDEV},
         {.effect = error, .error = EIO, .times = 2, .loss = halfOfContents},
-        {.effect = error, .error = ENOSPC, .times = fromThenOn, .loss = everything},
+        {.effect = error, .error = ENOSPC, .times = Fault::fromThenOn, .loss = everything},
         {.effect = processEnds},
         {.effect = processEndsHalfway, .copyError = EXDEV},
         {.effect = processEndsHalfway},
@@ -221,24 +233,15 @@ TEST_F(OutboxTest, IsWholeOrNotThereWhicheverStepFailsOrIsTheLast) {
         {.effect = powerFails, .loss = halfOfContents},
     };
     std::map<int, int> outcomes;
-    for (const FailingSystemCalls::Fate& fate : fates) {
+    for (const Fault& each : faults) {
         for (const bool isThere : {false, true}) {
-            int number = 0;
-            for (callCame = true; callCame; ++number) {
+            const auto attempt = [&](const Fault& fault) {
                 remove_all(outbox.parent_path());
                 if (isThere) {
                     makeOutbox();
                 }
-                constexpr int itDidNot = 100;
-                const int status = runInProcesses(1, [&](int) {
-                    const Outcome seen = outcomeOf(number, fate);
-                    _exit(seen + (callCame ? 0 : itDidNot));
-                })[0];
-                callCame = status < itDidNot;
-                const int outcome = status % itDidNot;
+                const int outcome = runInProcesses(1, [&](int) { _exit(outcomeOf(fault)); })[0];
                 ++outcomes[outcome];
-                SCOPED_TRACE(testing::Message() << static_cast<int>(fate.effect) << " of loss "
-                                                << static_cast<int>(fate.loss) << " at " << number);
                 ASSERT_LT(outcome, wrong);
                 const std::size_t left = entries(outbox / "new").size();
                 if (outcome == died) {
@@ -250,8 +253,8 @@ TEST_F(OutboxTest, IsWholeOrNotThereWhicheverStepFailsOrIsTheLast) {
                 ASSERT_EQ(errorOfSending(), "");
                 EXPECT_THAT(entries(outbox / "tmp"), IsEmpty());
                 expectWhole(left + 1);
-            }
-            EXPECT_GT(number, 40);
+            };
+            EXPECT_GE(atEachCall(each, attempt), 40);
         }
     }
     for (const Outcome outcome : {died, failed, mayBeSent, succeeded}) {
@@ -273,11 +276,12 @@ TEST_F(OutboxTest, TakesAnotherMessageAtEveryStepOfOne) {
             ++waits;
         }
     };
-    for (int number = 0; callCame; ++number, ++sent) {
-        EXPECT_EQ(errorOfSending(number, {.effect = Effect::interruption, .interruption = sendAnother}), "");
-    }
+    interrupt(sendAnother, [&](const Fault& fault) {
+        EXPECT_EQ(errorOfSending(fault), "");
+        ++sent;
+    });
     EXPECT_GT(sent, 70U);
-    // Only as long as an entry is being made: copying a video takes longer than others can wait.
+    // Only while an entry is made: copying a video takes longer than others can wait.
     EXPECT_LT(waits, 10);
     expectWhole(sent);
     EXPECT_THAT(entries(outbox / "tmp"), IsEmpty());
@@ -285,18 +289,19 @@ TEST_F(OutboxTest, TakesAnotherMessageAtEveryStepOfOne) {
 
 TEST_F(OutboxTest, LeavesAnEntryThatIsPublishedAtAnyStep) {
     const path published = outbox / "new" / abandoned;
-    for (int number = 0; callCame; ++number) {
+    FileDescriptor writer;
+    const auto publish = [&] {
+        rename(outbox / "tmp" / abandoned, published);
+        writer = FileDescriptor();
+    };
+    interrupt(publish, [&](const Fault& fault) {
         makeOutbox();
-        FileDescriptor writer(open((outbox / "tmp" / abandoned).c_str(), O_RDONLY | O_DIRECTORY));
+        writer = FileDescriptor(open((outbox / "tmp" / abandoned).c_str(), O_RDONLY | O_DIRECTORY));
         ASSERT_EQ(flock(writer.get(), LOCK_EX), 0);
-        const auto publish = [&] {
-            rename(outbox / "tmp" / abandoned, published);
-            writer = FileDescriptor();
-        };
-        EXPECT_EQ(errorOfSending(number, {.effect = Effect::interruption, .interruption = publish}), "");
-        EXPECT_EQ(readFile((callCame ? published : outbox / "tmp" / abandoned) / "video.MOV"), "moving")
-            << number;
-    }
+        EXPECT_EQ(errorOfSending(fault), "");
+        EXPECT_EQ(readFile((Faults::happened() ? published : outbox / "tmp" / abandoned) / "video.MOV"),
+                  "moving");
+    });
 }
 
 TEST_F(OutboxTest, LinksLeadNowhereAtAnyStep) {
@@ -305,8 +310,17 @@ TEST_F(OutboxTest, LinksLeadNowhereAtAnyStep) {
     const path places[] = {outbox, outbox / "tmp", outbox / "new", outbox / "tmp" / abandoned};
     for (const path& place : places) {
         for (const bool changesVideo : {false, true}) {
-            callCame = true;
-            for (int number = 0; callCame; ++number) {
+            const auto swap = [&] {
+                if (exists(place)) {
+                    rename(place, moved);
+                }
+                create_directory_symlink(elsewhere, place);
+                if (changesVideo) {
+                    resize_file(video, 20);
+                }
+            };
+            interrupt(swap, [&](const Fault& fault) {
+                SCOPED_TRACE(place);
                 remove_all(moved);
                 remove_all(elsewhere);
                 makeOutbox();
@@ -320,28 +334,16 @@ TEST_F(OutboxTest, LinksLeadNowhereAtAnyStep) {
                         writeFile(kept.back(), "kept");
                     }
                 }
-                const auto swap = [&] {
-                    if (exists(place)) {
-                        rename(place, moved);
-                    }
-                    create_directory_symlink(elsewhere, place);
-                    if (changesVideo) {
-                        resize_file(video, 20);
-                    }
-                };
-                const FailingSystemCalls failing(number,
-                                                 {.effect = Effect::interruption, .interruption = swap});
-                const std::string error = errorOfSending(message);
-                callCame = FailingSystemCalls::happened();
-                if (number == 0) {
-                    EXPECT_EQ(error.empty(), place == places[3]) << place << error;
+                const std::string error = errorOfSending(message, fault);
+                if (fault.number == 0) {
+                    EXPECT_EQ(error.empty(), place == places[3]) << error;
                 }
                 const auto left = std::filesystem::recursive_directory_iterator(elsewhere);
-                EXPECT_EQ(std::distance(begin(left), end(left)), 14) << place << number;
+                EXPECT_EQ(std::distance(begin(left), end(left)), 14);
                 for (const path& each : kept) {
-                    EXPECT_EQ(readFile(each), "kept") << place << number;
+                    EXPECT_EQ(readFile(each), "kept");
                 }
-            }
+            });
         }
     }
 }
@@ -415,19 +417,18 @@ TEST_F(OutboxTest, SendsNoVideoThatChangesMeanwhile) {
     for (const Case& change : {Case{"moving pictures and more"}, Case{"moving"}, Case{"moving PICTURES"},
                                Case{"moving PICTURES", true}}) {
         int errors = 0;
-        callCame = true;
-        for (int number = 0; callCame; ++number) {
+        std::pair<time_t, long> before;
+        const auto write = [&] {
+            writeFile(video, change.text);
+            // File times move on in steps of some milliseconds.
+            while (change.isHidden && stampOf() == before) {
+            }
+        };
+        interrupt(write, [&](const Fault& fault) {
             remove_all(outbox);
             writeFile(video, "moving pictures");
-            const auto before = stampOf();
-            const auto write = [&] {
-                writeFile(video, change.text);
-                // File times move on in steps of some milliseconds.
-                while (change.isHidden && stampOf() == before) {
-                }
-            };
-            const std::string error =
-                errorOfSending(number, {.effect = Effect::interruption, .interruption = write});
+            before = stampOf();
+            const std::string error = errorOfSending(fault);
             if (error.empty()) {
                 const std::string sent = readFile(entries(outbox / "new").at(0) / "video.MOV");
                 EXPECT_TRUE(sent == "moving pictures" || sent == change.text) << sent;
@@ -436,7 +437,7 @@ TEST_F(OutboxTest, SendsNoVideoThatChangesMeanwhile) {
                                      "\": it changed while it was copied; send it again when it is complete");
                 ++errors;
             }
-        }
+        });
         EXPECT_GT(errors, 20);
     }
 }

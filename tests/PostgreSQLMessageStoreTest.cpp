@@ -2,18 +2,17 @@
 
 #include "Foundation/ConnectionString.h"
 #include "Foundation/QuotedText.h"
-#include "PostgreSQLServer.h"
+#include "Orvex/Version.h"
 #include "ScriptedPostgreSQLServer.h"
 #include "SteppedLoop.h"
+#include "TestServers.h"
 #include <algorithm>
 #include <array>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libpq-fe.h>
-#include <netinet/in.h>
 #include <optional>
-#include <set>
 #include <sys/socket.h>
 #include <thread>
 
@@ -54,25 +53,46 @@ std::string deferred(const std::string& body) {
 
 class PostgreSQLMessageStoreTest : public testing::Test {
   protected:
+    explicit PostgreSQLMessageStoreTest(std::string store = newDatabase()) : uri(std::move(store)) {}
+
     void save(MessageType type = MessageType::video,
               MessageProvider provider = MessageProvider::Zelvo) const {
         wait(storeAt(uri)->saveMessage(newMessage(type, provider)));
     }
-    void sql(const std::string& text) const { runSQL(uri, text); }
+    std::string sql(const std::string& text) const { return runSQL(uri, text); }
+    /// A session of the administrator that has run `text` and stays open.
+    std::shared_ptr<PGconn> session(const std::string& text, const std::string& more = "") const {
+        const std::shared_ptr<PGconn> opened(PQconnectdb((uri + more).c_str()), PQfinish);
+        PQclear(PQexec(opened.get(), text.c_str()));
+        return opened;
+    }
+    /// Returns true once so many sessions wait for a lock in this database.
+    bool areWaiting(const std::string& count) const {
+        return sql("SELECT count(*) FROM pg_locks WHERE NOT granted AND database = "
+                   "(SELECT oid FROM pg_database WHERE datname = current_database())") == count;
+    }
     AccountStatus status(const std::string& more = "") const {
         return wait(storeAt(uri + more)->accountStatus());
-    }
-    std::string errorOfListing() const {
-        return errorOf([&] { wait(storeAt(uri)->allMessages()); });
     }
     std::string errorOfSaving(const std::string& more = "") const {
         return errorOf([&] { wait(storeAt(uri + more)->saveMessage(newMessage())); });
     }
 
-    PostgreSQLServer& server = PostgreSQLServer::shared();
-    std::string uri = server.newDatabase();
-    /// How errors name the store.
-    std::string name = "\"postgresql://" + server.folder() + "/" + uri.substr(14, uri.find('?') - 14) + "\"";
+    std::string uri;
+    std::string database = uri.substr(14, uri.find('?') - 14);
+    std::string folder = uri.substr(uri.find("host=") + 5);
+    /// The store's name in errors.
+    std::string name = "\"postgresql://" + folder + "/" + database + "\"";
+};
+
+struct OwnServer {
+    TemporaryServer server;
+};
+
+/// For tests that stop the server or change its settings.
+class PostgreSQLOutageTest : protected OwnServer, public PostgreSQLMessageStoreTest {
+  protected:
+    PostgreSQLOutageTest() : PostgreSQLMessageStoreTest(newDatabase(server->uri())) {}
 };
 
 TEST_F(PostgreSQLMessageStoreTest, ClientsThatComeAtOnceToAnEmptyDatabaseKeepTheOrderAndTheIdentifiers) {
@@ -107,20 +127,14 @@ TEST_F(PostgreSQLMessageStoreTest, ClientsThatComeAtOnceToAnEmptyDatabaseKeepThe
 
 TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
     save();
-    PGconn* const locker = PQconnectdb(uri.c_str());
-    PQclear(PQexec(locker, "BEGIN; LOCK TABLE orvex.messages"));
+    auto locker = session("BEGIN; LOCK TABLE orvex.messages");
     const auto store = storeAt(uri);
     {
         SteppedLoop loop;
         Async<void> deletion = store->deleteMessages({});
         deletion.start(loop);
-        const auto isBlocked = [&] {
-            return loop.step() &&
-                   runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted AND locktype = 'relation'") !=
-                       "0";
-        };
-        EXPECT_TRUE(eventually(isBlocked));
-        PQfinish(locker);
+        EXPECT_TRUE(eventually([&] { return loop.step() && areWaiting("1"); }));
+        locker.reset();
         while (loop.step()) {
         }
         deletion.result();
@@ -130,49 +144,36 @@ TEST_F(PostgreSQLMessageStoreTest, LeavesTheEventLoopToOthersWhileItWaits) {
     sql(deferred("PERFORM pg_advisory_xact_lock(1);"));
     const std::vector<MessageUpdate> update{
         {.recordUUID = wait(store->allMessages()).at(0).recordUUID, .read = true}};
-    PGconn* const holder = PQconnectdb(uri.c_str());
-    PQclear(PQexec(holder, "SELECT pg_advisory_lock(1)"));
+    auto holder = session("SELECT pg_advisory_lock(1)");
     {
         SteppedLoop loop;
         Async<void> change = store->updateMessage(update);
         change.start(loop);
-        const auto isCommitting = [&] {
-            return loop.step() && runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted AND "
-                                              "locktype = 'advisory'") == "1";
-        };
-        EXPECT_TRUE(eventually(isCommitting));
+        EXPECT_TRUE(eventually([&] { return loop.step() && areWaiting("1"); }));
     }
-    PQfinish(holder);
+    holder.reset();
     // This waits for the change, which the server makes after all.
     wait(store->deleteMessages({}));
     EXPECT_TRUE(wait(store->allMessages()).at(0).read);
 }
 
 TEST_F(PostgreSQLMessageStoreTest, PassesOverAHostThatIsSilentAndSurvivesOneThatIsRude) {
-    const FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const anyAddress = reinterpret_cast<sockaddr*>(&address);
-    ASSERT_EQ(bind(listener.get(), anyAddress, size), 0);
-    ASSERT_EQ(listen(listener.get(), 16), 0);
-    ASSERT_EQ(getsockname(listener.get(), anyAddress, &size), 0);
-    const std::string port = std::to_string(ntohs(address.sin_port));
-    const std::string both = "&host=127.0.0.1," + server.folder() + "&port=" + port + ",5432";
+    const LocalListener listener;
+    const std::string both = "&host=127.0.0.1," + folder + "&port=" + listener.port + ",5432";
     EXPECT_EQ(status(both), AccountStatus::signedIn);
     EXPECT_EQ(wait(storeAt(uri + both + "&connect_timeout=1")->messageCount()), 0);
-    EXPECT_EQ(status("&host=127.0.0.1&port=" + port), AccountStatus::waiting);
+    EXPECT_EQ(status("&host=127.0.0.1&port=" + listener.port), AccountStatus::waiting);
     // Out of band: the socket has something that nobody waits for.
     std::thread rude([&] {
         for (int connections = 0; connections < 4; ++connections) {
-            const FileDescriptor peer(accept(listener.get(), nullptr, nullptr));
+            const FileDescriptor peer = listener.client();
             send(peer.get(), "x", 1, MSG_OOB | MSG_NOSIGNAL);
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
     });
-    EXPECT_THAT(runOrvex({"--store", "postgresql://127.0.0.1:" + port + "/", "get-total-count"}).output,
-                HasSubstr("server closed the connection unexpectedly"));
+    EXPECT_THAT(
+        runOrvex({"--store", "postgresql://127.0.0.1:" + listener.port + "/", "get-total-count"}).output,
+        HasSubstr("server closed the connection unexpectedly"));
     rude.join();
 }
 
@@ -209,12 +210,14 @@ TEST_F(PostgreSQLMessageStoreTest, FindsByAHundredThousandIdentifiersAndHasAnInd
         const std::string scans =
             std::string("SELECT sum(idx_scan) > 0 FROM pg_stat_user_indexes WHERE indexrelname = '") + index +
             "'";
-        EXPECT_TRUE(eventually([&] { return runSQL(uri, scans) == "t"; })) << index;
+        EXPECT_TRUE(eventually([&] { return sql(scans) == "t"; })) << index;
     }
 }
 
-TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
-    server.allow("local all refused reject\nlocal all careful scram-sha-256");
+TEST_F(PostgreSQLOutageTest, TellsWhatTheAccountMayDo) {
+    const std::string access = server.folder() / "pg_hba.conf";
+    writeFile(access, "local all refused reject\nlocal all careful scram-sha-256\n" + readFile(access));
+    server->signal(SIGHUP);
     sql("DO $$ BEGIN CREATE ROLE reader LOGIN; CREATE ROLE tester LOGIN; CREATE ROLE stranger LOGIN; CREATE "
         "ROLE refused LOGIN; "
         "EXCEPTION WHEN duplicate_object THEN NULL; END $$");
@@ -223,7 +226,7 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
     const auto as = [](const std::string& user) { return "&user=" + user; };
     EXPECT_EQ(status(as("reader")), AccountStatus::restricted);
     EXPECT_EQ(wait(storeAt(uri + as("reader"))->messageCount()), 0);
-    EXPECT_EQ(runSQL(uri, "SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'"), "0");
+    EXPECT_EQ(sql("SELECT count(*) FROM pg_namespace WHERE nspname = 'orvex'"), "0");
 
     save();
     sql("GRANT USAGE ON SCHEMA orvex TO reader; GRANT SELECT ON ALL TABLES IN SCHEMA orvex TO reader");
@@ -265,20 +268,20 @@ TEST_F(PostgreSQLMessageStoreTest, TellsWhatTheAccountMayDo) {
     EXPECT_EQ(errorOfSaving(as("tester")), "");
 
     // A server that waits for a client before it stops takes no more of them.
-    PGconn* const client = PQconnectdb(uri.c_str());
-    server.signal(SIGTERM);
+    auto client = session("");
+    server->signal(SIGTERM);
     EXPECT_TRUE(eventually([&] { return status() == AccountStatus::temporarilyUnavailable; }));
-    PQfinish(client);
-    server.stop(SIGINT);
+    client.reset();
+    server->stop();
     EXPECT_EQ(status(), AccountStatus::couldNotDetermine);
-    server.start();
+    server->start();
     EXPECT_EQ(status(), AccountStatus::signedIn);
 
-    server.signal(SIGSTOP);
+    server->signal(SIGSTOP);
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(status(), AccountStatus::waiting);
     const auto passed = std::chrono::steady_clock::now() - before;
-    server.signal(SIGCONT);
+    server->signal(SIGCONT);
     EXPECT_GE(passed, std::chrono::milliseconds(1990));
     EXPECT_LE(passed, std::chrono::seconds(20));
 }
@@ -301,7 +304,6 @@ TEST_F(PostgreSQLMessageStoreTest, HeedsNeitherSettingsNorSchemasOfOthers) {
             type + ", RIGHTARG = " + type + ");";
     }
     sql(others);
-    const std::string database = uri.substr(14, uri.find('?') - 14);
     for (const char* const setting :
          {"search_path = evil, pg_catalog", "standard_conforming_strings = off", "client_encoding = LATIN1",
           "bytea_output = escape", "extra_float_digits = -15", "client_min_messages = debug1",
@@ -372,7 +374,7 @@ TEST_F(PostgreSQLMessageStoreTest, RefusesWhatNoMessageHas) {
             expected +=
                 "; to remove it, run in psql: DELETE FROM orvex.messages WHERE record_uuid = '" + uuid + "'";
         }
-        EXPECT_EQ(errorOfListing(), expected) << damage;
+        EXPECT_EQ(errorOf([&] { wait(storeAt(uri)->allMessages()); }), expected) << damage;
     }
 }
 
@@ -444,7 +446,7 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
                 EXPECT_TRUE(isError(text)) << change << user << text;
             }
         }
-        EXPECT_EQ(runSQL(uri, "SELECT rolsuper FROM pg_roles WHERE rolname = 'evil'"), "f") << change;
+        EXPECT_EQ(sql("SELECT rolsuper FROM pg_roles WHERE rolname = 'evil'"), "f") << change;
     }
 
     // One who may give the table a trigger does so while a change begins.
@@ -453,18 +455,16 @@ TEST_F(PostgreSQLMessageStoreTest, RunsNoCodeOfOthersWithTheRightsOfAPowerfulUse
     sql("GRANT USAGE ON SCHEMA orvex TO evil; GRANT TRIGGER ON orvex.messages TO evil; "
         "CREATE OR REPLACE FUNCTION public.trigger() RETURNS trigger LANGUAGE plpgsql AS "
         "$$ BEGIN PERFORM public.evil(); RETURN NEW; END $$");
-    PGconn* const evil = PQconnectdb((uri + "&user=evil").c_str());
-    PQclear(PQexec(evil, "BEGIN; CREATE TRIGGER t BEFORE INSERT ON orvex.messages FOR EACH ROW "
-                         "EXECUTE FUNCTION public.trigger()"));
+    const auto evil = session("BEGIN; CREATE TRIGGER t BEFORE INSERT ON orvex.messages FOR EACH ROW "
+                              "EXECUTE FUNCTION public.trigger()",
+                              "&user=evil");
     std::string error;
     std::thread saver([&] { error = errorOfSaving(); });
-    EXPECT_TRUE(
-        eventually([&] { return runSQL(uri, "SELECT count(*) FROM pg_locks WHERE NOT granted") == "1"; }));
-    PQclear(PQexec(evil, "COMMIT"));
+    EXPECT_TRUE(eventually([&] { return areWaiting("1"); }));
+    PQclear(PQexec(evil.get(), "COMMIT"));
     saver.join();
-    PQfinish(evil);
     EXPECT_THAT(error, HasSubstr(hasMore));
-    EXPECT_EQ(runSQL(uri, "SELECT rolsuper FROM pg_roles WHERE rolname = 'evil'"), "f");
+    EXPECT_EQ(sql("SELECT rolsuper FROM pg_roles WHERE rolname = 'evil'"), "f");
 }
 
 /// What a server says last when a transaction begins in a store.
@@ -561,13 +561,8 @@ TEST(PostgreSQLAnswersTest, AnAnswerOfTheWrongKindIsAnError) {
 }
 
 TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoItIs) {
-    TemporaryFolder folder;
-    ASSERT_EQ(runProgram({"sh", "-c",
-                          "cd '" + (folder / "").native() +
-                              "' && openssl req -x509 -newkey rsa:2048 -nodes -keyout key -out certificate "
-                              "-subj /CN=localhost 2>errors && cat key certificate >both"})
-                  .status,
-              0);
+    const TemporaryFolder certificates;
+    makeCertificate(certificates);
     const std::string permission = "sslmode=verify-full in the URI or the service file";
     const std::string disable = "&sslmode=require&channel_binding=disable";
     // With what the server learns about the password, and what the user's error says.
@@ -582,7 +577,8 @@ TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoI
         {"scram", "0.0.0.0", "&sslmode=require", "b''", permission},
         {"nothing", "0.0.0.0", "&sslmode=require", "b''", permission},
         {"scram-plus", "0.0.0.0", "&sslmode=require", "p=tls-server-end-point,", "SSL"},
-        {"password", "0.0.0.0", "&sslmode=verify-full&sslrootcert=" + (folder / "certificate").native(), "",
+        {"password", "0.0.0.0",
+         "&sslmode=verify-full&sslrootcert=" + (certificates / "certificate.pem").native(), "",
          "certificate"},
         {"password", "0.0.0.0", disable, "secret", "SSL"},
         {"password", "127.0.0.1", "", "secret", "SSL"},
@@ -590,7 +586,7 @@ TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoI
     for (const auto& [way, host, more, told, error] : cases) {
         TerminalSession fake({"/usr/bin/python3",
                               std::filesystem::path(ORVEX_TEST_SOURCES) / "postgresql-server.py", way,
-                              folder / "both"});
+                              certificates / "both.pem"});
         const std::string port = fake.shownUpTo("\r\n").value_or("none");
         const std::string ports = host.starts_with('/') ? "5432," + port : port;
         const std::string at =
@@ -602,8 +598,7 @@ TEST_F(PostgreSQLMessageStoreTest, TellsNoPasswordToAMachineThatDoesNotProveWhoI
 }
 
 TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
-    const std::string host = "/db?connect_timeout=5&host=" + server.folder();
-    server.allow("local all careful scram-sha-256");
+    const std::string host = "/db?connect_timeout=5&host=" + folder;
     for (const std::string& at :
          {"postgresql://careful:secret@" + host, "postgresql://careful:se@secret@" + host,
           "postgresql://careful:12/secret@" + host, "postgresql://careful:se?secret@" + host,
@@ -640,11 +635,10 @@ TEST_F(PostgreSQLMessageStoreTest, NeverTellsAPassword) {
 
 TEST_F(PostgreSQLMessageStoreTest, AChangeThatFailsIsNotMadeAndSaysWhy) {
     save();
-    PGconn* const locker = PQconnectdb(uri.c_str());
-    PQclear(PQexec(locker, "BEGIN; LOCK TABLE orvex.messages IN SHARE MODE"));
+    auto locker = session("BEGIN; LOCK TABLE orvex.messages IN SHARE MODE");
     EXPECT_THAT(errorOfSaving("&options=-cstatement_timeout%3D50"),
                 EndsWith(name + ": canceling statement due to statement timeout"));
-    PQfinish(locker);
+    locker.reset();
     EXPECT_THAT(
         errorOfSaving("&options=-cdefault_transaction_read_only%3Don"),
         EndsWith("it can only be read: the server is a standby, or the user may not write (cannot execute "
@@ -667,7 +661,7 @@ TEST_F(PostgreSQLMessageStoreTest, AChangeThatFailsIsNotMadeAndSaysWhy) {
     EXPECT_EQ(wait(storeAt(uri)->messageCount()), 2);
 }
 
-TEST_F(PostgreSQLMessageStoreTest, ServesTheProgramThroughItsModule) {
+TEST_F(PostgreSQLOutageTest, ServesTheProgramThroughItsModule) {
     const auto run = [&](const std::string& words, std::string_view input = "") {
         return runOrvex(split("--store " + uri + " " + words + " -nc"), input);
     };
@@ -682,18 +676,18 @@ TEST_F(PostgreSQLMessageStoreTest, ServesTheProgramThroughItsModule) {
     // The server goes away while the user is asked, and is back for the next command.
     TerminalSession session(split(ORVEX_PROGRAM " --store " + uri + " delete-message -a -nc"));
     EXPECT_TRUE(session.shows("(y/n)?"));
-    server.stop();
+    server->stop();
     session.type("y\n");
     EXPECT_TRUE(session.shows("Error: cannot delete messages in the message store " + name + ": "));
     EXPECT_EQ(session.status(), 0);
     EXPECT_THAT(
         run("get-total-count").output,
         testing::StartsWith("Error: \ncannot count the messages in the message store " + name + ": "));
-    server.start();
+    server->start();
     const auto store = storeAt(uri);
     EXPECT_EQ(wait(store->messageCount()), 1);
-    server.stop();
-    server.start();
+    server->stop();
+    server->start();
     EXPECT_EQ(run("delete-message -a", "y\n").status, 0);
     EXPECT_EQ(wait(store->messageCount()), 0);
 
@@ -702,86 +696,6 @@ TEST_F(PostgreSQLMessageStoreTest, ServesTheProgramThroughItsModule) {
     const ProgramRun alone = runProgram({elsewhere / "orvex", "--store", uri, "get-total-count"});
     EXPECT_THAT(alone.output, AllOf(HasSubstr("the package orvex-postgresql is missing (there is no \"/"),
                                     EndsWith("/orvex/postgresql-" ORVEX_VERSION ".so\"); install it\n")));
-}
-
-TEST_F(PostgreSQLMessageStoreTest, AFullTablespaceTakesNoMessageAndKeepsTheOthers) {
-    PostgreSQLServer small(true);
-    uri = small.newDatabase();
-    save();
-    sql("CREATE TABLESPACE small LOCATION '" + small.smallDisk() + "'");
-    sql("ALTER TABLE orvex.messages SET TABLESPACE small");
-    const auto store = storeAt(uri);
-    std::int64_t saved = 1;
-    const std::string error = errorOf([&] {
-        for (; saved < 100; ++saved) {
-            wait(store->saveMessage(newMessage(MessageType::video, MessageProvider::Zelvo, longHandle())));
-        }
-    });
-    EXPECT_THAT(error, AllOf(HasSubstr("the server's disk is full (could not extend file"),
-                             EndsWith("No space left on device); make room and try again")));
-    EXPECT_EQ(wait(store->messageCount()), saved);
-    const std::vector<UUID> one{wait(store->allMessages()).at(1).recordUUID};
-    wait(store->deleteMessages(one));
-    EXPECT_EQ(wait(store->messageCount()), saved - 1);
-}
-
-TEST_F(PostgreSQLMessageStoreTest, LosesNothingAcknowledgedWhenTheStandbyTakesOver) {
-    PostgreSQLServer primary;
-    const std::string database = primary.newDatabase();
-    PostgreSQLServer standby(primary);
-    runSQL(database, "ALTER SYSTEM SET synchronous_standby_names = '*'");
-    runSQL(database, "SELECT pg_reload_conf()");
-    const std::string cluster = "postgresql:///" + database.substr(14, database.find('?') - 14) +
-                                "?user=postgres&target_session_attrs=read-write&host=" + primary.folder() +
-                                "," + standby.folder();
-    constexpr std::size_t batchSize = 100;
-    std::vector<UUID> saved;
-    {
-        const auto store = storeAt(cluster);
-        for (std::size_t i = 0; i < 10 * batchSize; ++i) {
-            saved.push_back(wait(store->saveMessage(newMessage())).recordUUID);
-        }
-    }
-    EXPECT_EQ(wait(storeAt(database + "&host=" + standby.folder())->accountStatus()),
-              AccountStatus::restricted);
-    std::size_t acknowledged = 0;
-    std::thread killer;
-    const std::string error = errorOf([&] {
-        const auto store = storeAt(cluster);
-        for (auto batch = saved.begin(); batch != saved.end(); batch += batchSize) {
-            if (acknowledged == 3 * batchSize) {
-                // The next one waits for the end of the server, however late it comes.
-                runSQL(database, "ALTER SYSTEM SET synchronous_standby_names = 'nobody'");
-                runSQL(database, "SELECT pg_reload_conf()");
-                EXPECT_TRUE(eventually([&] {
-                    return runSQL(database, "SELECT sync_state FROM pg_stat_replication") == "async";
-                }));
-                killer = std::thread([&] {
-                    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-                    primary.stop(SIGQUIT);
-                });
-            }
-            wait(store->deleteMessages({batch, batch + batchSize}));
-            acknowledged += batchSize;
-        }
-    });
-    killer.join();
-    EXPECT_THAT(error, HasSubstr("cannot delete messages in the message store \"postgresql://" +
-                                 primary.folder() + "," + standby.folder() + "/"));
-    EXPECT_EQ(acknowledged, 3 * batchSize);
-    standby.promote();
-    std::vector<UUID> left;
-    for (const StoredMessage& message : wait(storeAt(cluster)->allMessages())) {
-        left.push_back(message.recordUUID);
-    }
-    // The batch whose answer was lost may be done.
-    const std::size_t removed = saved.size() - left.size();
-    EXPECT_THAT(removed, testing::AnyOf(acknowledged, acknowledged + batchSize));
-    EXPECT_TRUE(std::equal(left.begin(), left.end(), saved.end() - static_cast<std::ptrdiff_t>(left.size()),
-                           saved.end()));
-    EXPECT_THAT(runOrvex({"--store", cluster, "delete-message", "-a", "-nc"}, "y\n").output,
-                EndsWith("Deleted " + std::to_string(left.size()) + " messages!\n"));
-    EXPECT_EQ(wait(storeAt(cluster)->messageCount()), 0);
 }
 
 } // namespace

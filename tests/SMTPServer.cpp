@@ -1,25 +1,14 @@
 #include "SMTPServer.h"
 
-#include <arpa/inet.h>
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <netinet/in.h>
 #include <optional>
 #include <sys/socket.h>
-#include <system_error>
 #include <utility>
 
 namespace Orvex::Testing {
 
 namespace {
-
-sockaddr_in addressOf(int listener) {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-    return address;
-}
 
 /// Lines from a client.
 class Lines {
@@ -49,28 +38,16 @@ class Lines {
 
 } // namespace
 
-SMTPServer::SMTPServer() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    // Small, so that the middle of a message is not its end.
-    constexpr int buffer = 4096;
-    setsockopt(listener_.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof buffer);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener_.get(), SOMAXCONN) != 0) {
-        throw std::system_error(errno, std::generic_category(), "no server");
-    }
-    worker_ = std::thread([this] { work(); });
-}
+SMTPServer::SMTPServer() : worker_([this] { work(); }) {}
 
 SMTPServer::~SMTPServer() {
     follow({});
-    shutdown(listener_.get(), SHUT_RDWR);
+    shutdown(listener_.socket.get(), SHUT_RDWR);
     worker_.join();
 }
 
 std::string SMTPServer::url(const std::string& host) const {
-    return "smtp://" + host + ":" + std::to_string(ntohs(addressOf(listener_.get()).sin_port));
+    return "smtp://" + host + ":" + listener_.port;
 }
 
 void SMTPServer::follow(Script script) {
@@ -102,7 +79,7 @@ std::unique_lock<std::mutex> SMTPServer::whenNobodyTalks() {
 
 void SMTPServer::work() {
     while (true) {
-        const FileDescriptor client(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        const FileDescriptor client = listener_.client();
         if (client.get() < 0) {
             return;
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Foundation/FileDescriptor.h"
+#include "TestServers.h"
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -42,7 +42,8 @@ class SMTPServer {
     void talk(int client, const Script& script);
     void note(std::vector<std::string>& list, const std::string& text);
 
-    FileDescriptor listener_;
+    // The small buffer keeps the middle of a message apart from its end.
+    LocalListener listener_{4096};
     std::mutex mutex_;
     std::condition_variable changed_;
     bool isTalking_ = false;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 namespace Orvex::Testing {
 
@@ -45,55 +44,30 @@ std::string ready() {
 
 } // namespace Wire
 
-namespace {
-
-/// A socket that listens at a path.
-FileDescriptor listenAt(const std::string& path) {
-    FileDescriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(listen(listener.get(), 1), 0);
-    return listener;
-}
-
-bool sendAll(int client, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (count < 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
-}
-
-} // namespace
-
 ScriptedPostgreSQLServer::ScriptedPostgreSQLServer(std::vector<std::string> answers, bool isEndless)
-    : answers_(std::move(answers)),
-      isEndless_(isEndless),
-      listener_(listenAt(folder_ / ".s.PGSQL.5432")),
-      worker_([this] { talk(); }) {}
+    : answers_(std::move(answers)), isEndless_(isEndless), worker_([this] { talk(); }) {}
 
 ScriptedPostgreSQLServer::~ScriptedPostgreSQLServer() {
-    shutdown(listener_.get(), SHUT_RDWR);
+    shutdown(listener_.socket.get(), SHUT_RDWR);
     worker_.join();
 }
 
 std::string ScriptedPostgreSQLServer::uri() const {
-    return "postgresql:///db?user=u&host=" + (folder_ / ".").native();
+    return "postgresql://u@127.0.0.1:" + listener_.port + "/db?sslmode=disable&gssencmode=disable";
 }
 
 void ScriptedPostgreSQLServer::talk() {
-    const FileDescriptor client(accept(listener_.get(), nullptr, nullptr));
-    bool isThere = sendAll(client.get(), Wire::message('R', std::string(4, '\0')));
+    const FileDescriptor client = listener_.client();
+    const auto say = [&](std::string_view bytes) {
+        return send(client.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0;
+    };
+    bool isThere = say(Wire::message('R', std::string(4, '\0')));
     // The client asks in one piece, and waits for the answer.
     std::string heard(1U << 16U, ' ');
     for (auto answer = answers_.begin(); answer != answers_.end() && isThere; ++answer) {
         isThere = recv(client.get(), heard.data(), heard.size(), 0) > 0;
         do {
-            isThere = isThere && sendAll(client.get(), *answer);
+            isThere = isThere && say(*answer);
         } while (isEndless_ && answer + 1 == answers_.end() && isThere);
     }
 }

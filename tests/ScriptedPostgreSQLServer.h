@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Foundation/FileDescriptor.h"
-#include "Support.h"
+#include "TestServers.h"
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -14,12 +13,12 @@ namespace Orvex::Testing {
 namespace Wire {
 
 [[nodiscard]] std::string message(char type, std::string_view body);
-/// An answer without rows, behind which there may be others.
+/// The end of one answer; others may follow.
 [[nodiscard]] std::string done(std::string_view tag);
-/// The columns of what follows, by their types.
+/// The types of the columns that follow.
 [[nodiscard]] std::string columns(const std::vector<std::uint32_t>& types, bool isBinary = true);
 [[nodiscard]] std::string row(const std::vector<std::string>& values);
-/// A row of one bigint in so many bytes.
+/// A row of one integer of `size` bytes.
 [[nodiscard]] std::string integer(std::uint64_t value, int size = 8);
 /// The end of the answers to what was sent at once.
 [[nodiscard]] std::string ready();
@@ -31,10 +30,10 @@ inline constexpr std::uint32_t text = 25;
 } // namespace Wire
 
 /// A server that lets one client in, gives it one answer after another, whatever it asks, and leaves. The
-/// first one belongs to the start: it is `ready()`, unless the client is to wait.
+/// first answer ends the start of the session: `ready()`, unless the client has to wait.
 class ScriptedPostgreSQLServer {
   public:
-    /// If it is endless, it gives the last answer again and again.
+    /// An endless server repeats the last answer.
     explicit ScriptedPostgreSQLServer(std::vector<std::string> answers, bool isEndless = false);
     ~ScriptedPostgreSQLServer();
     ScriptedPostgreSQLServer(const ScriptedPostgreSQLServer&) = delete;
@@ -45,10 +44,9 @@ class ScriptedPostgreSQLServer {
   private:
     void talk();
 
-    TemporaryFolder folder_;
     std::vector<std::string> answers_;
     bool isEndless_;
-    FileDescriptor listener_;
+    LocalListener listener_;
     std::thread worker_;
 };
 

@@ -1,5 +1,4 @@
-#include "FailingDisk.h"
-#include "FailingSystemCalls.h"
+#include "Faults.h"
 #include "Support.h"
 #include "ZelvoMessageStore/SQLite.h"
 #include "ZelvoMessageStore/SQLiteMessageStore.h"
@@ -19,7 +18,6 @@ namespace Orvex::Testing {
 namespace {
 
 using std::filesystem::path;
-using Effect = FailingDisk::Effect;
 
 /// The files of a folder, by name.
 using Files = std::map<std::string, std::string>;
@@ -79,58 +77,53 @@ class StoreFaultsTest : public testing::Test {
         return files;
     }
 
-    /// Runs an operation in a process that ends when power fails, at the latest when it is done; returns how
+    /// Runs an operation in a process of its own, which loses power at the fault or at its end; returns how
     /// many of its steps were acknowledged.
-    [[nodiscard]] int runUntilPowerFails(const Operation& operation, const FailingDisk::Plan& plan) const {
+    [[nodiscard]] int runUntilPowerFails(const Operation& operation, const Fault& fault) const {
         put(operation.before);
         return runInProcesses(1,
                               [&](int) {
-                                  FailingDisk::plan(home.c_str(), plan);
+                                  watchDisk(home);
+                                  const Faults faults(fault);
                                   SQLiteMessageStore store(file);
                                   for (const auto& step : operation.steps) {
                                       step(store);
-                                      FailingDisk::acknowledge();
+                                      ++statusAtFault;
                                   }
-                                  FailingDisk::losePower();
+                                  losePower(fault.loss);
+                                  _exit(statusAtFault);
                               })
             .at(0);
     }
 
-    /// Has an operation meet what is planned at each call in turn, or every `stride`th, until it is done
-    /// without; returns how often it did. Each time power is gone, there is a report with the cause, or none
-    /// is needed; and the store goes on with what it had, perhaps with the change that was under way.
-    int faultsOutlived(const Operation& operation, FailingDisk::Plan plan, std::string_view cause = "",
+    /// Has an operation meet a fault at each call in turn, or at every `stride`th; returns how often it did.
+    /// The error names the cause, and the store goes on with what it had, perhaps with the change that was
+    /// under way.
+    int faultsOutlived(const Operation& operation, const Fault& fault, const std::string& cause = "",
                        int stride = 1) const {
         const std::vector<Content> states = statesOf(operation);
-        const bool powerFails =
-            plan.effect == Effect::powerFailure || plan.effect == Effect::powerFailureHalfway;
-        bool happened = true;
-        for (plan.number = 0; happened; plan.number += stride) {
-            SCOPED_TRACE(operation.name + ", call " + std::to_string(plan.number) + ", fate " +
-                         std::to_string(plan.fate) + ", " + std::string(cause));
+        const auto attempt = [&](Fault now) {
+            SCOPED_TRACE(operation.name + ": " + cause);
             put(operation.before);
             SQLiteMessageStore store(file);
             std::size_t done = 0;
-            if (powerFails) {
-                done = static_cast<std::size_t>(runUntilPowerFails(operation, plan));
-                happened = done < operation.steps.size();
-                plan.fate += plan.fate < FailingDisk::firstChoice ? 0 : 2;
-            } else {
-                FailingDisk::plan(home.c_str(), plan);
-                try {
+            if (fault.effect == Effect::error) {
+                const Faults faults(now);
+                const std::string error = errorOf([&] {
                     for (const auto& step : operation.steps) {
                         step(store);
                         ++done;
                     }
-                } catch (const MessageStoreError& error) {
-                    EXPECT_THAT(error.what(),
-                                testing::MatchesRegex("cannot [a-z ]+ in the message store \"" +
-                                                      file.native() + "\": " + std::string(cause)));
-                }
-                happened = FailingDisk::end();
+                });
+                EXPECT_THAT(
+                    error, testing::AnyOf("", testing::MatchesRegex("cannot [a-z ]+ in the message store \"" +
+                                                                    file.native() + "\": " + cause)));
+            } else {
+                now.loss += now.loss < firstChoice ? 0 : 2 * static_cast<unsigned>(now.number);
+                done = static_cast<std::size_t>(runUntilPowerFails(operation, now));
             }
             const Content found = content();
-            EXPECT_TRUE(found == states.at(done) || (happened && found == states.at(done + 1)));
+            EXPECT_TRUE(found == states.at(done) || (Faults::happened() && found == states.at(done + 1)));
             EXPECT_EQ(contentOf(wait(store.allMessages())), found);
             wait(store.saveMessage(newMessage()));
             EXPECT_EQ(wait(store.messageCount()), found.size() + 1);
@@ -139,8 +132,8 @@ class StoreFaultsTest : public testing::Test {
             EXPECT_EQ(database.queryInteger(
                           "SELECT count(*) FROM pragma_integrity_check WHERE integrity_check <> 'ok'"),
                       0);
-        }
-        return plan.number / stride - 1;
+        };
+        return atEachCall(fault, attempt, stride);
     }
 
     /// What the store holds before an operation and after each of its steps.
@@ -157,15 +150,11 @@ class StoreFaultsTest : public testing::Test {
 
     /// What an operation leaves when its process dies as soon as it has written into the store.
     [[nodiscard]] Files filesWhenInterrupted(Operation operation) const {
-        std::string& before = operation.before["messages.db"];
-        int number = 0;
+        Fault fault{.effect = Effect::powerFailsHalfway, .calls = diskChanges, .loss = nothing};
         do {
-            EXPECT_EQ(runUntilPowerFails(operation, {.number = number++,
-                                                     .effect = Effect::powerFailureHalfway,
-                                                     .calls = FailingDisk::changes,
-                                                     .fate = FailingDisk::allKept}),
-                      0);
-        } while (readFile(file) == before);
+            ++fault.number;
+            EXPECT_EQ(runUntilPowerFails(operation, fault), 0);
+        } while (readFile(file) == operation.before["messages.db"]);
         return files();
     }
 
@@ -216,15 +205,14 @@ class StoreFaultsTest : public testing::Test {
 };
 
 TEST_F(StoreFaultsTest, KeepsWholeChangesAndAllAcknowledgedOnesWheneverPowerFails) {
-    const std::pair<Effect, unsigned> ways[] = {{Effect::powerFailure, FailingDisk::allLost},
-                                                {Effect::powerFailure, FailingDisk::firstChoice},
-                                                {Effect::powerFailureHalfway, FailingDisk::allKept},
-                                                {Effect::powerFailureHalfway, FailingDisk::firstChoice + 1}};
+    const std::pair<Effect, unsigned> ways[] = {{Effect::powerFails, everything},
+                                                {Effect::powerFails, firstChoice},
+                                                {Effect::powerFailsHalfway, nothing},
+                                                {Effect::powerFailsHalfway, firstChoice + 1}};
     int points = 0;
     for (const Operation& operation : operations(24)) {
-        for (const auto& [effect, fate] : ways) {
-            points +=
-                faultsOutlived(operation, {.effect = effect, .calls = FailingDisk::changes, .fate = fate});
+        for (const auto& [effect, loss] : ways) {
+            points += faultsOutlived(operation, {.effect = effect, .calls = diskChanges, .loss = loss});
         }
     }
     EXPECT_GE(points, 1000);
@@ -232,19 +220,19 @@ TEST_F(StoreFaultsTest, KeepsWholeChangesAndAllAcknowledgedOnesWheneverPowerFail
 
 TEST_F(StoreFaultsTest, ReportsEveryFaultAndGoesOn) {
     const struct {
-        int error;
+        int result;
         unsigned calls;
-        std::string_view cause;
-    } faults[] = {{SQLITE_IOERR, FailingDisk::everyCall, "disk I/O error: Input/output error"},
-                  {SQLITE_CANTOPEN, FailingDisk::opens,
+        std::string cause;
+    } faults[] = {{SQLITE_IOERR, diskCalls, "disk I/O error: Input/output error"},
+                  {SQLITE_CANTOPEN, diskOpens,
                    "the file or the journal beside it cannot be opened "
                    "\\(unable to open database file: Input/output error\\)"},
-                  {SQLITE_FULL, FailingDisk::changes, "the disk is full; make room and try again"},
-                  {SQLITE_IOERR_NOMEM, FailingDisk::everyCall, "out of memory"}};
+                  {SQLITE_FULL, diskChanges, "the disk is full; make room and try again"},
+                  {SQLITE_IOERR_NOMEM, diskCalls, "out of memory"}};
     for (const Operation& operation : operations(8)) {
-        for (const auto& [error, calls, cause] : faults) {
-            for (const Effect effect : {Effect::error, Effect::errors}) {
-                faultsOutlived(operation, {.effect = effect, .calls = calls, .error = error}, cause);
+        for (const auto& [result, calls, cause] : faults) {
+            for (const int times : {1, Fault::fromThenOn}) {
+                faultsOutlived(operation, {.calls = calls, .result = result, .times = times}, cause);
             }
         }
     }
@@ -256,11 +244,9 @@ TEST_F(StoreFaultsTest, ReportsEveryLackOfMemoryAndGoesOn) {
         FailingDisk::watchMemory();
         for (const Operation& operation : all) {
             // Every third, and every seventh and all that follow: all of them would take half a minute.
-            for (const auto& [effect, stride] : {std::pair(Effect::error, 3), {Effect::errors, 7}}) {
-                EXPECT_GT(faultsOutlived(
-                              operation,
-                              {.effect = effect, .calls = FailingDisk::allocations, .error = SQLITE_NOMEM},
-                              "out of memory", stride),
+            for (const auto& [times, stride] : {std::pair(1, 3), {Fault::fromThenOn, 7}}) {
+                EXPECT_GT(faultsOutlived(operation, {.calls = allocations, .times = times}, "out of memory",
+                                         stride),
                           80);
             }
         }
@@ -306,28 +292,26 @@ TEST_F(StoreFaultsTest, SeesTheStoreAsItIsAtOneMoment) {
             std::filesystem::remove(home / "messages.db-journal");
             writeFile(file, each.after.at("messages.db"));
         };
-        bool happened = true;
         int changes = 0;
-        for (int number = 0; happened; ++number) {
+        atEachCall({.effect = Effect::interruption, .calls = diskCalls}, [&](Fault fault) {
             put(each.before);
             bool isChanged = false;
-            FailingDisk::plan(home.c_str(),
-                              {.number = number, .effect = Effect::interruption, .interruption = [&] {
-                                   isChanged = runInProcesses(1, change).at(0) == 0;
-                               }});
-            SQLiteMessageStore store(file);
-            for (const StoredMessage& found :
-                 wait(store.messages(std::vector{std::string(messages[0].from)}))) {
-                EXPECT_EQ(found.from, messages[0].from) << number;
+            fault.interruption = [&] { isChanged = runInProcesses(1, change).at(0) == 0; };
+            {
+                const Faults faults(fault);
+                SQLiteMessageStore store(file);
+                for (const StoredMessage& found :
+                     wait(store.messages(std::vector{std::string(messages[0].from)}))) {
+                    EXPECT_EQ(found.from, messages[0].from);
+                }
+                EXPECT_LE(wait(store.allMessages()).size(), 1U);
+                wait(store.saveMessage(messages[1]));
             }
-            EXPECT_LE(wait(store.allMessages()).size(), 1U) << number;
-            wait(store.saveMessage(messages[1]));
-            happened = FailingDisk::end();
             Content found = content();
             found.pop_back();
-            EXPECT_EQ(found, isChanged ? each.contentAfter : each.contentBefore) << number;
+            EXPECT_EQ(found, isChanged ? each.contentAfter : each.contentBefore);
             changes += isChanged ? 1 : 0;
-        }
+        });
         EXPECT_GT(changes, 5);
     }
 }
@@ -355,7 +339,7 @@ TEST_F(StoreFaultsTest, MigratesAStoreAsAWholeOrLeavesItAsItWas) {
         SQLite::Database database(file);
         EXPECT_TRUE(bringUpToDate(database, all));
     };
-    const auto everything = [&] {
+    const auto wholeStore = [&] {
         Content content;
         SQLite::Database database(file);
         database.trustSchema();
@@ -372,71 +356,56 @@ TEST_F(StoreFaultsTest, MigratesAStoreAsAWholeOrLeavesItAsItWas) {
     const Operation migration{
         "migration", operations(24)[2].before, {[&](auto& /*store*/) { migrate(steps); }}};
     put(migration.before);
-    const Content before = everything();
+    const Content before = wholeStore();
     EXPECT_THROW(migrate(stepsThatThrow), std::logic_error);
-    EXPECT_EQ(everything(), before);
+    EXPECT_EQ(wholeStore(), before);
     migrate(steps);
-    const Content after = everything();
-    int number = 0;
-    for (int acknowledged = 0; acknowledged == 0; ++number) {
-        SCOPED_TRACE(number);
-        acknowledged = runUntilPowerFails(migration, {.number = number,
-                                                      .effect = Effect::powerFailureHalfway,
-                                                      .calls = FailingDisk::changes,
-                                                      .fate = FailingDisk::allKept});
-        ASSERT_LE(acknowledged, 1);
-        const Content found = everything();
+    const Content after = wholeStore();
+    const Fault fault{.effect = Effect::powerFailsHalfway, .calls = diskChanges, .loss = nothing};
+    const auto migrateUntil = [&](const Fault& now) {
+        const int acknowledged = runUntilPowerFails(migration, now);
+        const Content found = wholeStore();
         EXPECT_TRUE(found == after || (found == before && acknowledged == 0));
         migrate(steps);
-        EXPECT_EQ(everything(), after);
-    }
-    EXPECT_GT(number, 10);
+        EXPECT_EQ(wholeStore(), after);
+    };
+    EXPECT_GE(atEachCall(fault, migrateUntil), 10);
 }
 
 TEST_F(StoreFaultsTest, IsMadeWhateverHappenedToAnEarlierAttempt) {
-    using enum FailingSystemCalls::Effect;
     file = folder / "above/store/messages.db";
     const auto save = [&] { wait(SQLiteMessageStore(file).saveMessage(newMessage())); };
-    for (const auto effect : {error, processEnds, powerFails}) {
-        constexpr int reached = 1;
-        constexpr int done = 2;
-        int outcome = reached;
-        for (int number = 0; outcome != done; ++number) {
-            SCOPED_TRACE(number);
+    for (const Effect effect : {Effect::error, Effect::processEnds, Effect::powerFails}) {
+        const auto attempt = [&](const Fault& fault) {
+            enum { ended, refused, succeeded, wrong };
             std::filesystem::remove_all(folder / "above");
             const mode_t mask = umask(0);
-            outcome =
-                runInProcesses(1, [&](int) {
-                    const FailingSystemCalls failing(number, {.effect = effect, .error = ENOSPC});
-                    try {
-                        save();
-                    } catch (const MessageStoreError& thrown) {
-                        // A name that SQLite cannot look up has become another file's, as far as it can tell.
-                        EXPECT_THAT(thrown.what(),
-                                    testing::MatchesRegex(
-                                        "cannot save a message in the message store \"" + file.native() +
-                                        "\": (.*: No space left on device\\)?|the file has been moved .*)"));
-                        _exit(HasFailure() ? -1 : reached);
-                    }
-                    _exit(FailingSystemCalls::happened() ? 0 : done);
-                }).at(0);
+            const auto firstAttempt = [&](int) {
+                watchDisk(folder / "");
+                const Faults faults(fault);
+                const std::string error = errorOf(save);
+                // A name that SQLite cannot look up has become another file's, as far as it can tell.
+                EXPECT_THAT(error, testing::AnyOf("", testing::MatchesRegex(
+                                                          "cannot save a message in the message store \"" +
+                                                          file.native() +
+                                                          "\": (.*: No space left on device\\)?|the file has "
+                                                          "been moved .*)")));
+                _exit(HasFailure() ? wrong : error.empty() ? succeeded : refused);
+            };
+            const int outcome = runInProcesses(1, firstAttempt).at(0);
             save();
             umask(mask);
-            EXPECT_THAT(outcome, testing::AllOf(testing::Ge(0), testing::Le(done)));
-            const auto count = wait(SQLiteMessageStore(file).messageCount());
-            if (outcome == 0 && effect != error) {
-                // It ended before the message was saved, or afterwards.
-                EXPECT_THAT(count, testing::AnyOf(1, 2));
-            } else {
-                EXPECT_EQ(count, outcome == reached ? 1 : 2);
-            }
+            EXPECT_NE(outcome, wrong);
+            // A process that ended had perhaps saved its message.
+            EXPECT_THAT(wait(SQLiteMessageStore(file).messageCount()),
+                        testing::AnyOf(outcome == succeeded ? 2 : 1, outcome == refused ? 1 : 2));
             for (const auto& made : std::filesystem::recursive_directory_iterator(folder / "")) {
                 EXPECT_EQ(made.status().permissions(),
                           std::filesystem::perms(made.is_directory() ? 0700 : 0600))
                     << made;
             }
-            EXPECT_TRUE(outcome != done || number > 4);
-        }
+        };
+        EXPECT_GT(atEachCall({.effect = effect, .error = ENOSPC}, attempt), 4);
     }
 }
 

@@ -110,7 +110,7 @@ struct ProgramRun {
     std::string output;
     std::string errors;
     /// The exit status, or minus the number of the signal that ended it.
-    int status;
+    int status = 0;
 
     bool operator==(const ProgramRun&) const = default;
 };

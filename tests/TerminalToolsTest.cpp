@@ -1,5 +1,6 @@
 #include "Orvex/TerminalTools.h"
-#include "FailingSystemCalls.h"
+#include "Faults.h"
+#include "Orvex/Prompts.h"
 #include "Support.h"
 #include <array>
 #include <cerrno>
@@ -92,15 +93,14 @@ TEST(ReadLine, WaitsForTheRestOfALine) {
 }
 
 TEST(ReadLine, TellsAnInterruptFromAFailureAndThatFromTheEnd) {
-    using Testing::FailingSystemCalls;
     const Testing::InputFrom input("2\ny\n");
     {
-        const FailingSystemCalls failing(1, {.effect = FailingSystemCalls::Effect::error, .error = EINTR});
+        const Testing::Faults faults({.number = 1, .error = EINTR});
         EXPECT_EQ(readLine(), "2");
     }
     EXPECT_EXIT(
         {
-            const FailingSystemCalls failing(1, {.effect = FailingSystemCalls::Effect::error, .error = EIO});
+            const Testing::Faults faults({.number = 1, .error = EIO});
             static_cast<void>(readLine());
         },
         testing::ExitedWithCode(1),

@@ -1,9 +1,11 @@
 #include "Orvex/arguments/CompletionScript.h"
 
+#include "CompletionTemplates.h"
 #include "Orvex/arguments/Help.h"
 #include "Orvex/arguments/Invocation.h"
 #include "Orvex/arguments/Parser.h"
 #include "Orvex/arguments/Wording.h"
+#include <utility>
 #include <vector>
 
 namespace Orvex {
@@ -12,8 +14,8 @@ namespace {
 
 using Options = std::span<const BoundProperty>;
 
-/// Calls `action` with the options in front of the command and an empty name, then with each command's name,
-/// summary and options.
+/// Calls `action(name, summary, options)` for the options in front of the command, with an empty name, and
+/// then for each command.
 template <class Action>
 void forEachCommand(const Tool& tool, Options toolOptions, Action action) {
     action("", "", toolOptions);
@@ -30,7 +32,7 @@ bool takesList(const BoundProperty& bound) {
     return bound.property->valueCount() == ValueCount::upToNextOption;
 }
 
-/// `text` as one word of a shell that has single quotes.
+/// `text` in single quotes, as one word of the shell.
 std::string quoted(std::string_view text, Shell shell) {
     const bool isFish = shell == Shell::fish;
     std::string word(text);
@@ -40,158 +42,56 @@ std::string quoted(std::string_view text, Shell shell) {
     return "'" + replacing(word, "'", isFish ? "\\'" : "'\\''") + "'";
 }
 
-/// The fixed text of a script: "{tool}" stands for the tool's name, "{id}" for the same as a part of a
-/// function's name.
-std::string filledIn(std::string_view text, const Tool& tool) {
-    return replacing(replacing(text, "{tool}", tool.name), "{id}", replacing(tool.name, "-", "_"));
+/// Fills in the tool's name, and its name in the form that function names take.
+std::string named(std::string_view text, const Tool& tool) {
+    return replacing(replacing(text, "@tool@", tool.name), "@id@", replacing(tool.name, "-", "_"));
 }
 
-// In bash a function is told the words so far and answers with candidates. It shows no descriptions.
-
-constexpr std::string_view bashStart =
-    R"(# Completion of {tool} in bash, made by: {tool} --generate-completion-script bash
-
-# Sets what the option $2 of the command $1 takes (0 or 1 values, or a list: "*"), and which.
-_{id}_option() {
-    takes=0 values= path=
-    case "$1 $2" in
-)";
-
-constexpr std::string_view bashMiddle = R"(    esac
+/// Replaces the line of `text` that contains the placeholder.
+std::string withLines(std::string text, std::string_view placeholder, std::string_view lines) {
+    const std::size_t found = text.find(placeholder);
+    const std::size_t start = text.rfind('\n', found) + 1;
+    return text.replace(start, text.find('\n', found) + 1 - start, lines);
 }
 
-# Sets the words that may stand next after the command $1, or in front of one.
-_{id}_words() {
-    case $1 in
-)";
-
-constexpr std::string_view bashEnd = R"(    esac
+/// A bash case that says how many values an option takes, and which; empty for a flag.
+std::string bashOptionCase(const std::string& command, const BoundProperty& bound) {
+    std::vector<std::string> patterns;
+    for (const std::string& spelling : bound.spellings()) {
+        patterns.push_back("'" + command + " " + spelling + "'");
+    }
+    if (!takesValue(bound) || patterns.empty()) {
+        return "";
+    }
+    const ValueSyntax syntax = bound.property->syntax();
+    return "    " + joined(patterns, " | ") + ") takes=" + (takesList(bound) ? "'*'" : "1") +
+           (syntax.isPath ? " path=yes" : " values=" + quoted(joined(syntax.values, " "), Shell::bash)) +
+           " ;;\n";
 }
 
-_{id}() {
-    local -a words=()
-    local piece word rest=$COMP_LINE current=$2 prefix=$2
-    local command= takes=0 values= path= given= options= commands= candidates=
-    # Readline breaks words at "=" and ":" too. Here they are whole again, the last one up to the cursor.
-    if [[ ${COMP_WORDS[COMP_CWORD]} == [=:] ]]; then
-        current=${COMP_WORDS[COMP_CWORD]} prefix=
-    fi
-    for piece in "${COMP_WORDS[@]:0:COMP_CWORD}" "$current"; do
-        if [[ ${#words[@]} == 0 || $rest == [[:blank:]]* ]]; then
-            words+=("$piece")
-        else
-            words[-1]+=$piece
-        fi
-        rest=${rest#"${rest%%[![:blank:]]*}"}
-        rest=${rest#"$piece"}
-    done
-    current=${words[-1]}
-
-    for word in "${words[@]:1:${#words[@]}-2}"; do
-        if [[ $word == -* ]]; then
-            _{id}_option "$command" "${word%%=*}"
-            [[ $word == *=* ]] && given=yes || given=
-        elif [[ $takes == 0 || ( $takes == 1 && -n $given ) ]]; then
-            command=${command:+$command }$word
-        else
-            given=yes
-        fi
-    done
-    if [[ $current == -*=* ]]; then
-        _{id}_option "$command" "${current%%=*}"
-        given=
-    elif [[ $current == -* || ( $takes == 1 && -n $given ) ]]; then
-        takes=0
-    fi
-
-    COMPREPLY=()
-    if [[ ${words[-2]} == *[\<\>] || $current == *[\<\>]* || ( $takes != 0 && -n $path ) ]]; then
-        compopt -o default
-        return
-    fi
-    if [[ $takes == 0 || ( -n $given && -z $values ) ]]; then
-        _{id}_words "$command"
-        [[ -n $commands && $current != -* ]] && candidates=$commands || candidates=$options
-    else
-        candidates=$values
-    fi
-    mapfile -t COMPREPLY < <(compgen -W "$candidates" -- "$prefix")
-}
-
-complete -F _{id} {tool}
-)";
-
+/// Bash calls a function with the words so far and reads the candidates. It shows no descriptions.
 std::string bashScript(const Tool& tool, Options toolOptions) {
     std::vector<std::string> commands;
     std::string optionCases;
     std::string wordCases;
     forEachCommand(tool, toolOptions, [&](const std::string& command, std::string_view, Options options) {
+        for (const BoundProperty& bound : options) {
+            optionCases += bashOptionCase(command, bound);
+        }
         if (!command.empty()) {
             commands.push_back(command);
             wordCases += "    " + command + ") options='" + joined(allSpellings(options), " ") + "' ;;\n";
-        }
-        for (const BoundProperty& bound : options) {
-            std::vector<std::string> patterns;
-            for (const std::string& spelling : bound.spellings()) {
-                patterns.push_back("'" + command + " " + spelling + "'");
-            }
-            if (takesValue(bound) && !patterns.empty()) {
-                const ValueSyntax syntax = bound.property->syntax();
-                optionCases +=
-                    "    " + joined(patterns, " | ") + ") takes=" + (takesList(bound) ? "'*'" : "1") +
-                    (syntax.isPath ? " path=yes"
-                                   : " values=" + quoted(joined(syntax.values, " "), Shell::bash)) +
-                    " ;;\n";
-            }
         }
     });
     const std::string names = joined(commands, " ");
     wordCases += "    help) commands='" + names + "' ;;\n";
     wordCases +=
         "    '') commands='" + names + " help' options='" + joined(allSpellings(toolOptions), " ") + "' ;;\n";
-    return filledIn(bashStart, tool) + optionCases + filledIn(bashMiddle, tool) + wordCases +
-           filledIn(bashEnd, tool);
+    return withLines(withLines(named(bashTemplate, tool), "@option_cases@", optionCases), "@word_cases@",
+                     wordCases);
 }
 
-// In zsh each option is declared to _arguments.
-
-constexpr std::string_view zshStart = R"(#compdef {tool}
-# Completion of {tool} in zsh, made by: {tool} --generate-completion-script zsh
-
-_{id}() {
-    local context state state_descr line
-    local -A opt_args
-    local -a commands=(
-)";
-
-constexpr std::string_view zshMiddle = R"(    )
-    _arguments -C \
-{options}        ':command:->command' \
-        '*::argument:->arguments' && return
-    case $state in
-    command)
-        commands+=('help:show the help of a command')
-        _describe command commands
-        ;;
-    arguments)
-        case $words[1] in
-        help) ((CURRENT == 2)) && _describe command commands ;;
-)";
-
-constexpr std::string_view zshEnd = R"(        esac
-        ;;
-    esac
-}
-
-# Run when it was autoloaded by the first completion, declared when it was sourced.
-if [[ $funcstack[1] == _{id} ]]; then
-    _{id} "$@"
-else
-    compdef _{id} {tool}
-fi
-)";
-
-/// What completes a value, for _arguments.
+/// How zsh's _arguments completes a value.
 std::string zshAction(const ValueSyntax& syntax) {
     if (syntax.isPath) {
         return "_files";
@@ -206,7 +106,7 @@ std::string zshAction(const ValueSyntax& syntax) {
     return action + "))";
 }
 
-/// A declaration for _arguments on each line, one for each spelling.
+/// Declarations for zsh's _arguments, a line for each spelling.
 std::string zshOptions(Options options, const std::string& margin) {
     std::string declarations;
     for (const BoundProperty& bound : options) {
@@ -226,8 +126,8 @@ std::string zshOptions(Options options, const std::string& margin) {
     return declarations;
 }
 
-/// What completes the words of a command. To _arguments an option has one value; the others of a list are
-/// words like any.
+/// A zsh case that completes the words of a command. For _arguments, an option has one value: further values
+/// of a list are ordinary words, completed by the last option.
 std::string zshCommand(const std::string& command, Options options) {
     std::string lists;
     for (const BoundProperty& bound : options) {
@@ -246,6 +146,7 @@ std::string zshCommand(const std::string& command, Options options) {
            "            ;;\n";
 }
 
+/// Zsh gets a call of its _arguments for the tool, and one for each command.
 std::string zshScript(const Tool& tool, Options toolOptions) {
     std::string commands;
     std::string cases;
@@ -256,50 +157,12 @@ std::string zshScript(const Tool& tool, Options toolOptions) {
                 cases += zshCommand(command, options);
             }
         });
-    return filledIn(zshStart, tool) + commands +
-           replacing(zshMiddle, "{options}", zshOptions(toolOptions, std::string(8, ' '))) + cases +
-           filledIn(zshEnd, tool);
+    std::string script = withLines(named(zshTemplate, tool), "@commands@", commands);
+    script = withLines(std::move(script), "@options@", zshOptions(toolOptions, std::string(8, ' ')));
+    return withLines(std::move(script), "@command_cases@", cases);
 }
 
-// In fish each candidate is declared with the condition under which it may come next.
-
-constexpr std::string_view fishStart =
-    R"(# Completion of {tool} in fish, made by: {tool} --generate-completion-script fish
-
-# Prints the command that is given in front of the cursor; fails when there is none yet.
-function __{id}_command
-    set -l words (commandline -opc)
-    set -e words[1]
-    while set -q words[1]
-        if contains -- $words[1] {options}
-            set -e words[1]
-        else if not string match -q -- '-*' $words[1]
-            echo $words[1]
-            return 0
-        end
-        set -e words[1]
-    end
-    return 1
-end
-
-function __{id}_runs
-    set -l command (__{id}_command)
-    and test $command = $argv[1]
-end
-
-# Whether the words in front of the cursor end with a value of one of these options.
-function __{id}_lists
-    set -l words (commandline -opc)
-    string match -q -r -- '^-[^=]*$' $words[-1]
-    and return 1
-    contains -- (string replace -r '=.*' '' -- (string match -- '-*' $words)[-1]) $argv
-end
-
-complete -c {tool} -f
-complete -c {tool} -n 'not __{id}_command' -a help -d 'show the help of a command'
-)";
-
-/// The candidates for a value: files, or the values that are known, with their meanings.
+/// The part of a fish declaration that completes a value: files, or the known values with their meanings.
 std::string fishCandidates(const ValueSyntax& syntax) {
     if (syntax.isPath) {
         return " -F";
@@ -314,7 +177,8 @@ std::string fishCandidates(const ValueSyntax& syntax) {
     return values.empty() ? " -f" : " -f -a " + quoted(values, Shell::fish);
 }
 
-/// `start` is the declaration up to its condition.
+/// Declares an option in fish. `start` is the declaration up to its condition; `lists` is the function that
+/// tells if a further value of a list is being typed.
 std::string fishOption(const std::string& start, const std::string& condition, const std::string& lists,
                        const BoundProperty& bound) {
     const std::vector<std::string> spellings = bound.spellings();
@@ -328,7 +192,7 @@ std::string fishOption(const std::string& start, const std::string& condition, c
     std::string lines = start + quoted(condition, Shell::fish) + names +
                         (takesValue(bound) ? " -r" + candidates : "") + " -d " +
                         quoted(bound.property->help(), Shell::fish) + "\n";
-    // To fish an option has one value; the others are words like any.
+    // For fish, an option has one value: further values are ordinary words.
     if (takesList(bound)) {
         lines += start + quoted(condition + "; and " + lists + " " + joined(spellings, " "), Shell::fish) +
                  candidates + "\n";
@@ -336,11 +200,12 @@ std::string fishOption(const std::string& start, const std::string& condition, c
     return lines;
 }
 
+/// Fish gets a declaration for each candidate, with the condition under which it can come next.
 std::string fishScript(const Tool& tool, Options toolOptions) {
     const std::string start = "complete -c " + tool.name + " -n ";
-    const std::string inFront = filledIn("not __{id}_command", tool);
-    const std::string runs = filledIn("__{id}_runs ", tool);
-    const std::string lists = filledIn("__{id}_lists", tool);
+    const std::string inFront = named("not __@id@_command", tool);
+    const std::string runs = named("__@id@_runs ", tool);
+    const std::string lists = named("__@id@_lists", tool);
     std::vector<std::string> withValue;
     std::string lines;
     forEachCommand(
@@ -362,7 +227,9 @@ std::string fishScript(const Tool& tool, Options toolOptions) {
             withValue.push_back(joined(bound.spellings(), " "));
         }
     }
-    return replacing(filledIn(fishStart, tool), "{options}", joined(withValue, " ")) + lines;
+    const std::string script =
+        replacing(named(fishTemplate, tool), "@options_with_value@", joined(withValue, " "));
+    return withLines(script, "@candidates@", lines);
 }
 
 } // namespace

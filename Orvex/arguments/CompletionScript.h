@@ -9,7 +9,7 @@
 
 namespace Orvex {
 
-/// The shells that can be taught to complete a tool's command lines.
+/// The shells for which completion scripts can be made.
 enum class Shell { bash, zsh, fish };
 BOOST_DESCRIBE_ENUM(Shell, bash, zsh, fish)
 
@@ -20,9 +20,9 @@ struct ArgumentConversion<Shell> {
     static ValueSyntax syntax();
 };
 
-/// A script that makes `shell` complete the tool's commands, every spelling of their options, the values that
-/// are known, and paths. `toolOptions` are all options in front of the command. The names of the tool, its
-/// commands and options consist of letters, digits, "-" and "_".
+/// The script that makes `shell` complete the tool's commands, all spellings of their options, known values,
+/// and paths. Its fixed text is in the folder completion/. `toolOptions` are all options in front of the
+/// command. The names of the tool, its commands and options must consist of letters, digits, "-" and "_".
 [[nodiscard]] std::string completionScript(const Tool& tool, std::span<const BoundProperty> toolOptions,
                                            Shell shell);
 

@@ -9,8 +9,7 @@ namespace Orvex {
 
 namespace {
 
-/// Whether the text begins as a URL does (RFC 3986, section 3.1): a letter; letters, digits, "+", "-" and
-/// "."; ":".
+/// True if the text begins with a URL's scheme (RFC 3986, section 3.1).
 bool hasURLScheme(std::string_view text) {
     const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
     const auto isSchemeCharacter = [&](char c) {

@@ -13,29 +13,31 @@
 
 namespace Orvex {
 
-/// What help and messages say of the values of a type.
+/// Describes the values of a type for help, completion and errors.
 struct ValueSyntax {
     /// Stands for a value in a usage line, as in "<number>".
     std::string placeholder;
-    /// Completes "expected …".
+    /// Follows "expected " in an error.
     std::string expected;
-    /// Every word that is a value, where they are few.
+    /// All values, if they are few; otherwise empty.
     std::vector<std::string> values;
-    /// What the values stand for, one for each, where the words do not tell.
+    /// The meaning of each of `values`; empty if the words are plain enough.
     std::vector<std::string> meanings;
-    /// Whether a value is the path of a file.
+    /// True if a value is the path of a file: completion offers files.
     bool isPath = false;
-    /// A misspelt value may hold a password, so no error repeats it.
+    /// True if a misspelt value may contain a password: errors do not repeat it.
     bool isSecret = false;
 };
 
-/// Why a word is not a value of a type, and what helps: thrown by a conversion that can tell.
+/// Thrown by a conversion that can tell why a word is not a value of its type. `what()` tells the reason and
+/// the remedy.
 class InvalidValue : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Says how a type is read from a word of the command line; specialised for each such type. `parse` returns
-/// no value for a word that is not one, or throws `InvalidValue`.
+/// Converts words of the command line into values of `T`; specialise it for each type. `parse` returns no
+/// value for a word that is not one, or throws `InvalidValue`; `text` returns a word that `parse` accepts;
+/// `syntax` describes them.
 template <class T>
 struct ArgumentConversion;
 
@@ -47,6 +49,7 @@ concept ExpressibleByArgument = requires(std::string_view word, const T& value) 
     { ArgumentConversion<T>::syntax() } -> std::same_as<ValueSyntax>;
 };
 
+/// Any word, also an empty one.
 template <>
 struct ArgumentConversion<std::string> {
     static std::optional<std::string> parse(std::string_view word) { return std::string(word); }
@@ -54,6 +57,7 @@ struct ArgumentConversion<std::string> {
     static ValueSyntax syntax();
 };
 
+/// "true" or "false".
 template <>
 struct ArgumentConversion<bool> {
     static std::optional<bool> parse(std::string_view word);
@@ -61,6 +65,7 @@ struct ArgumentConversion<bool> {
     static ValueSyntax syntax();
 };
 
+/// A finite decimal number.
 template <>
 struct ArgumentConversion<double> {
     static std::optional<double> parse(std::string_view word) { return parseNumber<double>(word); }
@@ -68,6 +73,7 @@ struct ArgumentConversion<double> {
     static ValueSyntax syntax();
 };
 
+/// A path that is not empty.
 template <>
 struct ArgumentConversion<std::filesystem::path> {
     static std::optional<std::filesystem::path> parse(std::string_view word);
@@ -83,10 +89,11 @@ struct ArgumentConversion<FileURL> {
     static ValueSyntax syntax();
 };
 
-/// The syntax of an enumeration that is written as the number of a case.
+/// The syntax of an enumeration whose values are given as numbers.
 [[nodiscard]] ValueSyntax enumerationSyntax(std::vector<std::string> numbers,
                                             std::vector<std::string> caseNames);
 
+/// The number of a case of an enumeration that is described to Boost.Describe.
 template <RawRepresentable E>
 struct ArgumentConversion<E> {
     static std::optional<E> parse(std::string_view word) {

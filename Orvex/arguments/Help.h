@@ -1,6 +1,8 @@
 #pragma once
 
+#include "Orvex/arguments/Invocation.h"
 #include "Orvex/arguments/ParsableArguments.h"
+#include "Orvex/arguments/Tool.h"
 #include <cstddef>
 #include <span>
 #include <string>
@@ -8,24 +10,31 @@
 
 namespace Orvex {
 
-/// Shows help when it stands in the place of a command.
+/// Shows help in the place of a command.
 inline constexpr std::string_view helpCommand = "help";
 
-/// The flag that shows help, beside options one of which may have "-h" for itself.
+/// The flag that shows help. It has no "-h" if one of the other options is spelled so.
 [[nodiscard]] Flag helpFlag(std::span<const BoundProperty> others);
 
-/// "Usage: ", the words that call the command, every option that has to be given, and "[options]" if there
-/// are others. Without a newline.
+/// "Usage: ", the words that call a command, its required options, and "[options]" if there are others.
+/// Without a newline.
 [[nodiscard]] std::string usageLine(std::string_view invocation, std::span<const BoundProperty> properties);
 
-/// Appends each option with its spellings, help text, values and default, wrapped to `width` columns. Options
-/// without a spelling are left out.
-void appendOptions(std::string& out, std::span<const BoundProperty> properties, std::size_t width);
+/// The usage line of the tool, without a newline.
+[[nodiscard]] std::string toolUsage(const Tool& tool);
 
-/// The help text of an option, then its values, default and other remarks in brackets.
+/// The help screen of the tool, wrapped to `width` columns. `options` are all options in front of the
+/// command.
+[[nodiscard]] std::string toolHelp(const Tool& tool, std::span<const BoundProperty> options,
+                                   std::size_t width);
+
+/// The help screen of a command, wrapped to `width` columns.
+[[nodiscard]] std::string commandHelp(const Invocation& invocation, std::size_t width);
+
+/// The help text of an option; then, in brackets, its values, its default and other remarks.
 [[nodiscard]] std::string helpWithRemarks(const Property& property);
 
-/// The columns of the terminal that this file descriptor is, at least 40, or 80 where it is none.
+/// The width of the terminal at this file descriptor, at least 40 columns; 80 if it is not a terminal.
 [[nodiscard]] std::size_t terminalWidth(int descriptor);
 
 } // namespace Orvex

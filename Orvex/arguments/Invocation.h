@@ -9,15 +9,14 @@
 
 namespace Orvex {
 
-/// A subcommand about to be given its options, and the help flag that goes with them. A command that spells
-/// an option of its own "-h" keeps it.
+/// A command with its options and the help flag, before and while it runs.
 class Invocation {
   public:
     Invocation(const Tool& tool, const SubcommandType& type);
     Invocation(const Invocation&) = delete;
     Invocation& operator=(const Invocation&) = delete;
 
-    /// The command's options in order of declaration, then the help flag. Refers to this object.
+    /// The command's options in order of declaration, then the help flag. This object must outlive them.
     [[nodiscard]] const std::vector<BoundProperty>& options() const noexcept { return options_; }
 
     /// The words that call the command.

@@ -12,7 +12,7 @@ std::string lowerCaseWords(std::string_view identifier) {
             words += c;
             continue;
         }
-        // A run of capitals is one word, but its last one begins the next word where a small letter follows.
+        // A run of capitals is one word. If a small letter follows, the last capital begins the next word.
         const bool endsWord = i > 0 && !isUpperCase(identifier[i - 1]);
         const bool beginsWord = i > 0 && i + 1 < identifier.size() && !isUpperCase(identifier[i + 1]);
         if (endsWord || beginsWord) {

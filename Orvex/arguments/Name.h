@@ -6,18 +6,18 @@
 
 namespace Orvex {
 
-/// `text`, an identifier in camel case, as lower-case words joined by "-": `inputRecordUUID` is
+/// An identifier in camel case as lower-case words joined by "-": `inputRecordUUID` becomes
 /// `input-record-uuid`.
 [[nodiscard]] std::string lowerCaseWords(std::string_view identifier);
 
-/// One way to spell an option on the command line.
+/// One spelling of an option on the command line.
 class Name {
   public:
-    /// `text` refers to memory that outlives the name, usually a literal; empty where the property's name is
-    /// used.
+    /// `text` must refer to memory that outlives the name, usually a literal. If it is empty, the name of the
+    /// member is used, in lower-case words.
     constexpr Name(std::string_view dashes, std::string_view text) noexcept : dashes_(dashes), text_(text) {}
 
-    /// The word to type, dashes included, for the property with this name.
+    /// The word to type, with its dashes, for the member with this name.
     [[nodiscard]] std::string spelling(std::string_view propertyName) const;
 
   private:
@@ -25,10 +25,10 @@ class Name {
     std::string_view text_;
 };
 
-/// The spellings of one option, in the order in which help shows them. Without any, it cannot be given.
+/// The spellings of one option, in the order of the help screen. An option without any cannot be given.
 using Names = std::vector<Name>;
 
-/// "--" and the property's name as lower-case words.
+/// "--" and the member's name in lower-case words.
 inline constexpr Name derivedLong{"--", ""};
 
 /// "--" and `text`, letter for letter.
@@ -36,7 +36,7 @@ inline constexpr Name derivedLong{"--", ""};
     return {"--", text};
 }
 
-/// "-" and `text`, letter for letter: a single name, never a cluster of one-letter ones.
+/// "-" and `text`, letter for letter. The text is one name, never a cluster of one-letter options.
 [[nodiscard]] constexpr Name singleDash(std::string_view text) noexcept {
     return {"-", text};
 }

@@ -1,6 +1,7 @@
 #include "Orvex/arguments/Parser.h"
 
 #include "Foundation/ConnectionString.h"
+#include "Foundation/FatalError.h"
 #include "Foundation/QuotedText.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
@@ -97,7 +98,8 @@ class Parser {
         throw UsageError(unknown + "expected one that --help lists" + advice);
     }
 
-    /// How to give the option a word that begins with "-". Throws `UsageError` when it takes no such value.
+    /// The way to give the option a value that begins with "-". Throws `UsageError` if the word is not a
+    /// valid value.
     static std::string adviceOnDash(Property& property, std::string_view name, std::string_view word) {
         take(property, name, word);
         const std::string joined = std::string(name) + "=" + withoutSecrets(word);
@@ -152,7 +154,7 @@ class Parser {
     std::size_t position_ = 0;
     std::vector<std::string> spellings_;
     std::vector<Property*> properties_;
-    /// The option whose list of values has just ended.
+    /// The option whose list of values ended right before the current word.
     struct {
         Property* property = nullptr;
         std::string_view name;
@@ -169,6 +171,25 @@ std::vector<std::string> allSpellings(std::span<const BoundProperty> properties)
                    std::make_move_iterator(spellings.end()));
     }
     return all;
+}
+
+void checkSpellingsDiffer(std::string_view invocation, std::span<const BoundProperty> properties) {
+    std::vector<std::pair<std::string, std::string_view>> spelled;
+    for (const BoundProperty& bound : properties) {
+        for (const Name& name : bound.property->names()) {
+            spelled.emplace_back(name.spelling(bound.name), bound.name);
+        }
+    }
+    std::stable_sort(spelled.begin(), spelled.end(),
+                     [](const auto& one, const auto& other) { return one.first < other.first; });
+    const auto twice =
+        std::adjacent_find(spelled.begin(), spelled.end(),
+                           [](const auto& one, const auto& other) { return one.first == other.first; });
+    if (twice != spelled.end()) {
+        fatalError("Orvex/arguments/Parser", std::string(invocation) + " has two options " + twice->first +
+                                                 ": " + std::string(twice->second) + " and " +
+                                                 std::string((twice + 1)->second));
+    }
 }
 
 std::size_t parseOptions(std::span<const BoundProperty> properties, Words words,

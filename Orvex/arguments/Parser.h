@@ -11,39 +11,42 @@
 
 namespace Orvex {
 
-/// A command line that cannot be understood: `what()` is one line that names the word at fault and what was
-/// expected in its place.
+/// An invalid command line. `what()` is one line that names the word at fault and what was expected in its
+/// place.
 class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Options that belong to another place on the command line: an error names the place to a user who gives
-/// them here.
+/// Options that belong elsewhere on the command line: an error tells a user who gives them here the right
+/// place.
 struct OptionsElsewhere {
-    /// Called when an unknown option has been found.
+    /// Their spellings; called only if there is an unknown option.
     std::function<std::vector<std::string>()> spellings;
-    /// Completes "given …".
+    /// Follows "given " in an error.
     std::string_view place;
 };
 
 using Words = std::span<const std::string_view>;
 
 /// Fills in the properties from the options at the front of `words`, up to the first word that is neither an
-/// option nor a value of one, and returns how many words that were. "--" ends the options and counts. Throws
+/// option nor a value. Returns the number of words read. "--" ends the options and is counted. Throws
 /// `UsageError`.
 [[nodiscard]] std::size_t parseOptions(std::span<const BoundProperty> properties, Words words,
                                        const OptionsElsewhere& elsewhere = {});
 
-/// Fills in the properties from `words`, all of which must be options and their values, and checks that none
-/// is missing. Throws `UsageError`.
+/// Fills in the properties from `words`. Throws `UsageError` if a word is neither an option nor a value, or
+/// if a required option is missing.
 void parseArguments(std::span<const BoundProperty> properties, Words words,
                     const OptionsElsewhere& elsewhere = {});
 
-/// Every spelling of every property.
+/// The spellings of all properties, in their order.
 [[nodiscard]] std::vector<std::string> allSpellings(std::span<const BoundProperty> properties);
 
-/// Whether one of the property's spellings is among the options of `words`. Since a value never begins with
-/// "-" this can be told before anything is parsed.
+/// Ends the process by `fatalError` if a spelling occurs twice. `invocation` are the words in front of the
+/// options.
+void checkSpellingsDiffer(std::string_view invocation, std::span<const BoundProperty> properties);
+
+/// True if the property is given. Works on unparsed words, because a value never begins with "-".
 [[nodiscard]] bool isGiven(const BoundProperty& property, Words words);
 
 } // namespace Orvex

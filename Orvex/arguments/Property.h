@@ -11,40 +11,56 @@
 
 namespace Orvex {
 
-/// How many words of the command line belong to an option.
-enum class ValueCount { none, one, onePerOccurrence, upToNextOption };
+/// The number of words on the command line that an option takes.
+enum class ValueCount {
+    /// A flag.
+    none,
+    /// One word; the last one counts.
+    one,
+    /// One word each time that the option is given; all count.
+    onePerOccurrence,
+    /// All words up to the next option.
+    upToNextOption
+};
 
-/// What the words given for an option are: values of its type, or, where that is a text, the path of a file.
-enum class ValueMeaning { ofItsType, path };
+/// The meaning of the words of an option whose type does not tell it.
+enum class ValueMeaning {
+    /// Values of the option's type.
+    ofItsType,
+    /// Paths of files, kept as text: completion offers files.
+    path
+};
 
-/// A command's property that the command line can set: what `Flag` and `Option` have in common for the parser
-/// and the help screen.
+/// A member of a struct of options: the interface of `Flag` and `Option` for parser, help and documents.
 class Property {
   public:
     virtual ~Property() = default;
 
+    /// The spellings.
     [[nodiscard]] const Names& names() const noexcept { return names_; }
+    /// The help text, without remarks on values and default.
     [[nodiscard]] std::string_view help() const noexcept { return help_; }
+    /// The number of words that it takes.
     [[nodiscard]] ValueCount valueCount() const noexcept { return valueCount_; }
 
-    /// Takes one value as typed (the empty text for a flag). False when it is no value of the property's
-    /// type.
+    /// Takes one value as typed, or an empty text for a flag. Returns false if the word is not a value of the
+    /// type. Throws `InvalidValue` if the type's conversion does.
     [[nodiscard]] virtual bool take(std::string_view word) = 0;
 
-    /// Whether a value has to be given.
+    /// True if a value has to be given.
     [[nodiscard]] virtual bool isRequired() const = 0;
 
-    /// Whether a value has to be given and was not.
+    /// True if a value has to be given and was not.
     [[nodiscard]] virtual bool isMissing() const = 0;
 
-    /// The default as it would be typed; absent when there is none, or nothing to show.
+    /// The default as it would be typed; absent or empty if there is nothing to show.
     [[nodiscard]] virtual std::optional<std::string> defaultText() const = 0;
 
-    /// What its values are; of no use for a flag.
+    /// The syntax of a value; meaningless for a flag.
     [[nodiscard]] virtual ValueSyntax syntax() const = 0;
 
   protected:
-    /// `help` refers to memory that outlives the property, usually a literal.
+    /// `help` must refer to memory that outlives the property, usually a literal.
     Property(Names names, std::string_view help, ValueCount valueCount)
         : names_(std::move(names)), help_(help), valueCount_(valueCount) {}
     Property(const Property&) = default;
@@ -58,16 +74,19 @@ class Property {
     ValueCount valueCount_;
 };
 
-/// A property that is on when its name is given, off otherwise.
+/// An option without a value: true if it is given, false otherwise.
 class Flag final : public Property {
   public:
+    /// `help` must refer to memory that outlives the flag, usually a literal.
     Flag(Names names, std::string_view help) : Property(std::move(names), help, ValueCount::none) {}
 
+    /// Sets the flag without a command line.
     Flag& operator=(bool isOn) {
         isOn_ = isOn;
         return *this;
     }
-    operator bool() const noexcept { return isOn_; } // NOLINT(*-explicit-*): a flag reads as what it says
+    /// True if the flag was given.
+    operator bool() const noexcept { return isOn_; } // NOLINT(*-explicit-*): a flag is used as a condition
 
     [[nodiscard]] bool take(std::string_view) override { return isOn_ = true; }
     [[nodiscard]] bool isRequired() const override { return false; }
@@ -79,11 +98,14 @@ class Flag final : public Property {
     bool isOn_ = false;
 };
 
-/// How the words given for an option make up its value: one word, an optional one, or a list of them.
+/// Derives from the type of an option how it is given: as one value, an optional one, or a list.
 template <class T>
 struct OptionValue {
+    /// The type of one value.
     using Element = T;
+    /// The number of words, unless the option says otherwise.
     static constexpr ValueCount valueCount = ValueCount::one;
+    /// The value to show as the default; null if there is none.
     static const T* defaultElement(const T& value) { return &value; }
 };
 
@@ -101,8 +123,8 @@ struct OptionValue<std::vector<T>> {
     static const T* defaultElement(const std::vector<T>&) { return nullptr; }
 };
 
-/// A property that takes a value: a `T`, an optional one, or a list. Given twice, a single value is the last
-/// one and a list has all of them.
+/// An option with a value: a `T`, an optional one, or a list. If it is given twice, the last single value
+/// counts, and lists are concatenated.
 template <class T>
 class Option final : public Property {
     using Element = typename OptionValue<T>::Element;
@@ -110,27 +132,30 @@ class Option final : public Property {
     static_assert(ExpressibleByArgument<Element>);
 
   public:
-    /// One that has to be given.
+    /// An option that has to be given. `help` must outlive the option, as for the others below; usually it is
+    /// a literal.
     Option(Names names, std::string_view help)
         : Property(std::move(names), help, OptionValue<T>::valueCount) {}
 
-    /// One that may be left out. `valueCount` says how a list is given.
+    /// An option with a default. `valueCount` tells how a list is given.
     Option(T initial, Names names, std::string_view help, ValueCount valueCount = OptionValue<T>::valueCount)
         : Property(std::move(names), help, valueCount), initial_(std::move(initial)) {}
 
-    /// One that may be left out, of a type that does not tell what its values are.
+    /// An option with a default, whose type does not tell the meaning of its values.
     Option(T initial, Names names, std::string_view help, ValueMeaning meaning)
         : Property(std::move(names), help, OptionValue<T>::valueCount),
           initial_(std::move(initial)),
           meaning_(meaning) {}
 
+    /// Sets the value without a command line.
     Option& operator=(T value) {
         given_ = std::move(value);
         return *this;
     }
 
-    /// The value given, or else the default: not to be called while `isMissing()`.
+    /// The value given, or else the default. Throws `std::bad_optional_access` while `isMissing()`.
     [[nodiscard]] const T& operator*() const { return given_ ? *given_ : initial_.value(); }
+    /// The same, for members of the value.
     [[nodiscard]] const T* operator->() const { return &**this; }
 
     [[nodiscard]] bool take(std::string_view word) override {

@@ -7,15 +7,12 @@
 #include "Orvex/arguments/Invocation.h"
 #include "Orvex/arguments/ManualPage.h"
 #include "Orvex/arguments/Parser.h"
+#include "Orvex/arguments/ProcessSetup.h"
 #include "Orvex/arguments/Wording.h"
 #include <algorithm>
-#include <array>
-#include <csignal>
 #include <cstdio>
 #include <exception>
-#include <fcntl.h>
 #include <optional>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Orvex {
@@ -39,70 +36,6 @@ void print(std::FILE* stream, const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stream);
 }
 
-/// Opens the null device for each standard stream that is closed: a store opened in its place would be
-/// written over by what is printed.
-void openStandardStreams() {
-    int descriptor = 0;
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
-        descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
-    }
-    if (descriptor >= 0) {
-        close(descriptor);
-    }
-}
-
-/// Makes a limit of file sizes an error of the write that exceeds it, like a full disk.
-void outliveSizeLimits() {
-    std::signal(SIGXFSZ, SIG_IGN);
-}
-
-/// Undoes what a parent may have done to the signal that tells of a reader that has left.
-void endWhenReaderLeaves() {
-    sigset_t readerLeft;
-    sigemptyset(&readerLeft);
-    sigaddset(&readerLeft, SIGPIPE);
-    sigprocmask(SIG_UNBLOCK, &readerLeft, nullptr);
-    std::signal(SIGPIPE, SIG_DFL);
-}
-
-/// Prints into files and pipes in large pieces.
-void bufferStandardOutput() {
-    static std::array<char, std::size_t{1} << 16U> buffer;
-    // None, where a host has put a stream in memory in its place.
-    const int output = fileno(stdout);
-    if (output >= 0 && isatty(output) == 0) {
-        std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
-    }
-}
-
-std::string toolUsage(const Tool& tool) {
-    return "Usage: " + tool.name + " [options] <command> [options of the command]";
-}
-
-std::string toolHelp(const Tool& tool, std::span<const BoundProperty> options, std::size_t width) {
-    std::string text;
-    appendWrapped(text, toolUsage(tool), 0, 4, width);
-    text += "\n\n";
-    appendWrapped(text, tool.summary, 0, 0, width);
-    text += "\n\nCommands:\n";
-    for (const SubcommandType& type : tool.subcommands) {
-        text += "  " + type.name + "\n";
-    }
-    text += "\nOptions, in front of the command:\n";
-    appendOptions(text, options, width);
-    text += "\n";
-    appendWrapped(text, "'" + tool.name + " help <command>' shows the options of a command.", 0, 0, width);
-    return text + "\n";
-}
-
-std::string commandHelp(const Invocation& invocation, std::size_t width) {
-    std::string text;
-    appendWrapped(text, invocation.usage(), 0, 4, width);
-    text += "\n\nOptions:\n";
-    appendOptions(text, invocation.options(), width);
-    return text;
-}
-
 const SubcommandType& subcommandNamed(const Tool& tool, std::string_view name) {
     std::vector<std::string> names;
     for (const SubcommandType& type : tool.subcommands) {
@@ -118,7 +51,8 @@ const SubcommandType& subcommandNamed(const Tool& tool, std::string_view name) {
                      (near < names.size() ? ": did you mean " + names[near] + "?" : ": expected " + choice));
 }
 
-/// The fault, the usage and where help is. In a file each is one line, to be looked for.
+/// Prints the fault, the usage and a hint at help; wrapped on a terminal only, so that logs can be searched
+/// by line.
 ExitStatus reportUsageError(const Tool& tool, const std::string& fault, const std::string& usage,
                             const std::string& whereHelpIs) {
     const std::size_t width = isatty(STDERR_FILENO) != 0 ? terminalWidth(STDERR_FILENO) : std::string::npos;
@@ -131,7 +65,7 @@ ExitStatus reportUsageError(const Tool& tool, const std::string& fault, const st
     return ExitStatus::usage;
 }
 
-/// The options in front of the subcommand, the host's and those of every tool, and what they ask for.
+/// The options in front of the command, the host's and the tool's own, and the run that they ask for.
 class ToolInvocation {
   public:
     ToolInvocation(const Tool& tool, Words words) : tool_(tool), words_(words), options_(tool.options) {
@@ -139,6 +73,7 @@ class ToolInvocation {
         for (const BoundProperty& bound : boundProperties(flags_)) {
             options_.push_back(bound);
         }
+        checkSpellings();
     }
 
     ExitStatus run() {
@@ -165,6 +100,17 @@ class ToolInvocation {
     }
 
   private:
+    /// The tool's flags are options of every command as well, so that their names stay free there.
+    void checkSpellings() {
+        checkSpellingsDiffer(tool_.name, options_);
+        for (const SubcommandType& type : tool_.subcommands) {
+            const Invocation invocation(tool_, type);
+            std::vector<BoundProperty> options = invocation.options();
+            options.push_back({.name = "version", .property = &flags_.version});
+            checkSpellingsDiffer(invocation.words(), options);
+        }
+    }
+
     static ExitStatus show(const std::string& text) {
         print(stdout, text);
         return ExitStatus::success;
@@ -199,7 +145,7 @@ class ToolInvocation {
         return all;
     }
 
-    /// The one command that is to be described; absent for the tool itself.
+    /// The command to describe; null for the tool itself.
     [[nodiscard]] const SubcommandType* topic(Words topics) {
         if (topics.empty() || topics.front() == helpCommand || asksForHelp(topics)) {
             return nullptr;
@@ -254,12 +200,7 @@ class ToolInvocation {
 } // namespace
 
 ExitStatus run(const Tool& tool, std::span<const std::string_view> words) {
-    openStandardStreams();
-    endWhenReaderLeaves();
-    outliveSizeLimits();
-    // What is made is for the user alone from the first moment on, and for the user at all.
-    umask(S_IRWXG | S_IRWXO);
-    bufferStandardOutput();
+    setUpProcess();
     try {
         return ToolInvocation(tool, words).run();
     } catch (const UsageError& error) {

@@ -9,8 +9,10 @@
 
 namespace Orvex {
 
-/// The exit statuses of a tool.
+/// The exit statuses that `run` returns. A shell also sees 128 plus the number of a signal that ended the
+/// process: 130 after an interrupt, 134 after `fatalError`, 141 when the reader of the output has left.
 enum class ExitStatus : int {
+    /// Done, or help was asked for.
     success = 0,
     /// An error left the subcommand's `run()`.
     failure = 1,
@@ -18,30 +20,37 @@ enum class ExitStatus : int {
     usage = 64
 };
 
-/// A command-line tool: what its host decides.
+/// A command-line tool, as its host declares it.
 struct Tool {
+    /// The name of the program, in usage lines, errors, completion scripts and manual pages.
     std::string name;
+    /// Printed by `--version`.
     std::string version;
-    /// What the tool is for, in one sentence.
+    /// The tool's purpose in one sentence.
     std::string summary;
+    /// The commands, in the order of the help screen: see `subcommandTypes`.
     std::vector<SubcommandType> subcommands;
-    /// The host's own options, given in front of the subcommand.
+    /// The host's own options, given in front of the command: see `boundProperties`. Their struct must
+    /// outlive `run`.
     std::vector<BoundProperty> options = {};
-    /// Called when the whole command line is understood, before the subcommand runs.
+    /// Called before the command runs, once the whole command line is valid. What it throws, `run` prints.
     std::function<void()> prepare = {};
-    /// What the tool's manual page says besides.
+    /// The prose of the tool's manual page.
     ManualText manual = {};
-    /// The day of this version's release, as in "November 21, 2026", for manual pages.
+    /// The day of the release, as in "November 21, 2026", for manual pages.
     std::string released = {};
 };
 
-/// Runs the subcommand that `words`, the command line without the program's name, ask for, or prints what
-/// else they ask for: help, the version, a completion script, a manual page. Errors are printed to standard
-/// error; a usage error is found before anything is prepared or run.
+/// Runs the command that `words` name, the command line without the program's name, or prints help, the
+/// version, a completion script or a manual page. Prints errors to standard error. Finds usage errors before
+/// it calls `prepare`.
 ///
-/// It also settles the process: a standard stream that is closed becomes the null device, a reader that
-/// leaves (SIGPIPE) ends the process, a file that would exceed a limit of sizes (SIGXFSZ) is an error of its
-/// writer, and the umask is 077, so that files are made for the user alone.
+/// Sets up the process first: closed standard streams become the null device, SIGPIPE ends the process,
+/// SIGXFSZ is ignored so that a file size limit is an error of the write, and umask 077 keeps other users out
+/// of new files.
+///
+/// Two options with the same spelling in one place, or an option `--help` or `--version` besides the tool's
+/// own, end the process by `fatalError`.
 [[nodiscard]] ExitStatus run(const Tool& tool, std::span<const std::string_view> words);
 
 } // namespace Orvex

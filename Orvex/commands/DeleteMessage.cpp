@@ -1,5 +1,6 @@
 #include "Orvex/commands/DeleteMessage.h"
 
+#include "Orvex/Prompts.h"
 #include "Orvex/TerminalTools.h"
 #include "Orvex/commands/MessageSelection.h"
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace Orvex {
 
 namespace {
 
-/// How many messages one request deletes at most.
+/// The number of messages that one request to the store deletes at most.
 constexpr std::ptrdiff_t batchSize = 100;
 
 std::vector<StoredMessage> askWhichToDelete(std::span<const StoredMessage> messages, bool noColor) {
@@ -33,9 +34,9 @@ std::vector<StoredMessage> askWhichToDelete(std::span<const StoredMessage> messa
 Async<void> DeleteMessage::run() {
     prepareToPrint(noColor);
     MessageStoreClient client;
-    const std::vector<std::string> noVoicemailIDs;
-    std::vector<StoredMessage> toDelete = co_await fetchMessages(client, noColor, *handles, *providers,
-                                                                 *types, *messageUUIDStrings, noVoicemailIDs);
+    MessageFilters filters{
+        .recordUUIDs = *messageUUIDStrings, .handles = *handles, .providers = *providers, .types = *types};
+    std::vector<StoredMessage> toDelete = co_await fetchMessages(client, noColor, std::move(filters));
     if (messageUUIDStrings->empty() && !deleteAll) {
         toDelete = askWhichToDelete(toDelete, noColor);
     }

@@ -2,14 +2,19 @@
 
 #include "Orvex/TerminalTools.h"
 #include "Orvex/commands/MessageSelection.h"
+#include <utility>
 
 namespace Orvex {
 
 Async<void> GetAllMessages::run() {
     prepareToPrint(noColor);
     MessageStoreClient client;
-    const std::vector<StoredMessage> messages =
-        co_await fetchMessages(client, noColor, *handles, *providers, *types, *recordUUIDs, *voicemailIDs);
+    MessageFilters filters{.recordUUIDs = *recordUUIDs,
+                           .handles = *handles,
+                           .providers = *providers,
+                           .types = *types,
+                           .voicemailIDs = *voicemailIDs};
+    const std::vector<StoredMessage> messages = co_await fetchMessages(client, noColor, std::move(filters));
     listMessages(messages, noColor);
 }
 

@@ -1,14 +1,9 @@
 #include "Orvex/commands/MessageSelection.h"
 
-#include "Foundation/CharacterSets.h"
 #include "Foundation/FatalError.h"
-#include "Foundation/LetterCase.h"
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
-#include "Foundation/UTF8.h"
 #include "Orvex/TerminalTools.h"
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <exception>
 #include <iterator>
@@ -24,7 +19,7 @@ namespace {
 constexpr std::string_view recordUUIDsHeading = "Getting messages with recordUUIDs:\n";
 
 template <class T, class Parse>
-std::vector<T> parsedOnes(std::span<const std::string> texts, Parse parse) {
+std::vector<T> validOnes(std::span<const std::string> texts, Parse parse) {
     std::vector<T> values;
     for (const std::string& text : texts) {
         if (const std::optional<T> value = parse(text)) {
@@ -43,50 +38,34 @@ auto storeValues(std::span<const Input> inputs) {
     return values;
 }
 
-/// Without the white space around it, and without the byte order marks that some programs put before a text.
-std::string_view trimmed(std::string_view text) {
-    constexpr char32_t byteOrderMark = 0xFEFF;
-    std::size_t begin = text.size();
-    std::size_t end = begin;
-    for (std::size_t position = 0; position < text.size();) {
-        const std::size_t start = position;
-        const std::optional<char32_t> c = nextCharacter(text, position);
-        if (!c || (!isWhiteSpace(*c) && c != byteOrderMark)) {
-            begin = std::min(begin, start);
-            end = position;
-        }
-    }
-    return text.substr(begin, end - begin);
-}
-
 } // namespace
 
-Async<std::vector<StoredMessage>>
-fetchMessages(MessageStoreClient& client, bool noColor, std::vector<std::string> handles,
-              std::vector<InputProviderType> providers, std::vector<InputMessageType> types,
-              std::vector<std::string> recordUUIDStrings, std::vector<std::string> voicemailIDStrings) {
+Async<std::vector<StoredMessage>> fetchMessages(MessageStoreClient& client, bool noColor,
+                                                MessageFilters filters) {
     try {
-        if (!recordUUIDStrings.empty()) {
-            printLine(inGreen(recordUUIDsHeading) + bracketed(recordUUIDStrings, inQuotes), noColor);
-            co_return co_await client.messages(parsedOnes<UUID>(recordUUIDStrings, UUID::parse));
+        if (!filters.recordUUIDs.empty()) {
+            printLine(inGreen(recordUUIDsHeading) + bracketed(filters.recordUUIDs, inQuotes), noColor);
+            co_return co_await client.messages(validOnes<UUID>(filters.recordUUIDs, UUID::parse));
         }
-        if (!handles.empty()) {
-            printLine(inGreen("Getting messages with handles:\n") + bracketed(handles, inQuotes), noColor);
-            co_return co_await client.messages(std::move(handles));
-        }
-        if (!providers.empty() && !types.empty()) {
-            printLine(inGreen("Getting messages with providers and types:\n") +
-                          "providers: " + bracketed(providers, caseName<InputProviderType>) +
-                          " types: " + bracketed(types, caseName<InputMessageType>),
+        if (!filters.handles.empty()) {
+            printLine(inGreen("Getting messages with handles:\n") + bracketed(filters.handles, inQuotes),
                       noColor);
-            co_return co_await client.messages(storeValues<InputProviderType>(providers),
-                                               storeValues<InputMessageType>(types));
+            co_return co_await client.messages(std::move(filters.handles));
         }
-        if (!voicemailIDStrings.empty()) {
-            // The heading and the list of the record UUIDs, none of which are given here.
-            printLine(inGreen(recordUUIDsHeading) + bracketed(recordUUIDStrings, inQuotes), noColor);
+        if (!filters.providers.empty() && !filters.types.empty()) {
+            printLine(inGreen("Getting messages with providers and types:\n") +
+                          "providers: " + bracketed(filters.providers, caseName<InputProviderType>) +
+                          " types: " + bracketed(filters.types, caseName<InputMessageType>),
+                      noColor);
+            co_return co_await client.messages(storeValues<InputProviderType>(filters.providers),
+                                               storeValues<InputMessageType>(filters.types));
+        }
+        if (!filters.voicemailIDs.empty()) {
+            // This branch has no heading of its own: it prints the heading for record UUIDs and their empty
+            // list.
+            printLine(inGreen(recordUUIDsHeading) + bracketed(filters.recordUUIDs, inQuotes), noColor);
             MessageQuery query;
-            query.voicemailIDs = parsedOnes<std::int32_t>(voicemailIDStrings, parseNumber<std::int32_t>);
+            query.voicemailIDs = validOnes<std::int32_t>(filters.voicemailIDs, parseNumber<std::int32_t>);
             co_return co_await client.messages(std::move(query), std::numeric_limits<std::int64_t>::max(), 0);
         }
         printLine(inGreen("Getting all messages"), noColor);
@@ -103,7 +82,8 @@ void appendMessage(std::string& out, const StoredMessage& message, std::size_t n
 }
 
 void listMessages(std::span<const StoredMessage> messages, bool noColor) {
-    // Escapes are stripped from one message at a time; otherwise many are printed at once.
+    // `printLine` strips escapes from a limited prefix of its text, so that each message needs a call of its
+    // own. Otherwise, fewer and larger writes are faster.
     const std::size_t enough = noColor ? 1 : std::size_t{1} << 16U;
     std::string text;
     for (std::size_t i = 0; i < messages.size(); ++i) {
@@ -117,23 +97,6 @@ void listMessages(std::span<const StoredMessage> messages, bool noColor) {
     }
 }
 
-std::vector<std::int64_t> numbersIn(std::string_view line) {
-    std::vector<std::int64_t> numbers;
-    for (std::size_t start = 0; start <= line.size();) {
-        const std::size_t end = std::min(line.find(',', start), line.size());
-        if (const auto number = parseNumber<std::int64_t>(trimmed(line.substr(start, end - start)))) {
-            numbers.push_back(*number);
-        }
-        start = end + 1;
-    }
-    return numbers;
-}
-
-std::vector<std::int64_t> askForNumbers(std::string_view prompt, bool noColor) {
-    printLine(prompt, noColor);
-    return numbersIn(readLine().value_or(""));
-}
-
 const StoredMessage& messageNumbered(std::span<const StoredMessage> messages, std::int64_t number) {
     if (number < 1 || number > std::ssize(messages)) {
         fatalError("Orvex/commands/MessageSelection", "index out of range: message number " +
@@ -141,25 +104,6 @@ const StoredMessage& messageNumbered(std::span<const StoredMessage> messages, st
                                                           std::to_string(messages.size()));
     }
     return messages[static_cast<std::size_t>(number - 1)];
-}
-
-bool askYesNo(std::string_view prompt, bool noColor) {
-    constexpr std::array<std::string_view, 4> noes = {"false", "no", "0", "n"};
-    constexpr std::array<std::string_view, 4> yeses = {"true", "yes", "1", "y"};
-    while (true) {
-        printLine(prompt, noColor);
-        const std::optional<std::string> line = readLine();
-        if (!line) {
-            continue;
-        }
-        const std::string answer = lowerCased(*line);
-        if (std::find(noes.begin(), noes.end(), answer) != noes.end()) {
-            return false;
-        }
-        if (std::find(yeses.begin(), yeses.end(), answer) != yeses.end()) {
-            return true;
-        }
-    }
 }
 
 } // namespace Orvex

@@ -10,11 +10,13 @@
 
 namespace Orvex {
 
-/// Who sends or gets a message: a telephone number or an e-mail address, never empty.
+/// The sender or a recipient of a message: a telephone number or an e-mail address.
 struct Handle {
+    /// The number or the address; never empty.
     std::string text;
 };
 
+/// Any word that is not empty.
 template <>
 struct ArgumentConversion<Handle> {
     static std::optional<Handle> parse(std::string_view word) {
@@ -37,7 +39,7 @@ struct SendVideoMessage {
 
     Async<void> run();
 
-    /// What the options ask for, under a fresh record UUID.
+    /// The request that the options describe, with a random record UUID.
     [[nodiscard]] VideoMessageRequest request() const;
 
     static const ManualText manual;

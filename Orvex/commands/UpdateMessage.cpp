@@ -1,11 +1,13 @@
 #include "Orvex/commands/UpdateMessage.h"
 
 #include "Foundation/QuotedText.h"
+#include "Orvex/Prompts.h"
 #include "Orvex/TerminalTools.h"
 #include "Orvex/commands/MessageSelection.h"
 #include <cstdint>
 #include <exception>
 #include <span>
+#include <utility>
 
 namespace Orvex {
 
@@ -44,13 +46,11 @@ MessageUpdate UpdateMessage::update(const UUID& recordUUID) const {
 Async<void> UpdateMessage::run() {
     prepareToPrint(noColor);
     MessageStoreClient client;
-    std::vector<std::string> recordUUIDs;
+    MessageFilters filters{.handles = *handles, .providers = *providers, .types = *types};
     if (messageUUIDString->has_value()) {
-        recordUUIDs.push_back(**messageUUIDString);
+        filters.recordUUIDs.push_back(**messageUUIDString);
     }
-    const std::vector<std::string> noVoicemailIDs;
-    const std::vector<StoredMessage> messages =
-        co_await fetchMessages(client, noColor, *handles, *providers, *types, recordUUIDs, noVoicemailIDs);
+    const std::vector<StoredMessage> messages = co_await fetchMessages(client, noColor, std::move(filters));
     if (messages.empty()) {
         printLine(inRed("No messages found for the given inputs!"), noColor);
         co_return;

@@ -1,4 +1,4 @@
-#include "SMTPTransport/ServiceURL.h"
+#include "SMTPTransport/MailService.h"
 
 #include "Foundation/LetterCase.h"
 #include "Foundation/RegularFile.h"
@@ -26,7 +26,7 @@ const std::string netrcLine = "machine HOST login USER password PASSWORD";
 
 using URL = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
-/// A part of the URL; empty where it is absent.
+/// Returns a part of the URL, empty if it is absent.
 std::string part(const URL& url, CURLUPart which, unsigned flags = 0) {
     char* text = nullptr;
     const CURLUcode code = curl_url_get(url.get(), which, &text, flags);
@@ -37,7 +37,7 @@ std::string part(const URL& url, CURLUPart which, unsigned flags = 0) {
     return text != nullptr ? text : "";
 }
 
-/// By its name alone: what a name server says may not tell whether a password can go in the clear.
+/// Judges by the name alone: a name server must not decide that a password may be sent in the clear.
 bool namesThisMachine(const std::string& host) {
     constexpr unsigned loopbackNetwork = 127;
     constexpr unsigned networkShift = 24;
@@ -47,7 +47,7 @@ bool namesThisMachine(const std::string& host) {
             ntohl(address.s_addr) >> networkShift == loopbackNetwork);
 }
 
-/// What the user keeps for this server, whose host may be an address in brackets.
+/// Looks up the password in `~/.netrc`. `host` may be an address in brackets.
 std::string passwordOf(const std::string& user, const std::string& host) {
     constexpr std::uintmax_t largest = std::uintmax_t{1} << 20U;
     const std::string machine = host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
@@ -55,7 +55,7 @@ std::string passwordOf(const std::string& user, const std::string& host) {
     if (const char* const home = std::getenv("HOME"); home != nullptr) {
         try {
             const RegularFile netrc(std::string(home) + "/.netrc");
-            // One of root's is a mounted secret: its modes are not the user's to choose.
+            // A file of root is a mounted secret, whose mode the user cannot change.
             if (netrc.status().st_uid == geteuid() && (netrc.status().st_mode & (S_IRGRP | S_IROTH)) != 0) {
                 fail("names a user, and others may read the passwords in ~/.netrc; "
                      "close it: chmod go= ~/.netrc");
@@ -73,11 +73,11 @@ std::string passwordOf(const std::string& user, const std::string& host) {
 
 } // namespace
 
-ServiceURL ServiceURL::parse(const std::string& text) {
-    // A host has other letters in the form xn--..., a user percent-encoded.
+MailService MailService::fromURL(const std::string& text) {
+    // Other letters have to be in the form xn--... in a host, and percent-encoded in a user.
     const bool isPlain = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
     const URL url(curl_url(), curl_url_cleanup);
-    // What cannot be read has no scheme; libcurl would read on behind a third slash.
+    // libcurl would skip a third slash. A URL that is not parsed has no scheme, and is refused below.
     if (isPlain && text.find(":///") == std::string::npos) {
         curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0);
     }
@@ -101,7 +101,7 @@ ServiceURL ServiceURL::parse(const std::string& text) {
         fail("names no domain behind phone-domain=");
     }
     const std::string user = part(url, CURLUPART_USER, CURLU_URLDECODE);
-    // Where mail is submitted (RFC 6409, RFC 8314); libcurl would choose the port between servers.
+    // The ports for submission (RFC 6409, RFC 8314); libcurl's default is the one between servers.
     if (port.empty()) {
         port = scheme == "smtps" ? "465" : "587";
     }

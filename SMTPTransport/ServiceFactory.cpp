@@ -1,6 +1,6 @@
 #include "SMTPTransport/SMTPSendingService.h"
 
-/// What the program looks up in this module: a new service, to be deleted by the caller.
+/// The symbol that the program looks up in this module. Returns a new service, which the caller deletes.
 extern "C" [[gnu::visibility("default")]] Orvex::SendingService*
 orvexMakeSMTPSendingService(const char* url, const char* outbox) {
     return new Orvex::SMTPSendingService(url, outbox);

@@ -1,4 +1,4 @@
-#include "VoxArchive/XMLPropertyList.h"
+#include "VoxArchive/BinaryFromXML.h"
 
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
@@ -20,10 +20,10 @@ namespace {
 
 using Kind = PropertyListKind;
 
-/// Builds the table of a property list from the events of Expat.
-class XMLPropertyList {
+/// Builds the table of a property list from Expat's events.
+class XMLReader {
   public:
-    explicit XMLPropertyList(std::string_view bytes) {
+    explicit XMLReader(std::string_view bytes) {
         const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(XML_ParserCreate(nullptr),
                                                                                   &XML_ParserFree);
         if (!parser) {
@@ -34,11 +34,11 @@ class XMLPropertyList {
         XML_SetElementHandler(
             parser_,
             [](void* self, const char* name, const char** attributes) {
-                guarded(self, [=](XMLPropertyList& list) { list.begin(name, *attributes != nullptr); });
+                guarded(self, [=](XMLReader& list) { list.begin(name, *attributes != nullptr); });
             },
-            [](void* self, const char*) { guarded(self, [](XMLPropertyList& list) { list.end(); }); });
+            [](void* self, const char*) { guarded(self, [](XMLReader& list) { list.end(); }); });
         XML_SetCharacterDataHandler(parser_, [](void* self, const char* text, int size) {
-            guarded(self, [text, size](XMLPropertyList& list) {
+            guarded(self, [text, size](XMLReader& list) {
                 if (list.isLeaf_) {
                     list.text_.append(text, static_cast<std::size_t>(size));
                 }
@@ -47,24 +47,24 @@ class XMLPropertyList {
         // Called before the first declaration of the internal subset is read.
         XML_SetStartDoctypeDeclHandler(
             parser_, [](void* self, const char*, const char*, const char*, int hasInternalSubset) {
-                guarded(self, [=](XMLPropertyList& list) {
+                guarded(self, [=](XMLReader& list) {
                     if (hasInternalSubset != 0) {
                         list.fail("its <!DOCTYPE> has declarations of its own");
                     }
                 });
             });
         XML_SetSkippedEntityHandler(parser_, [](void* self, const char* name, int) {
-            guarded(self, [=](XMLPropertyList& list) {
+            guarded(self, [=](XMLReader& list) {
                 list.fail("it refers to an unknown entity " + excerptInQuotes(name));
             });
         });
         parse(bytes);
         if (objects_.empty()) {
-            throw ArchiveError("it is no property list: its <plist> is empty");
+            throw ArchiveError("it is not a property list: its <plist> is empty");
         }
     }
 
-    /// The first one is the root.
+    /// The root comes first.
     [[nodiscard]] const std::vector<PropertyListObject>& objects() const noexcept { return objects_; }
 
   private:
@@ -72,10 +72,10 @@ class XMLPropertyList {
     static constexpr std::size_t mostObjects = 1'000'000;
     static constexpr std::size_t pieceSize = std::size_t{1} << 16U;
 
-    /// An exception must not cross Expat, which is C.
+    /// Exceptions must not cross Expat, which is C: remembers the first one and stops the parser.
     template <class Handler>
     static void guarded(void* self, Handler handler) {
-        auto& list = *static_cast<XMLPropertyList*>(self);
+        auto& list = *static_cast<XMLReader*>(self);
         if (list.failure_) {
             return;
         }
@@ -87,8 +87,8 @@ class XMLPropertyList {
         }
     }
 
-    /// In pieces, none of which may end without a whole tag, comment or the like: Expat keeps each attribute
-    /// of a tag in memory, and takes seconds for the millions that there could be.
+    /// Feeds Expat in pieces, and refuses a tag or comment that does not end within a piece: Expat would need
+    /// seconds for a tag with millions of attributes, and memory for each.
     void parse(std::string_view bytes) {
         for (std::size_t fed = 0; fed < bytes.size();) {
             const std::string_view piece = bytes.substr(fed, pieceSize);
@@ -102,7 +102,7 @@ class XMLPropertyList {
             if (!isWellFormed) {
                 fail(XML_ErrorString(XML_GetErrorCode(parser_)));
             }
-            // Negative where Expat has not looked at the piece yet.
+            // Negative if Expat has not looked at the piece yet.
             const auto parsed = XML_GetCurrentByteIndex(parser_);
             if (isLast == 0 && parsed >= 0 && fed - static_cast<std::size_t>(parsed) > pieceSize) {
                 fail("a tag, a comment or the like has more than " + std::to_string(pieceSize) + " bytes");
@@ -111,7 +111,7 @@ class XMLPropertyList {
     }
 
     [[noreturn]] void fail(const std::string& fault) const {
-        throw ArchiveError("it is no property list: line " +
+        throw ArchiveError("it is not a property list: line " +
                            std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + fault);
     }
 
@@ -150,7 +150,7 @@ class XMLPropertyList {
         open_.push_back(add({.kind = found->second, .integer = name == "true" ? 1 : 0}, name == "key"));
     }
 
-    /// Adds an object to the innermost open one, or as the root.
+    /// Adds an object to the innermost open one, or as the root. Returns its index.
     std::size_t add(PropertyListObject object, bool isKey) {
         const std::size_t index = objects_.size();
         if (index == mostObjects) {
@@ -196,19 +196,19 @@ class XMLPropertyList {
         } else if (object.kind == Kind::integer) {
             const auto integer = parseNumber<std::int64_t>(text);
             if (!integer) {
-                fail(excerptInQuotes(text) + " is no integer");
+                fail(excerptInQuotes(text) + " is not an integer");
             }
             object.integer = *integer;
         } else if (object.kind == Kind::real) {
             const auto real = parseNumber<double>(text);
             if (!real) {
-                fail(excerptInQuotes(text) + " is no real number");
+                fail(excerptInQuotes(text) + " is not a real number");
             }
             object.real = *real;
         }
     }
 
-    /// XML writes a UID as a dictionary with this key alone.
+    /// XML writes a UID as a dictionary with the only key "CF$UID".
     void becomeUIDIfOne(PropertyListObject& dictionary) const {
         if (dictionary.keys.size() != 1 || objects_[dictionary.keys.front()].text != "CF$UID") {
             return;
@@ -216,7 +216,7 @@ class XMLPropertyList {
         const PropertyListObject& value = objects_[dictionary.elements.front()];
         if (value.kind != Kind::integer || value.integer < 0 ||
             value.integer > std::numeric_limits<std::uint32_t>::max()) {
-            fail("a UID is no integer of 32 bits");
+            fail("a UID is not an integer of 32 bits");
         }
         dictionary = {.kind = Kind::uid, .integer = value.integer};
     }
@@ -224,7 +224,7 @@ class XMLPropertyList {
     XML_Parser parser_ = nullptr;
     std::exception_ptr failure_;
     std::vector<PropertyListObject> objects_;
-    /// The objects that the current position is inside of.
+    /// Indices of the objects around the current position.
     std::vector<std::size_t> open_;
     std::size_t depth_ = 0;
     bool isLeaf_ = false;
@@ -234,7 +234,7 @@ class XMLPropertyList {
 } // namespace
 
 std::string binaryFromXML(std::string_view bytes) {
-    return binaryPropertyList(XMLPropertyList(bytes).objects(), 0);
+    return binaryPropertyList(XMLReader(bytes).objects(), 0);
 }
 
 } // namespace Orvex

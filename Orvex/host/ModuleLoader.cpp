@@ -1,7 +1,8 @@
-#include "Orvex/host/Module.h"
+#include "Orvex/host/ModuleLoader.h"
 
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/QuotedText.h"
+#include "Orvex/Version.h"
 #include <cerrno>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -14,10 +15,10 @@ namespace Orvex {
 
 namespace {
 
-/// The very file that runs, whatever has its name by now.
+/// The file that runs, even if another file has its name by now.
 constexpr const char* program = "/proc/self/exe";
 
-/// Why an open file is not loaded; empty when it may be.
+/// The reason not to load an open file; empty if there is none.
 std::string faultOf(int file) {
     struct stat module {};
     struct stat own {};
@@ -34,7 +35,7 @@ std::string faultOf(int file) {
     return (module.st_mode & S_IWOTH) != 0 ? "everybody may write it" : "";
 }
 
-/// Opens a module to be loaded; negative where there is no file.
+/// Opens a module and checks it. Without such a file, the descriptor is negative.
 FileDescriptor openModule(const std::string& package, const std::filesystem::path& path) {
     FileDescriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     const int error = file.get() < 0 ? errno : 0;
@@ -46,7 +47,7 @@ FileDescriptor openModule(const std::string& package, const std::filesystem::pat
                                                : std::generic_category().message(error);
     if (!fault.empty()) {
         throw std::runtime_error("the module " + inQuotes(path.lexically_normal().native()) +
-                                 " is not loaded: " + fault + "; install the package " + package + " again");
+                                 " is not loaded: " + fault + "; reinstall the package " + package);
     }
     return file;
 }
@@ -57,7 +58,7 @@ void* factoryInModule(const std::string& name, const char* factory) {
     const std::string package = "orvex-" + name;
     const std::string file = name + "-" ORVEX_VERSION ".so";
     const std::filesystem::path folder = std::filesystem::read_symlink(program).parent_path();
-    // Beside the program that has been built, or where it is installed.
+    // Beside the program in the build folder, or in the folder for modules of an installation.
     std::filesystem::path path = folder / file;
     FileDescriptor opened = openModule(package, path);
     if (opened.get() < 0) {
@@ -69,15 +70,15 @@ void* factoryInModule(const std::string& name, const char* factory) {
         throw std::runtime_error("the package " + package + " is missing (there is no " + shownPath +
                                  "); install it");
     }
-    // By its path, another file could be loaded than the one that was looked at.
+    // Loads the descriptor that was checked: the path may lead to another file by now.
     void* const module =
         dlopen(("/proc/self/fd/" + std::to_string(opened.get())).c_str(), RTLD_LAZY | RTLD_LOCAL);
     void* const symbol = module != nullptr ? dlsym(module, factory) : nullptr;
     if (symbol == nullptr) {
         throw std::runtime_error("the module " + shownPath + " cannot be loaded (" + onOneLine(dlerror()) +
-                                 "); install the package " + package + " again");
+                                 "); reinstall the package " + package);
     }
-    // It stays open: with its number, another module would have the same name, and not be loaded.
+    // Stays open: another module with the same number in its path would count as loaded already.
     opened.release();
     return symbol;
 }
