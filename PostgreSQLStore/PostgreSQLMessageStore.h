@@ -45,7 +45,7 @@ class PostgreSQLMessageStore final : public MessageStore {
     /// the operation in errors, as in "count the messages".
     template <class T>
     Async<T> read(const char* attempt, Async<T> operation, T inEmptyStore = T());
-    /// The same for an operation that changes something; if it throws, nothing has changed. Creates an absent
+    /// The same for an operation that changes something, as a whole or not at all. Creates an absent
     /// store.
     template <class T>
     Async<T> write(const char* attempt, Async<T> operation);

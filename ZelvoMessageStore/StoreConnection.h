@@ -39,7 +39,7 @@ class StoreConnection {
         }
     }
 
-    /// The same for an operation that changes something; if it throws, nothing has changed.
+    /// The same for an operation that changes something, as a whole or not at all.
     template <class Operation>
     auto write(std::string_view attempt, Operation operation) {
         try {

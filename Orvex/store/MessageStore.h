@@ -27,9 +27,9 @@ struct MessageQuery {
 
 /// A device's message store.
 ///
-/// Every asynchronous operation may throw `MessageStoreError`; a change that throws has changed nothing. A
-/// returned list holds each message once, in the order in which the messages were saved. Identifiers and
-/// values that no message has are ignored, and an empty list of them selects nothing.
+/// Every asynchronous operation may throw `MessageStoreError`; a change takes effect as a whole or not at
+/// all. A returned list holds each message once, in the order in which the messages were saved. Identifiers
+/// and values that no message has are ignored, and an empty list of them selects nothing.
 class MessageStore {
   public:
     /// Gets a line, such as the reason why the account's status could not be determined.
