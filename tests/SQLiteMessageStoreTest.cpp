@@ -84,7 +84,7 @@ TEST_F(SQLiteMessageStoreTest, ReadingMakesNoFileAndFindsOneMadeLater) {
 
 TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
     const std::string noDatabase =
-        "it is no message store, nor any other SQLite database; choose another file";
+        "it is not a message store and not an SQLite database; choose another file";
     const std::string otherProgram = "it is a database of another program; choose another file";
     const std::string notItsTables = "the file is damaged: its tables are not those of a message store";
     const struct {
@@ -129,7 +129,7 @@ TEST_F(SQLiteMessageStoreTest, RefusesWhatIsNoStoreAndLeavesItAlone) {
         std::filesystem::remove(beside("-wal"));
     }
     mkfifo(file.c_str(), 0600);
-    expectRefused("it is no regular file");
+    expectRefused("it is not a regular file");
 }
 
 /// The beginning of a journal (https://www.sqlite.org/fileformat.html, section 3).
@@ -430,7 +430,7 @@ TEST_F(SQLiteMessageStoreTest, ReportsDamage) {
     writeFile(file, sound);
     for (std::uintmax_t size = sound.size() - 1; size > 0; size -= std::min<std::uintmax_t>(size, 1000)) {
         resize_file(file, size);
-        EXPECT_THAT(errorOfReading(), testing::ContainsRegex("the file is damaged|it is no message store"))
+        EXPECT_THAT(errorOfReading(), testing::ContainsRegex("the file is damaged|it is not a message store"))
             << size;
     }
 }
