@@ -56,13 +56,16 @@ constexpr void forEach(const std::tuple<Fields...>& fields, Use use) {
 /// The field with this member.
 template <class Value>
 consteval MessageField<Value> fieldOf(Value StoredMessage::*member) {
-    const MessageField<Value>* found = nullptr;
+    // g++ 12 does not compare addresses at compile time when it builds with sanitizers.
+    std::optional<MessageField<Value>> found;
     forEach(messageFields, [&](const auto& field) {
         if constexpr (std::is_same_v<decltype(field), const MessageField<Value>&>) {
-            found = field.member == member ? &field : found;
+            if (field.member == member) {
+                found = field;
+            }
         }
     });
-    return found != nullptr ? *found : throw "messageFields has no field with this member";
+    return found ? *found : throw "messageFields has no field with this member";
 }
 
 /// A change of a field: the member that holds the new value, and the field.
