@@ -67,7 +67,12 @@ void sync(const path& at) {
     if (is_directory(at)) {
         synced.names.clear();
         for (const auto& entry : std::filesystem::directory_iterator(at)) {
-            synced.names[entry.path().filename()] = inodeOf(entry.path());
+            const ino_t inode = inodeOf(entry.path());
+            // A rename reaches the disk as a whole.
+            for (auto& [number, folder] : disk) {
+                std::erase_if(folder.names, [&](const auto& name) { return name.second == inode; });
+            }
+            synced.names[entry.path().filename()] = inode;
         }
     } else {
         synced.content = readFile(at);
