@@ -13,7 +13,7 @@
 namespace Orvex {
 
 /// Waits for descriptors and points in time on behalf of coroutines. A program that has a loop already
-/// derives a class that uses it, and starts coroutines on that: see examples/own-loop.
+/// derives a class that uses it, and starts coroutines on that: see examples/own-loop.cpp.
 class EventLoop {
   public:
     enum class Event { readable, writable };
@@ -26,8 +26,8 @@ class EventLoop {
     /// also because it would fail; with false when `deadline` has passed. A negative descriptor is never
     /// ready. The call may come before this function returns.
     ///
-    /// Destroying the returned object cancels the wait; `resume` may do that. The descriptor belongs to the
-    /// caller and stays open until then.
+    /// Destroying the returned object cancels the wait; `resume` does that, too. The descriptor belongs to
+    /// the caller and stays open until then.
     [[nodiscard]] virtual std::shared_ptr<void> wait(int descriptor, Event event, TimePoint deadline,
                                                      std::function<void(bool isReady)> resume) = 0;
 };
@@ -95,7 +95,10 @@ class Wait {
         isSuspended_ = !isReady_.has_value();
         return isSuspended_;
     }
-    [[nodiscard]] bool await_resume() const noexcept { return isReady_.value_or(false); }
+    [[nodiscard]] bool await_resume() noexcept {
+        wait_.reset();
+        return *isReady_;
+    }
 
   private:
     int descriptor_;

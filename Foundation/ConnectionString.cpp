@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view mark = "://";
 
-/// Beginnings of the parameters' names, in libpq up to version 18.
+/// Prefixes of the parameters of libpq, up to version 18.
 constexpr std::string_view parameters[] = {
     "application_name",
     "channel_binding",

@@ -5,15 +5,18 @@
 
 namespace Orvex {
 
-/// True for a word that says how to reach a server, or is probably meant to: it is not a `file:` URL, and
-/// contains "://", or begins with "postgres" or "smtp" and has "//" or ":" behind it, or begins with the name
-/// of a connection's parameter
-/// (https://www.postgresql.org/docs/current/libpq-connect.html#LIBPQ-PARAMKEYWORDS) and has a "=" with no "/"
-/// before it. Letter case, and dashes and white space in front, make no difference. There may be a password
-/// in it: it is never taken for the name of a file, and never repeated.
+/// Returns true for a word that names a server, or is probably meant to. It may have a password, so it must
+/// not be repeated or taken for a file name. The rule ignores letter case and leading dashes and white space.
+/// The word is not a `file:` URL, and
+/// - contains "://", or
+/// - begins with "postgres" or "smtp" and contains "//" or ":", or
+/// - begins with the name of a libpq parameter
+///   (https://www.postgresql.org/docs/current/libpq-connect.html#LIBPQ-PARAMKEYWORDS) and has a "=" before
+///   any
+///   "/".
 [[nodiscard]] bool isConnectionString(std::string_view word);
 
-/// A word as an error may repeat it: of a connection string, at most the scheme.
+/// Returns a word in a form that an error may repeat: of a connection string, only the scheme.
 [[nodiscard]] std::string withoutSecrets(std::string_view word);
 
 } // namespace Orvex

@@ -15,7 +15,7 @@ void Description::beginLine(const FieldName& name) {
     }
     hasLine_ = true;
     const std::string_view text = name.indented(indentation_);
-    // A copy of a fixed size needs no call; what is too much is cut off again.
+    // Copying a fixed size compiles to a few stores; the excess is cut off.
     out_.append(text.data(), FieldName::mostShown);
     out_.resize(out_.size() - (FieldName::mostShown - text.size()));
 }
@@ -31,7 +31,7 @@ void Description::field(const FieldName& name, std::string_view text) {
 }
 
 void Description::field(const FieldName& name, const FileURL& url) {
-    // Nothing in a URL needs an escape.
+    // No character of a URL needs an escape.
     beginLine(name);
     out_ += '"';
     out_ += url.text();

@@ -15,7 +15,8 @@
 
 namespace Orvex {
 
-/// The name of a field, a literal of up to 30 characters, between the spaces in front of it and the colon.
+/// The name of a field, a literal of up to 30 characters, stored with spaces before it and a colon behind it
+/// so that `Description` begins a line with one copy.
 class FieldName {
   public:
     template <std::size_t size>
@@ -25,11 +26,11 @@ class FieldName {
         text_[mostIndented + size - 1] = ':';
     }
 
-    /// Deeper than this, nothing is indented.
+    /// The deepest indentation.
     static constexpr std::size_t mostIndented = 16;
     static constexpr std::size_t mostShown = mostIndented + 32;
 
-    /// `mostShown` characters can be read from its beginning.
+    /// `mostShown` characters can be read from the start of the view.
     [[nodiscard]] std::string_view indented(std::size_t indentation) const noexcept {
         indentation = std::min(indentation, mostIndented);
         return {text_.data() + mostIndented - indentation, indentation + size_};
@@ -40,14 +41,14 @@ class FieldName {
     std::size_t size_;
 };
 
-/// Adds the text that shows a record to a person: one field a line, indented, `name: value`, in the order of
-/// the calls, without a newline after the last one. A field without a value is left out. No text that a field
-/// holds can end its line, move the cursor, or hide a character.
+/// Appends a record to a text, for people: indented lines `name: value` in the order of the calls, without a
+/// newline after the last one. A field without a value is omitted. Texts are quoted, so that none can end its
+/// line, move the cursor, or hide a character.
 class Description {
   public:
-    /// Adds to the end of `out`, which must outlive this object.
+    /// Appends to `out`, which must outlive this object.
     explicit Description(std::string& out) : out_(out) {}
-    /// Begins with a line of its own.
+    /// Starts with `heading` as a line.
     Description(std::string& out, std::string_view heading);
 
     void field(const FieldName& name, std::string_view text);
@@ -70,10 +71,10 @@ class Description {
         }
     }
 
-    /// A text that somebody said or wrote: what shapes its letters is kept, invisible as it is.
+    /// For a text that somebody said or wrote: invisible characters that shape letters are kept.
     void prose(const FieldName& name, const std::optional<std::string>& text);
 
-    /// Adds a line, and hands out what adds more lines, indented below it.
+    /// Adds the heading as a line. The result adds lines below it, indented further.
     [[nodiscard]] Description nested(std::string_view heading);
 
   private:

@@ -11,15 +11,15 @@
 
 namespace Orvex {
 
-/// An enumeration that knows its cases: described with `BOOST_DESCRIBE_ENUM`.
+/// An enumeration described with `BOOST_DESCRIBE_ENUM`.
 template <class E>
 concept CaseIterable = std::is_enum_v<E> && boost::describe::has_describe_enumerators<E>::value;
 
-/// A `CaseIterable` scoped enumeration, to be converted from and to its underlying integer.
+/// A `CaseIterable` scoped enumeration.
 template <class E>
 concept RawRepresentable = CaseIterable<E> && !std::is_convertible_v<E, std::underlying_type_t<E>>;
 
-/// Every case, in order of declaration.
+/// All cases in the order of declaration.
 template <CaseIterable E>
 [[nodiscard]] constexpr auto allCases() {
     using Cases = boost::describe::describe_enumerators<E>;
@@ -29,7 +29,7 @@ template <CaseIterable E>
     return cases;
 }
 
-/// The name of a case as declared; empty for a number that is no case.
+/// The name of a case as declared; empty for any other number.
 template <CaseIterable E>
 [[nodiscard]] constexpr std::string_view caseName(E value) {
     std::string_view name;
@@ -46,7 +46,7 @@ template <RawRepresentable E>
     return static_cast<std::underlying_type_t<E>>(value);
 }
 
-/// The case with this raw value; no value where there is none.
+/// The case with this raw value, if any.
 template <RawRepresentable E>
 [[nodiscard]] constexpr std::optional<E> fromRawValue(std::underlying_type_t<E> raw) {
     for (const E value : allCases<E>()) {

@@ -4,9 +4,8 @@
 
 namespace Orvex {
 
-/// Ends the process abnormally, for a fault that no caller can repair: what was printed so far reaches
-/// standard output, one line that names the place in the sources and the fault reaches standard error, then
-/// `std::abort`.
+/// Reports a fault that no caller can handle: flushes standard output, prints `place`, a position in the
+/// sources, and `fault` as one line to standard error, and calls `std::abort`.
 [[noreturn]] void fatalError(std::string_view place, std::string_view fault);
 
 } // namespace Orvex

@@ -5,7 +5,7 @@
 
 namespace Orvex {
 
-/// Owns an open file and closes it. Negative when there is none.
+/// Owns a file descriptor and closes it. Negative if there is none.
 class FileDescriptor {
   public:
     FileDescriptor() noexcept = default;

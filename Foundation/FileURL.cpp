@@ -19,7 +19,7 @@ constexpr std::string_view scheme = "file:";
 constexpr std::string_view beginning = "file://";
 constexpr std::string_view hexDigits = "0123456789ABCDEF";
 
-/// Whether each byte is a character of RFC 3986's `pchar`, or the slash between components.
+/// For each byte, true if it is a `pchar` of RFC 3986 or a slash.
 constexpr auto pathCharacters = [] {
     std::array<bool, 256> isOne{};
     for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
@@ -33,14 +33,13 @@ bool standsForItselfInPath(char c) {
     return pathCharacters[static_cast<unsigned char>(c)];
 }
 
-/// Reads the escape in front, "%" and two hexadecimal digits, into `byte`; false without one.
+/// Decodes the escape at the front, "%" and two hexadecimal digits. Returns false if there is none.
 bool readEscape(std::string_view text, unsigned char& byte) {
     return text.size() > 2 &&
            std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr == text.data() + 3;
 }
 
-/// Decodes the escapes at the front of `text` and leaves what comes after them: a malformed escape, or
-/// nothing.
+/// Decodes `text` up to its end or to a malformed escape, and removes that part.
 std::string takeDecoded(std::string_view& text) {
     std::string decoded;
     decoded.reserve(text.size());

@@ -8,28 +8,29 @@
 
 namespace Orvex {
 
-/// An absolute `file:` URL (RFC 8089) of this machine, in one canonical spelling: `file://`, then the path
-/// with every byte that is not allowed in a URL path percent-encoded (RFC 3986). The file need not exist.
+/// An absolute `file:` URL (RFC 8089) without a host, in canonical spelling: `file://` and the path, in which
+/// all bytes are percent-encoded except those that RFC 3986 allows there. The file need not exist.
 class FileURL {
   public:
-    /// The URL of a path; a relative one is taken from the current folder. Components "." are dropped; ".."
-    /// stays, since what it means depends on symbolic links. Throws `std::runtime_error` when the path is
-    /// relative and the current folder is gone.
+    /// Returns the URL of a path, which may be relative to the current folder. Removes components "." but
+    /// keeps
+    /// "..", whose meaning depends on symbolic links. Throws `std::runtime_error` if the path is relative and
+    /// the current folder has been removed.
     [[nodiscard]] static FileURL fromPath(std::string_view path);
 
-    /// True for a text that begins with "file:", in any letter case.
+    /// Returns true for a text that begins with "file:", in any letter case.
     [[nodiscard]] static bool hasScheme(std::string_view text);
 
-    /// Reads `file:///path`, `file://localhost/path` or `file:/path`. No value for another scheme, another
-    /// host, a query or fragment, a malformed escape, or a path with a control character in the clear or an
-    /// encoded NUL: `fault`, if there is one, becomes the reason and what helps, for an error.
+    /// Parses `file:///path`, `file://localhost/path` or `file:/path`. No value for another scheme or host, a
+    /// query or fragment, a malformed escape, an unencoded ASCII control character or an encoded NUL. Then
+    /// `*fault`, unless null, becomes the reason and what helps, for an error.
     [[nodiscard]] static std::optional<FileURL> parse(std::string_view text, std::string* fault = nullptr);
 
-    /// In printable ASCII, without double quotes or backslashes. The view lives as long as any copy of the
+    /// Printable ASCII, without double quotes or backslashes. The view is valid as long as any copy of the
     /// URL.
     [[nodiscard]] std::string_view text() const noexcept { return text_; }
 
-    /// The absolute path, decoded: the bytes to hand to the file system.
+    /// Returns the absolute path, decoded.
     [[nodiscard]] std::string path() const;
 
     friend bool operator==(const FileURL&, const FileURL&) = default;

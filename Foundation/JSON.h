@@ -7,17 +7,17 @@
 
 namespace Orvex {
 
-/// A member of a JSON object (RFC 8259): its name, which needs no escapes, and its value as JSON text.
+/// A member of a JSON object (RFC 8259). The name must not need escapes; the value is JSON text.
 struct JSONMember {
     std::string_view name;
     std::string value;
 };
 
-/// `text`, which must be UTF-8, as a JSON string. Escapes quotes, backslashes and C0 control characters only.
+/// Returns `text`, which must be UTF-8, as a JSON string. Escapes only quotes, backslashes and C0 controls.
 [[nodiscard]] std::string jsonString(std::string_view text);
 
-/// An array of `elements`, each JSON text on a line of its own. `depth` is the number of arrays and objects
-/// around it, by which the lines are indented.
+/// Returns an array of `elements`, which are JSON texts, one a line. The lines are indented for an array that
+/// is inside `depth` other arrays and objects.
 [[nodiscard]] std::string jsonArray(const std::vector<std::string>& elements, std::size_t depth = 0);
 
 /// The same for an object.

@@ -10,8 +10,8 @@
 
 namespace Orvex {
 
-/// Reads the whole of `text` as a number: an optional sign, then decimal digits, for a floating-point type
-/// also a fraction and an exponent. No value for anything else: white space, another base, a number out of
+/// Parses a whole text as a decimal number: an optional sign and digits, for a floating-point type also a
+/// fraction and an exponent. No value for anything else, such as white space, or if the number is out of
 /// range or not finite.
 template <class T>
 requires std::integral<T> || std::floating_point<T>
@@ -34,11 +34,11 @@ requires std::integral<T> || std::floating_point<T>
     return number;
 }
 
-/// The shortest decimal text that reads back as the same number.
+/// Returns the shortest decimal text that is parsed as the same number.
 [[nodiscard]] inline std::string shortestText(double number) {
-    // The longest has 24 characters, "-1.7976931348623157e+308" for one.
+    // The longest text has 24 characters, as "-1.7976931348623157e+308" has.
     std::array<char, 32> digits{};
-    // Few decimals, as most numbers have, are found in a tenth of the time that any others take.
+    // Numbers with up to three decimals, which most are, take a tenth of the time of `std::to_chars`.
     if (number < 100000 && !std::signbit(number)) {
         const auto thousandths = static_cast<unsigned>(std::lround(number * 1000));
         if (thousandths / 1000.0 == number) {

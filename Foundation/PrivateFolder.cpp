@@ -12,9 +12,8 @@ namespace Orvex {
 
 namespace {
 
-/// Makes what was made in a folder survive a crash. One that may not be read cannot be synced either, nor can
-/// one of a file system that does not know how: that is no reason to give up.
-/// Returns what went wrong, 0 for nothing.
+/// Makes new entries of a folder survive a crash. Returns an error number, or 0. It is not an error if the
+/// folder must not be read, or is on a file system that cannot sync folders.
 int sync(const std::filesystem::path& folder) {
     const FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.get() < 0) {
@@ -33,7 +32,7 @@ void makePrivateFolders(const std::filesystem::path& path) {
         const bool isThere = mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST || errno == EISDIR;
         int error = isThere ? 0 : errno;
         if (error == 0 && !above.empty()) {
-            // Also above one that was there: who made it may have died before it was synced.
+            // Even if the folder existed: the process that made it may have died before it synced its parent.
             error = sync(above);
         }
         if (error != 0) {

@@ -4,9 +4,9 @@
 
 namespace Orvex {
 
-/// Makes the folder at an absolute path, and those above it, where they are missing: for the user alone (mode
-/// 0700, or less where the umask takes rights from the user), and durably where the folder above can be
-/// synced. Throws `std::system_error`; one of another kind in the way is not noticed.
+/// Makes the folder at an absolute path, and all missing folders above it, with mode 0700 (less if the umask
+/// takes rights from the user). Syncs the parent of each, unless that is impossible. Throws
+/// `std::system_error`. Does not notice if something else than a folder is in the way.
 void makePrivateFolders(const std::filesystem::path& path);
 
 } // namespace Orvex

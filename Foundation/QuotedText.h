@@ -6,27 +6,28 @@
 
 namespace Orvex {
 
-/// Appends `text` in double quotes, safe to show on a terminal: quotes, backslashes, control characters (C0,
-/// DEL, C1), U+2028, U+2029 and characters that are shown as nothing (Unicode's Default_Ignorable_Code_Point,
-/// which has the bidirectional controls) are escaped as `\"`, `\\`, `\n`, `\r`, `\t` or `\u{HEX}`, and bytes
-/// that are no UTF-8 as `\xHH`. The result is one line of valid UTF-8 that cannot move a cursor, and in which
-/// no character hides.
+/// Appends `text` in double quotes, safe for a terminal: one line of valid UTF-8 that cannot move the cursor
+/// and has no invisible characters. Escapes quotes, backslashes, control characters (C0, DEL, C1), U+2028,
+/// U+2029 and invisible characters (Unicode's Default_Ignorable_Code_Point, including bidirectional controls)
+/// as `\"`,
+/// `\\`, `\n`, `\r`, `\t` or `\u{HEX}`, and bytes that are not UTF-8 as `\xHH`.
 void appendQuoted(std::string& out, std::string_view text);
 
-/// The same of what somebody said or wrote: U+200C, U+200D and variation selectors stay, since they shape
-/// the letters of some scripts, and emoji.
+/// The same for texts that people said or wrote. Keeps U+200C, U+200D and variation selectors, which shape
+/// emoji and the letters of some scripts.
 void appendQuotedProse(std::string& out, std::string_view text);
 
+/// Returns what `appendQuoted` appends.
 [[nodiscard]] std::string inQuotes(std::string_view text);
 
-/// The same of the first 64 bytes or so, then an ellipsis if there is more: for messages.
+/// The same for the first 64 bytes or so, followed by an ellipsis if there are more.
 [[nodiscard]] std::string excerptInQuotes(std::string_view text);
 
-/// The same escapes without the surrounding quotes, quotes and backslashes left alone: for text from
-/// elsewhere that is a sentence, such as an error message.
+/// Returns `text` with the same escapes, but without quotes around it, and with quotes and backslashes as
+/// they are. For sentences from outside, such as a library's error message.
 [[nodiscard]] std::string onOneLine(std::string_view text);
 
-/// The text of each element, separated by ", ", inside square brackets.
+/// Returns the texts of the elements, separated by ", ", in square brackets.
 template <class Range, class TextOf>
 [[nodiscard]] std::string bracketed(const Range& elements, TextOf textOf) {
     std::string list = "[";

@@ -15,11 +15,11 @@ namespace Orvex {
 
 namespace {
 
-/// What is used of ICU. Its libraries are loaded when a text is first looked into: most runs of a tool never
-/// do, and linking ICU in the ordinary way would make up half of such a run.
+/// The functions of ICU that we use. ICU is loaded when it is first needed. Most runs never need it, and
+/// linking it would double their time.
 class ICU {
   public:
-    /// Throws `std::runtime_error` when ICU is not there in the version that this was compiled for.
+    /// Throws `std::runtime_error` if ICU is not installed in the version that we were compiled for.
     static const ICU& loaded() {
         static const ICU icu;
         return icu;
@@ -35,7 +35,7 @@ class ICU {
         }
         return library;
     }
-    /// Looks among the libraries that this one needs, too.
+    /// Also finds functions of the libraries that this one needs.
     void* find(const char* function) const {
         void* const found = dlsym(library_, function);
         if (found == nullptr) {
@@ -47,7 +47,7 @@ class ICU {
     void* library_ = load();
 
   public:
-// ICU's headers rename each function after its version; so does the name to look for.
+// ICU's headers are macros that append the version to each function's name.
 // NOLINTBEGIN(bugprone-macro-parentheses): names of members and functions
 #define ORVEX_NAME(name) #name
 #define ORVEX_ICU(member, name)                                                                              \
@@ -80,7 +80,7 @@ void check(UErrorCode status, const char* attempt) {
     }
 }
 
-/// Lets ICU read UTF-8 in place; its indices are byte offsets into the text.
+/// Lets ICU read UTF-8 in place. Indices are byte offsets.
 class TextView {
   public:
     explicit TextView(std::string_view text) {
@@ -98,10 +98,10 @@ class TextView {
     UText text_ = UTEXT_INITIALIZER;
 };
 
-/// The byte offset at which the first `length` UTF-16 code units of `text` end.
+/// Returns the byte offset of the end of the first `length` UTF-16 code units.
 std::size_t byteOffset(std::string_view text, std::size_t length) {
     if (length >= text.size()) {
-        // No byte is more than one code unit.
+        // A byte yields at most one code unit.
         return text.size();
     }
     std::size_t offset = 0;
@@ -151,10 +151,10 @@ std::string RegularExpression::removingMatches(std::string_view text, std::size_
 
 namespace {
 
-/// The same by ICU's rules, whatever the text.
+/// Counts the characters of any text, with ICU.
 std::size_t characterCountByRules(std::string_view text, std::size_t most) {
     const ICU& icu = ICU::loaded();
-    // Loading the rules costs far more than applying them; they are kept to the end.
+    // Never closed: loading the rules takes far longer than applying them.
     thread_local UBreakIterator* const characters = [&] {
         UErrorCode status = U_ZERO_ERROR;
         UBreakIterator* const iterator = icu.openBreaks(UBRK_CHARACTER, "", nullptr, 0, &status);
@@ -175,9 +175,8 @@ std::size_t characterCountByRules(std::string_view text, std::size_t most) {
 } // namespace
 
 std::size_t characterCount(std::string_view text, std::size_t most) {
-    // Between two ASCII characters there is always a boundary, but for CR LF, and so no rule looks across.
-    // ICU is asked about the stretches with anything else, together with the ASCII characters that enclose
-    // them.
+    // There is always a boundary between two ASCII characters, except CR LF. So only stretches with other
+    // characters go to ICU, together with the ASCII character on each side.
     std::size_t count = 0;
     std::size_t position = 0;
     while (position < text.size() && count < most) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// ICU's own.
+/// Of ICU.
 struct URegularExpression;
 
 namespace Orvex {
@@ -15,23 +15,23 @@ class RegularExpression {
   public:
     enum class CaseSensitivity { sensitive, insensitive };
 
-    /// Compiles `pattern`. Throws `std::invalid_argument` when it is malformed, `std::runtime_error` when ICU
-    /// is not installed.
+    /// Compiles `pattern`. Throws `std::invalid_argument` if it is malformed, `std::runtime_error` if ICU is
+    /// not installed.
     RegularExpression(std::string_view pattern, CaseSensitivity caseSensitivity);
     ~RegularExpression();
     RegularExpression(const RegularExpression&) = delete;
     RegularExpression& operator=(const RegularExpression&) = delete;
 
-    /// `text` without the matches that lie within its first `length` UTF-16 code units. All other bytes stay
-    /// as they are, those that are no UTF-8 included (such a sequence counts as one code unit).
+    /// Returns `text` without the matches inside its first `length` UTF-16 code units. All other bytes stay
+    /// as they are. A sequence that is not UTF-8 counts as one code unit.
     [[nodiscard]] std::string removingMatches(std::string_view text, std::size_t length);
 
   private:
     URegularExpression* compiled_ = nullptr;
 };
 
-/// How many characters a user perceives in UTF-8 `text`: extended grapheme clusters (Unicode Standard Annex
-/// 29). Counts no further than `most`.
+/// Returns the number of user-perceived characters in UTF-8 `text`: extended grapheme clusters (Unicode
+/// Standard Annex 29). Counts up to `most`.
 [[nodiscard]] std::size_t characterCount(std::string_view text, std::size_t most = SIZE_MAX);
 
 } // namespace Orvex

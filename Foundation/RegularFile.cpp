@@ -34,7 +34,7 @@ std::optional<RegularFile> RegularFile::openIfExists(const std::string& path) {
     if (exists) {
         refuseUnlessRegular(status);
     }
-    // Somebody may have removed it since, or put something else in its place.
+    // It may have been removed or replaced since `stat`.
     FileDescriptor file(exists ? open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC) : -1);
     if (file.get() < 0 && errno == ENOENT) {
         return std::nullopt;

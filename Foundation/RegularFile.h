@@ -10,19 +10,19 @@
 
 namespace Orvex {
 
-/// Why a file cannot be read, as in "it is a folder, not a file"; which file, the catcher knows.
+/// Reason why a file cannot be read, as in "it is a folder, not a file". The catcher adds the file's name.
 class FileError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A regular file that is open for reading. Opening anything else, a named pipe or a device for one, could
-/// block or have effects, so it is refused without being opened.
+/// A regular file that is open for reading. Anything else, such as a named pipe or a device, is refused
+/// without being opened, because opening it could block or have side effects.
 class RegularFile {
   public:
     /// Throws `FileError`.
     explicit RegularFile(const std::string& path);
 
-    /// No value where there is no file; throws `FileError` for any other reason.
+    /// No value if the file does not exist. Throws `FileError` for any other reason.
     [[nodiscard]] static std::optional<RegularFile> openIfExists(const std::string& path);
 
     /// In bytes, at the time of opening.
@@ -30,12 +30,12 @@ class RegularFile {
         return static_cast<std::uintmax_t>(status_.st_size);
     }
 
-    /// Whether it has been written since it was opened, as far as its size and its times tell. Throws
+    /// Returns true if the file was written since it was opened, judging by its size and times. Throws
     /// `FileError`.
     [[nodiscard]] bool hasChanged() const;
 
-    /// Reads the file's beginning, as much of it as there is up to the buffer's size; returns how many bytes
-    /// that were. Throws `FileError`.
+    /// Reads the beginning of the file, as many bytes as fit into the buffer. Returns their number. Throws
+    /// `FileError`.
     [[nodiscard]] std::size_t read(std::span<char> buffer) const;
 
     /// At the time of opening.
@@ -50,7 +50,7 @@ class RegularFile {
     struct stat status_ {};
 };
 
-/// The whole content of a regular file. Throws `FileError`, also when it has more than `largest` bytes.
+/// Reads a whole file. Throws `FileError`, also if it has more than `largest` bytes.
 [[nodiscard]] std::string readWholeFile(const RegularFile& file, std::uintmax_t largest);
 [[nodiscard]] std::string readWholeFile(const std::string& path, std::uintmax_t largest);
 

@@ -14,36 +14,39 @@ constexpr std::size_t blockSize = std::size_t{1} << 16;
 
 } // namespace
 
-/// The thread owns its block as often as there could be texts in it, and hands an ownership to each text that
-/// it makes: that takes no atomic operation.
-struct SharedText::Room {
+/// Pre-charges the reference count for every text that the block could hold, and transfers one reference to
+/// each text that is made: making a text takes no atomic operation.
+struct SharedText::OpenBlock {
     static constexpr std::uint64_t mostTexts = blockSize / sizeof(Content);
 
-    /// At the end of the thread.
-    struct Leaving {
-        ~Leaving() { room.leave(); }
+    /// Closes the block at the end of the thread.
+    struct Closer {
+        ~Closer() { openBlock.close(); }
     };
 
-    void enterNext() {
-        static thread_local const Leaving leaving;
-        Block* const next = new (::operator new(blockSize)) Block{.owners = mostTexts};
-        leave();
+    void openNext() {
+        static thread_local const Closer closer;
+        Block* const next = new (::operator new(blockSize)) Block{.referenceCount = mostTexts};
+        close();
         *this = {.block = next, .used = sizeof(Block), .texts = 0};
     }
 
-    void leave() noexcept {
+    /// Gives up the references that no text has got.
+    void close() noexcept {
         if (block != nullptr) {
             release(block, mostTexts - texts);
         }
         *this = {};
     }
 
+    [[nodiscard]] std::size_t unused() const noexcept { return blockSize - used; }
+
     Block* block = nullptr;
     std::size_t used = blockSize;
     std::uint64_t texts = 0;
 };
 
-constinit thread_local SharedText::Room SharedText::room;
+constinit thread_local SharedText::OpenBlock SharedText::openBlock;
 
 SharedText::Content* SharedText::made(std::string_view text) {
     if (text.empty()) {
@@ -57,15 +60,15 @@ SharedText::Content* SharedText::made(std::string_view text) {
     Block* block = nullptr;
     std::size_t offset = sizeof(Block);
     if (size > blockSize / 8) {
-        // In a block of its own, so that not much of another one stays unused.
-        block = new (::operator new(sizeof(Block) + size)) Block{.owners = 1};
+        // A long text gets a block of its own, so that it does not leave much of the open one unused.
+        block = new (::operator new(sizeof(Block) + size)) Block{.referenceCount = 1};
     } else {
-        if (size > blockSize - room.used) {
-            room.enterNext();
+        if (size > openBlock.unused()) {
+            openBlock.openNext();
         }
-        block = room.block;
-        offset = std::exchange(room.used, room.used + size);
-        ++room.texts;
+        block = openBlock.block;
+        offset = std::exchange(openBlock.used, openBlock.used + size);
+        ++openBlock.texts;
     }
     char* const memory = reinterpret_cast<char*>(block) + offset;
     std::memcpy(memory + sizeof(Content), text.data(), text.size());

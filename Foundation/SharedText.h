@@ -9,20 +9,21 @@
 
 namespace Orvex {
 
-/// A text that is never changed, in the size of a pointer. Copies share the characters, whatever thread they
-/// are in: records that are held by the million mostly repeat each other's texts.
+/// An immutable text in the size of a pointer. Copies share the characters, in any thread: a list of a
+/// million records repeats most texts, and allocating each costs time and memory (docs/performance.md, "What
+/// helped").
 ///
-/// Texts that a thread makes one after another lie in one block of memory, 64 KB that stay as long as any of
-/// them: a program that keeps a few texts of long lists should keep their characters instead.
+/// A thread puts successive texts into blocks of 64 KB, and a block lives as long as any of its texts. To
+/// keep a few texts of a long list, copy their characters.
 class SharedText {
   public:
     SharedText() noexcept = default;
-    /// Throws `std::length_error` for a text of 4 GiB or more.
+    /// Throws `std::length_error` for 4 GiB or more.
     template <std::convertible_to<std::string_view> Text>
     requires(!std::same_as<Text, SharedText>) SharedText(const Text& text) : content_(made(text)) {}
     SharedText(const SharedText& other) noexcept : content_(other.content_) {
         if (content_ != nullptr) {
-            content_->block()->owners.fetch_add(1, std::memory_order_relaxed);
+            content_->block()->referenceCount.fetch_add(1, std::memory_order_relaxed);
         }
     }
     SharedText(SharedText&& other) noexcept : content_(std::exchange(other.content_, nullptr)) {}
@@ -36,7 +37,7 @@ class SharedText {
         }
     }
 
-    /// The view lives as long as any copy of the text.
+    /// Valid as long as any copy of the text lives.
     operator std::string_view() const noexcept {
         return content_ == nullptr ? std::string_view() : std::string_view(characters(), content_->size);
     }
@@ -51,29 +52,28 @@ class SharedText {
     }
 
   private:
-    /// Stands in front of its texts.
+    /// Precedes its texts in memory.
     struct Block {
-        std::atomic<std::uint64_t> owners;
+        std::atomic<std::uint64_t> referenceCount;
     };
 
-    /// Stands in front of its characters, in a block.
+    /// Precedes its characters in a block.
     struct Content {
         [[nodiscard]] Block* block() noexcept {
             return reinterpret_cast<Block*>(reinterpret_cast<char*>(this) - offset);
         }
 
         std::uint32_t size;
-        /// From the block.
+        /// The distance from the start of the block.
         std::uint32_t offset;
     };
 
-    /// Where a thread puts its next texts.
-    struct Room;
+    /// The block that a thread fills.
+    struct OpenBlock;
 
     static Content* made(std::string_view text);
-    /// Takes owners away; the block goes with the last one.
-    static void release(Block* block, std::uint64_t owners) noexcept {
-        if (block->owners.fetch_sub(owners, std::memory_order_acq_rel) == owners) {
+    static void release(Block* block, std::uint64_t references) noexcept {
+        if (block->referenceCount.fetch_sub(references, std::memory_order_acq_rel) == references) {
             destroy(block);
         }
     }
@@ -82,9 +82,9 @@ class SharedText {
         return reinterpret_cast<const char*>(content_ + 1);
     }
 
-    static thread_local Room room;
+    static thread_local OpenBlock openBlock;
 
-    /// None for the empty text.
+    /// Null for the empty text.
     Content* content_ = nullptr;
 };
 

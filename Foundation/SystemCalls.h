@@ -7,8 +7,8 @@
 
 namespace Orvex {
 
-/// Makes a system call, and makes it again each time that a signal interrupts it (EINTR). Returns its result:
-/// negative after any other error, which is in `errno`.
+/// Repeats a system call as long as a signal interrupts it (EINTR). Returns its result, which is negative
+/// after any other error; `errno` has the reason.
 template <class SystemCall>
 auto uninterrupted(SystemCall call) {
     auto result = call();
@@ -18,8 +18,8 @@ auto uninterrupted(SystemCall call) {
     return result;
 }
 
-/// Reads the first `size` bytes of a file, or all if it has fewer. Returns their number; negative after an
-/// error, which is in `errno`. The file's offset does not move.
+/// Reads the first `size` bytes of a file, or all if it has fewer, without moving its offset. Returns their
+/// number, or a negative number after an error; `errno` has the reason.
 [[nodiscard]] inline ssize_t readBeginning(int file, void* buffer, std::size_t size) {
     std::size_t filled = 0;
     ssize_t count = 1;

@@ -13,7 +13,7 @@ std::array<char, 24> timestampCharacters(Timestamp moment) {
     const std::chrono::hh_mm_ss time(moment - day);
     std::array text{'Y', 'Y', 'Y', 'Y', '-', 'M', 'M', '-', 'D', 'D', 'T', 'h',
                     'h', ':', 'm', 'm', ':', 's', 's', '.', 'm', 'm', 'm', 'Z'};
-    // The digits behind `place`, from the last to the first.
+    // Fills in digits from the last to the first.
     const auto put = [&text](std::size_t place, std::size_t width, auto number) {
         for (std::size_t digit = place + width; digit-- > place; number /= 10) {
             text[digit] = static_cast<char>('0' + number % 10);

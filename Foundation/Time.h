@@ -6,17 +6,17 @@
 
 namespace Orvex {
 
-/// A length of time in seconds, with their fraction.
+/// A duration in seconds, with a fraction.
 using Seconds = std::chrono::duration<double>;
 
-/// A moment, in milliseconds since 1970-01-01T00:00:00Z, leap seconds not counted.
+/// Milliseconds since 1970-01-01T00:00:00Z, without leap seconds.
 using Timestamp = std::chrono::sys_time<std::chrono::milliseconds>;
 
 [[nodiscard]] inline Timestamp currentTime() {
     return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
 }
 
-/// ISO 8601 in UTC, as in "2026-11-21T09:30:00.125Z"; for the years 0 to 9999.
+/// Returns a time as ISO 8601 in UTC, as in "2026-11-21T09:30:00.125Z". Its year must be 0 to 9999.
 [[nodiscard]] std::string timestampText(Timestamp moment);
 [[nodiscard]] std::array<char, 24> timestampCharacters(Timestamp moment);
 

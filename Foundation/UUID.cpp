@@ -46,7 +46,7 @@ std::string UUID::text() const {
 
 std::array<char, 36> UUID::characters() const noexcept {
     std::array<char, 2 * std::tuple_size_v<Bytes>> digits{};
-    // Without branches: the compiler does many digits at once.
+    // Without branches, so that the compiler can vectorise the loop.
     const auto digit = [](unsigned value) {
         return static_cast<char>('0' + value + (value > 9) * ('A' - '9' - 1));
     };

@@ -17,13 +17,13 @@ class UUID {
     constexpr UUID() noexcept = default;
     explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
 
-    /// A new version 4 UUID from the system's random source. Throws `std::system_error` when there is none.
+    /// Returns a new UUID of version 4. Throws `std::system_error` if the system has no random numbers.
     [[nodiscard]] static UUID random();
 
-    /// Reads the 36-character form, in either letter case; anything else, white space included, is no UUID.
+    /// Parses the form of 36 characters, in any letter case. No value for anything else.
     [[nodiscard]] static std::optional<UUID> parse(std::string_view text);
 
-    /// The 36-character form in upper case.
+    /// Returns the form of 36 characters in upper case.
     [[nodiscard]] std::string text() const;
     [[nodiscard]] std::array<char, 36> characters() const noexcept;
 

@@ -24,9 +24,10 @@ constexpr std::size_t longestValue = 16 << 20;
 constexpr std::size_t longestMessage = 2000;
 constexpr int binary = 1;
 
+using Parameters = ConnectionURI::Parameters;
 using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
 
-/// libpq's messages have several lines, indented ones among them, and a server's any length, even none.
+/// Messages of libpq have several lines, some of them indented. Those of a server have any length, even none.
 std::string joinedLines(std::string_view text) {
     if (text.size() > longestMessage) {
         return joinedLines(text.substr(0, longestMessage)) + "...";
@@ -43,8 +44,8 @@ std::string joinedLines(std::string_view text) {
     return line.empty() ? "the server gives no reason" : line;
 }
 
-/// The SQLSTATE of why no connection was made: the last one in a message of the verbosity PQERRORS_VERBOSE,
-/// as in "FATAL:  57P03: the database system is starting up", or one for what libpq alone has found out.
+/// The SQLSTATE of a failed connection: the last one in a message of the verbosity PQERRORS_VERBOSE, as in
+/// "FATAL:  57P03: the database system is starting up", or a suitable one if the message is libpq's own.
 std::string codeOfFailure(PGconn* connection) {
     constexpr std::string_view mark = ":  ";
     constexpr std::size_t codeSize = 5;
@@ -57,7 +58,7 @@ std::string codeOfFailure(PGconn* connection) {
             return std::string(code);
         }
     }
-    // There is no server now of the kind that `target_session_attrs` asks for.
+    // libpq found no server of the kind that `target_session_attrs` asks for.
     const bool isOther = message.find("session is ") != std::string_view::npos ||
                          message.find("hot standby mode") != std::string_view::npos;
     return PQconnectionNeedsPassword(connection) != 0 ? "28P01" : isOther ? "57P03" : "";
@@ -74,21 +75,21 @@ Error errorIn(const PGresult* result) {
             field(result, PG_DIAG_SEVERITY_NONLOCALIZED) != "ERROR"};
 }
 
-/// The word by which a server names a statement that it has run.
+/// The first word of a statement, which also begins the tag of the server's answer.
 std::string_view firstWord(std::string_view statement) {
     constexpr std::string_view space = " \n";
     statement.remove_prefix(std::min(statement.find_first_not_of(space), statement.size()));
     return statement.substr(0, statement.find_first_of(space));
 }
 
-/// The statements that tell how many rows they concern.
+/// The statements whose tag tells how many rows they concern.
 constexpr std::array countingCommands = {"SELECT", "INSERT", "UPDATE", "DELETE"};
 
-/// All parameters of a connection, those from the environment and the service file included.
-Location::Parameters parametersOf(PGconn* connection) {
+/// All parameters of a connection, including those from the environment and the service file.
+Parameters parametersOf(PGconn* connection) {
     const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection),
                                                                                PQconninfoFree);
-    Location::Parameters parameters;
+    Parameters parameters;
     for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr; ++option) {
         if (option->val != nullptr) {
             parameters.emplace(option->keyword, option->val);
@@ -99,15 +100,16 @@ Location::Parameters parametersOf(PGconn* connection) {
 
 constexpr auto channelBinding = "channel_binding";
 constexpr auto channelBindingHelp =
-    "a password goes to another machine only if that proves who it is: by a certificate for its name, with "
-    "sslmode=verify-full in the URI or the service file, or, as was tried, by knowing the password, through "
-    "SCRAM with channel binding; channel_binding=disable permits to tell it to anyone who answers there; a "
-    "pooler, which cannot bind the channel, needs sslmode=verify-full or channel_binding=disable";
+    "a password is sent to another machine only if that proves its identity: by a certificate for its "
+    "name, with sslmode=verify-full in the URI or the service file, or, as was tried, by knowing the "
+    "password, through SCRAM with channel binding; channel_binding=disable permits to send it to anyone who "
+    "answers there; a pooler, which cannot bind the channel, needs sslmode=verify-full or "
+    "channel_binding=disable";
 
-/// The parameters that list hosts, each as many as the others, or one for all.
+/// The parameters that list hosts: each has one entry for every host, or one for all.
 constexpr std::array hostLists = {"host", "hostaddr", "port"};
 
-std::ptrdiff_t hostCount(const Location::Parameters& parameters) {
+std::ptrdiff_t hostCount(const Parameters& parameters) {
     std::ptrdiff_t commas = 0;
     for (const char* const list : hostLists) {
         if (const auto found = parameters.find(list); found != parameters.end()) {
@@ -117,7 +119,7 @@ std::ptrdiff_t hostCount(const Location::Parameters& parameters) {
     return commas + 1;
 }
 
-void dropFirstHost(Location::Parameters& parameters) {
+void dropFirstHost(Parameters& parameters) {
     for (const char* const list : hostLists) {
         std::string& hosts = parameters[list];
         if (const std::size_t comma = hosts.find(','); comma != std::string::npos) {
@@ -126,7 +128,7 @@ void dropFirstHost(Location::Parameters& parameters) {
     }
 }
 
-/// Says whether what is said to the current host stays on this machine.
+/// Returns true if the current host is this machine.
 bool isOnThisMachine(const PGconn* connection) {
     const char* const address = PQhostaddr(connection);
     if (*address == '\0') {
@@ -140,19 +142,20 @@ bool isOnThisMachine(const PGconn* connection) {
            (inet_pton(AF_INET6, address, &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6));
 }
 
-/// Says whether libpq would tell the password to anyone who answers at the address of the current host.
-/// `parameters` are all of the connection. `channel_binding=prefer` is the default, and nobody's decision.
-bool tellsAnyone(const PGconn* connection, const Location::Parameters& parameters) {
-    const auto is = [&](const char* keyword, std::string_view value) {
-        const auto found = parameters.find(keyword);
-        return found != parameters.end() && found->second == value;
-    };
-    return *PQpass(connection) != '\0' && !isOnThisMachine(connection) && !is("sslmode", "verify-full") &&
-           is(channelBinding, "prefer");
+bool has(const Parameters& parameters, const char* keyword, std::string_view value) {
+    const auto found = parameters.find(keyword);
+    return found != parameters.end() && found->second == value;
 }
 
-/// How long one host is given to let the client in.
-steady_clock::duration patience(const Location::Parameters& parameters) {
+/// Returns true if libpq would send the password to anyone who answers at the address of the current host.
+/// `channel_binding=prefer` is the default of libpq, so the user has not decided.
+bool sendsPasswordToAnyone(const PGconn* connection, const Parameters& parameters) {
+    return *PQpass(connection) != '\0' && !isOnThisMachine(connection) &&
+           !has(parameters, "sslmode", "verify-full") && has(parameters, channelBinding, "prefer");
+}
+
+/// The time that one host has for accepting the client.
+steady_clock::duration patience(const Parameters& parameters) {
     const auto found = parameters.find("connect_timeout");
     if (found == parameters.end()) {
         return std::chrono::seconds(30);
@@ -239,25 +242,32 @@ Async<void> Connection::wait(Event event) {
     }
 }
 
-Async<void> Connection::open(const Location& location, Deadline deadline, ErrorText errorText) {
-    Location::Parameters parameters = location.parameters();
+Async<void> Connection::open(const ConnectionURI& uri, Deadline deadline, ErrorText errorText) {
+    Parameters parameters = uri.parameters();
     while (true) {
+        start(parameters, errorText);
+        const Parameters all = parametersOf(connection_.get());
+        const auto now = steady_clock::now();
+        deadline_ = now + std::min(patience(all), (deadline - now) / hostCount(all));
         try {
-            Location::Parameters these = parameters;
-            co_await connect(std::move(these), deadline, errorText);
-            co_return;
+            const bool isAccepted = co_await handshake(all);
+            if (isAccepted) {
+                deadline_ = deadline;
+                co_return;
+            }
+            parameters[channelBinding] = "require";
         } catch (const Timeout&) {
-            // libpq would not go on to the next host by itself.
-            parameters = parametersOf(connection_.get());
-            if (hostCount(parameters) == 1 || steady_clock::now() >= deadline) {
+            // libpq itself would not go on to the next host.
+            if (hostCount(all) == 1 || steady_clock::now() >= deadline) {
                 throw;
             }
+            parameters = all;
             dropFirstHost(parameters);
         }
     }
 }
 
-Async<void> Connection::connect(Location::Parameters parameters, Deadline deadline, ErrorText errorText) {
+void Connection::start(const Parameters& parameters, ErrorText errorText) {
     std::vector<const char*> keywords;
     std::vector<const char*> values;
     for (const auto& [keyword, value] : parameters) {
@@ -271,131 +281,165 @@ Async<void> Connection::connect(Location::Parameters parameters, Deadline deadli
     if (connection == nullptr) {
         throw std::bad_alloc();
     }
-    // libpq would wait inside a call for a server that takes nothing.
+    // Otherwise libpq blocks inside a call if the server does not read.
     PQsetnonblocking(connection, 1);
     PQsetErrorVerbosity(connection, errorText == ErrorText::code ? PQERRORS_VERBOSE : PQERRORS_TERSE);
-    // Notices of the server are not for standard error.
+    // By default, libpq prints notices to standard error.
     PQsetNoticeReceiver(
         connection,
         [](void* notice, const PGresult* result) {
             *static_cast<std::string*>(notice) = field(result, PG_DIAG_MESSAGE_PRIMARY);
         },
         &notice_);
-    const Location::Parameters all = parametersOf(connection);
-    const auto now = steady_clock::now();
-    deadline_ = now + std::min(patience(all), (deadline - now) / hostCount(all));
+}
+
+Async<bool> Connection::handshake(const Parameters& parameters) {
+    PGconn* const connection = connection_.get();
     auto next = PQstatus(connection) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
     while (next != PGRES_POLLING_OK) {
         if (next == PGRES_POLLING_FAILED) {
             std::string message = PQerrorMessage(connection);
-            if (parameters.contains(channelBinding) && message.find("channel binding") != std::string::npos) {
+            if (has(parameters, channelBinding, "require") &&
+                message.find("channel binding") != std::string::npos) {
                 message += channelBindingHelp;
             }
             throw Error(codeOfFailure(connection), message, true);
         }
-        // libpq returns between turning to a host and telling it anything.
-        if (tellsAnyone(connection, all)) {
-            parameters[channelBinding] = "require";
-            co_await connect(std::move(parameters), deadline, errorText);
-            co_return;
+        // libpq goes from host to host by itself, but returns before it sends anything to the next one.
+        if (sendsPasswordToAnyone(connection, parameters)) {
+            co_return false;
         }
         co_await wait(next == PGRES_POLLING_READING ? Event::readable : Event::writable);
         next = PQconnectPoll(connection);
     }
-    deadline_ = deadline;
+    co_return true;
 }
 
 bool Connection::isOpen() {
     PGconn* const connection = connection_.get();
-    // Also not after an operation that was given up in the middle.
+    // A transaction is open after an operation that was cancelled.
     if (PQstatus(connection) != CONNECTION_OK || PQtransactionStatus(connection) != PQTRANS_IDLE) {
         return false;
     }
-    // Nothing is due. What comes may be the last words of a server that has left, and need not have an end.
+    // Input is not expected now. It may be an endless message of a server that shuts down, so it is not read.
     pollfd input{.fd = PQsocket(connection), .events = POLLIN, .revents = 0};
     return poll(&input, 1, 0) == 0;
 }
 
-std::int64_t Connection::check(const Answer& answer, const pg_result* result, std::int64_t rows) {
-    const ExecStatusType status = PQresultStatus(result);
-    const bool isRow = status == PGRES_SINGLE_TUPLE;
-    if (!isRow && status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
-        refuseAnswer(answer.command, status == PGRES_EMPTY_QUERY ? "nothing" : PQresStatus(status));
-    }
-    if (PQnfields(result) != answer.columns || (status == PGRES_COMMAND_OK) != (answer.columns == 0)) {
-        refuseAnswer(answer.command, std::to_string(PQnfields(result)) + " columns");
-    }
-    std::int64_t count = rows + 1;
-    if (!isRow) {
-        const std::string_view tag = PQcmdStatus(const_cast<PGresult*>(result));
-        const std::string_view command = tag.substr(0, tag.find(' '));
-        if (command == "ROLLBACK" && command != answer.command) {
-            throw Error("", "the server undid the transaction", false);
-        }
-        const auto number = parseNumber<std::int64_t>(PQcmdTuples(const_cast<PGresult*>(result)));
-        const bool counts = std::ranges::find(countingCommands, answer.command) != countingCommands.end();
-        count = number.value_or(0);
-        if (command != answer.command || number.has_value() != counts ||
-            (answer.columns > 0 && count != rows)) {
-            refuseAnswer(answer.command, inQuotes(tag));
-        }
-    }
-    if (count > answer.mostRows) {
-        refuseAnswer(answer.command, "more rows than there can be");
-    }
-    return count;
-}
+/// The answers that a server has to give to the statements that were sent to it together.
+class Connection::Answers {
+  public:
+    struct Answer {
+        std::string_view command;
+        int columns = 0;
+        std::int64_t mostRows = std::numeric_limits<std::int64_t>::max();
+    };
 
-Async<std::int64_t> Connection::receive(std::vector<Answer> answers, RowHandler handler) {
-    PGconn* const connection = connection_.get();
-    PQsetSingleRowMode(connection);
-    int unsent = PQflush(connection);
-    for (; unsent == 1; unsent = PQflush(connection)) {
-        co_await wait(Event::writable);
-    }
-    // Where sending has failed, the server may have said why.
-    std::int64_t count = 0;
-    std::int64_t rows = 0;
-    auto answer = answers.begin();
-    std::optional<Error> failure;
-    while (true) {
-        while (PQisBusy(connection) != 0) {
-            co_await wait(Event::readable);
-            if (PQconsumeInput(connection) == 0) {
-                fail();
-            }
-        }
-        const Result result(PQgetResult(connection), PQclear);
-        if (!result && failure) {
-            throw *failure;
-        }
-        if (!result && answer != answers.end()) {
-            refuseAnswer(answer->command, "nothing");
-        }
-        if (!result) {
-            co_return count;
-        }
-        const ExecStatusType status = PQresultStatus(result.get());
+    /// The rows of the last answer are passed to `handler`.
+    Answers(std::vector<Answer> expected, RowHandler handler)
+        : expected_(std::move(expected)), handler_(std::move(handler)) {}
+
+    /// Checks a result and passes on its row.
+    void take(const pg_result* result) {
+        const ExecStatusType status = PQresultStatus(result);
         if (status == PGRES_FATAL_ERROR) {
-            failure = errorIn(result.get());
-            if (failure->endsConnection()) {
-                throw *failure;
+            failure_ = errorIn(result);
+            if (failure_->endsConnection()) {
+                throw *failure_;
             }
-            continue;
+            return;
         }
-        if (failure || answer == answers.end()) {
-            refuseAnswer(answers.back().command, "more than one answer");
+        if (failure_ || current_ == expected_.end()) {
+            refuseAnswer(expected_.back().command, "more than one answer");
         }
-        count = check(*answer, result.get(), rows);
+        count_ = check(*current_, result, rows_);
         if (status == PGRES_SINGLE_TUPLE) {
-            rows = count;
-            if (handler && answer + 1 == answers.end()) {
-                handler(Row(result.get()));
+            rows_ = count_;
+            if (handler_ && current_ + 1 == expected_.end()) {
+                handler_(Row(result));
             }
         } else {
-            rows = 0;
-            ++answer;
+            rows_ = 0;
+            ++current_;
         }
+    }
+
+    /// Called when the server has nothing to add. Throws its error, or returns how many rows the last answer
+    /// concerns.
+    [[nodiscard]] std::int64_t end() const {
+        if (failure_) {
+            throw *failure_;
+        }
+        if (current_ != expected_.end()) {
+            refuseAnswer(current_->command, "nothing");
+        }
+        return count_;
+    }
+
+  private:
+    /// Returns the number of rows including this result, which follows `rows` of the same answer.
+    static std::int64_t check(const Answer& answer, const pg_result* result, std::int64_t rows) {
+        const ExecStatusType status = PQresultStatus(result);
+        const bool isRow = status == PGRES_SINGLE_TUPLE;
+        if (!isRow && status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
+            refuseAnswer(answer.command, status == PGRES_EMPTY_QUERY ? "nothing" : PQresStatus(status));
+        }
+        if (PQnfields(result) != answer.columns || (status == PGRES_COMMAND_OK) != (answer.columns == 0)) {
+            refuseAnswer(answer.command, std::to_string(PQnfields(result)) + " columns");
+        }
+        std::int64_t count = rows + 1;
+        if (!isRow) {
+            const std::string_view tag = PQcmdStatus(const_cast<PGresult*>(result));
+            const std::string_view command = tag.substr(0, tag.find(' '));
+            if (command == "ROLLBACK" && command != answer.command) {
+                throw Error("", "the server undid the transaction", false);
+            }
+            const auto number = parseNumber<std::int64_t>(PQcmdTuples(const_cast<PGresult*>(result)));
+            const bool counts = std::ranges::find(countingCommands, answer.command) != countingCommands.end();
+            count = number.value_or(0);
+            if (command != answer.command || number.has_value() != counts ||
+                (answer.columns > 0 && count != rows)) {
+                refuseAnswer(answer.command, inQuotes(tag));
+            }
+        }
+        if (count > answer.mostRows) {
+            refuseAnswer(answer.command, "more rows than there can be");
+        }
+        return count;
+    }
+
+    std::vector<Answer> expected_;
+    RowHandler handler_;
+    std::vector<Answer>::const_iterator current_ = expected_.begin();
+    /// Rows of the current answer so far.
+    std::int64_t rows_ = 0;
+    std::int64_t count_ = 0;
+    std::optional<Error> failure_;
+};
+
+Async<void> Connection::readMore() {
+    co_await wait(Event::readable);
+    if (PQconsumeInput(connection_.get()) == 0) {
+        fail();
+    }
+}
+
+Async<std::int64_t> Connection::receive(Answers& answers) {
+    PGconn* const connection = connection_.get();
+    PQsetSingleRowMode(connection);
+    // If sending fails, the server may have said why: its answer is read nevertheless.
+    while (PQflush(connection) == 1) {
+        co_await wait(Event::writable);
+    }
+    while (true) {
+        while (PQisBusy(connection) != 0) {
+            co_await readMore();
+        }
+        const Result result(PQgetResult(connection), PQclear);
+        if (!result) {
+            co_return answers.end();
+        }
+        answers.take(result.get());
     }
 }
 
@@ -405,19 +449,20 @@ Async<void> Connection::execute(std::string_view statements) {
 }
 
 Async<void> Connection::execute(std::string_view statements, Rows last) {
-    std::vector<Answer> answers;
+    std::vector<Answers::Answer> expected;
     for (std::string_view rest = statements; !rest.empty();) {
         const std::string_view statement = rest.substr(0, rest.find(';'));
         rest.remove_prefix(std::min(statement.size() + 1, rest.size()));
         if (const std::string_view command = firstWord(statement); !command.empty()) {
-            answers.push_back({.command = command, .columns = command == "SELECT" ? 1 : 0});
+            expected.push_back({.command = command, .columns = command == "SELECT" ? 1 : 0});
         }
     }
-    answers.back().mostRows = last.most;
+    expected.back().mostRows = last.most;
     if (PQsendQuery(connection_.get(), std::string(statements).c_str()) == 0) {
         fail();
     }
-    co_await receive(std::move(answers), std::move(last.handler));
+    Answers answers(std::move(expected), std::move(last.handler));
+    co_await receive(answers);
 }
 
 Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Parameter> parameters,
@@ -436,9 +481,9 @@ Async<std::int64_t> Connection::run(std::string_view statement, std::vector<Para
                           formats.data(), binary) == 0) {
         fail();
     }
-    std::vector<Answer> answers{
-        {.command = firstWord(statement), .columns = rows.columns, .mostRows = rows.most}};
-    co_return co_await receive(std::move(answers), std::move(rows.handler));
+    Answers answers({{.command = firstWord(statement), .columns = rows.columns, .mostRows = rows.most}},
+                    std::move(rows.handler));
+    co_return co_await receive(answers);
 }
 
 Async<std::optional<std::int64_t>> Connection::integer(std::string_view statement,
@@ -465,7 +510,7 @@ Async<void> Connection::commit() {
     try {
         co_await execute("COMMIT");
     } catch (const Error& error) {
-        // 40003 and 08007 are what servers that are many machines say.
+        // Clusters report 40003 and 08007: the completion of the statement or transaction is unknown.
         if (!error.endsConnection() && error.code() != "40003" && error.code() != "08007") {
             throw;
         }
@@ -473,7 +518,7 @@ Async<void> Connection::commit() {
     } catch (const std::exception& error) {
         notice_ = error.what();
     }
-    // A warning tells of a standby that has not confirmed the commit.
+    // A warning means that a standby has not confirmed the commit.
     if (!notice_.empty()) {
         throw Error("",
                     "whether the change was made is unknown, since the server was asked to make it lasting "

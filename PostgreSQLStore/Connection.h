@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Foundation/Async.h"
-#include "PostgreSQLStore/Location.h"
+#include "PostgreSQLStore/ConnectionURI.h"
 #include "PostgreSQLStore/Values.h"
 #include <cstdint>
 #include <functional>
@@ -16,17 +16,17 @@
 struct pg_conn;
 struct pg_result;
 
-/// A wall around libpq, whose calls never block but to look up a host's name.
+/// Wraps libpq. Nothing blocks, except that libpq looks up the names of hosts.
 namespace Orvex::PostgreSQL {
 
-/// What the server or libpq reports.
+/// An error that the server or libpq reports.
 class Error : public std::runtime_error {
   public:
     Error(std::string code, const std::string& message, bool endsConnection = false);
 
     /// The SQLSTATE; empty when the server gave none.
     [[nodiscard]] const std::string& code() const noexcept { return code_; }
-    /// Whether nothing more is to be heard from the server, not even what became of a COMMIT.
+    /// True if the server says nothing more, not even whether a COMMIT succeeded.
     [[nodiscard]] bool endsConnection() const noexcept { return endsConnection_; }
 
   private:
@@ -34,18 +34,18 @@ class Error : public std::runtime_error {
     bool endsConnection_;
 };
 
-/// What a server has not done in time.
+/// The server has not answered before the deadline.
 class Timeout : public Error {
   public:
     explicit Timeout(const std::string& message) : Error("", message, true) {}
 };
 
-/// Throws a `std::runtime_error`: no server of the kind answers in this way to a statement that begins with
-/// `command`.
+/// Throws a `std::runtime_error`: a PostgreSQL server does not answer in this way to a statement that begins
+/// with `command`.
 [[noreturn]] void refuseAnswer(std::string_view command, const std::string& answer);
 
-/// A row of a result, which lives no longer than the call that it is passed to. Values are of the type that
-/// `typeOf<T>` says, or a `std::runtime_error` is thrown.
+/// A row of a result, valid during the call that it is passed to. A value that has another type than
+/// `typeOf<T>` is a `std::runtime_error`.
 class Row {
   public:
     explicit Row(const pg_result* result) : result_(result) {}
@@ -60,7 +60,7 @@ class Row {
         return integer(bytes<T>(column));
     }
     [[nodiscard]] double real(int column) const;
-    /// A value of the server's type `text`, which is the same in a binary and a textual answer.
+    /// A value of the server's type `text`. Its bytes are the same in binary and textual results.
     [[nodiscard]] std::string_view text(int column) const;
     [[nodiscard]] std::string columnName(int column) const;
     [[nodiscard]] static std::string literal(const UUID& uuid) { return "'" + uuid.text() + "'"; }
@@ -72,83 +72,78 @@ class Row {
     const pg_result* result_;
 };
 
-/// A session with a server. After an `Error` that does not end it, it can be used on, and a transaction must
-/// be rolled back; after another exception it must be closed. What is not committed when it is closed, the
-/// server undoes.
+/// A session with a server. After an `Error` that does not end the connection, roll back the transaction;
+/// after any other exception, close the connection. The server rolls back an open transaction when the
+/// connection is closed.
 class Connection {
   public:
     using Deadline = EventLoop::TimePoint;
     static constexpr Deadline never = EventLoop::never;
     using RowHandler = std::function<void(const Row&)>;
 
-    /// The rows that a statement finds or changes: how many there can be, and, where it hands them over, to
-    /// what and with how many columns.
+    /// The rows that a statement finds or changes: at most how many, and how many columns those that are
+    /// passed to `handler` have.
     struct Rows {
         int columns = 0;
         std::int64_t most = std::numeric_limits<std::int64_t>::max();
         RowHandler handler = {};
     };
 
-    /// The text of an error in `open`. With `code`, it has the SQLSTATE and the place in the server's sources
-    /// as well, and `Error::code()` is known.
+    /// The text of an error in `open`. `code` adds the SQLSTATE and the location in the server's sources, and
+    /// sets `Error::code()`.
     enum class ErrorText { sentence, code };
 
     Connection() = default;
 
-    /// Connects to the first host that lets the client in. A password goes to another machine only if that
-    /// proves who it is, by a certificate or by SCRAM with channel binding (RFC 5802), unless the parameter
-    /// `channel_binding` says otherwise. Each has its share of the time until `deadline`,
-    /// and no more than the connection's own `connect_timeout`, or 30 seconds.
-    Async<void> open(const Location& location, Deadline deadline, ErrorText errorText);
+    /// Connects to the first host that accepts the client. The password is sent to another machine only if
+    /// that proves its identity, by a certificate or by SCRAM with channel binding (RFC 5802), unless the
+    /// parameter `channel_binding` permits more. Each host gets an equal share of the time until `deadline`,
+    /// and at most the `connect_timeout` of the parameters, by default 30 seconds.
+    Async<void> open(const ConnectionURI& uri, Deadline deadline, ErrorText errorText);
 
-    /// Whether it has been opened, waits for statements, and the server has not ended it meanwhile.
+    /// True if the connection was opened, runs no statement or transaction, and the server has not closed it.
     [[nodiscard]] bool isOpen();
     void close() { connection_.reset(); }
 
-    /// From then on, waiting for the server ends with a `Timeout`.
+    /// Waits for the server throw a `Timeout` from this time on.
     void setDeadline(Deadline deadline) { deadline_ = deadline; }
 
-    // Each of these throws a `std::runtime_error` when the server's answer is not of the kind that the
-    // statement has, by its first word.
+    // These throw a `std::runtime_error` if the server's answer does not suit the statement's first word.
 
-    /// Runs statements that have no parameters and no rows of interest; a SELECT has one column. A ";" stands
-    /// nowhere but between them.
+    /// Runs statements without parameters and ignores their rows. They are separated by ";", which must not
+    /// occur elsewhere. A SELECT has one column.
     Async<void> execute(std::string_view statements);
-    /// The same, and hands over the rows of the last one, a SELECT, whose values have their textual form.
+    /// The same. Passes on the rows of the last statement, a SELECT, with values in their textual form.
     Async<void> execute(std::string_view statements, Rows last);
-    /// Runs a statement and hands over its rows as they arrive. Returns how many rows it found or changed.
+    /// Runs a statement and passes on its rows as they arrive. Returns how many rows it found or changed.
     Async<std::int64_t> run(std::string_view statement, std::vector<Parameter> parameters, Rows rows);
-    /// Runs a statement that finds at most one row, of one integer, and returns that.
+    /// Runs a statement that finds at most one row, and returns the integer in it.
     Async<std::optional<std::int64_t>> integer(std::string_view statement, std::vector<Parameter> parameters);
-    /// The same of a statement without parameters that always finds one.
+    /// The same for a statement without parameters that always finds a row.
     Async<std::int64_t> oneInteger(std::string_view statement);
-    /// Makes the changes of a transaction lasting, or throws an `Error` that says that this is unknown.
+    /// Commits. If it is unknown whether the server has done that, throws an `Error` that says so.
     Async<void> commit();
 
   private:
-    /// The answer that a statement has to have.
-    struct Answer {
-        std::string_view command;
-        int columns = 0;
-        std::int64_t mostRows = std::numeric_limits<std::int64_t>::max();
-    };
+    class Answers;
     struct Finisher {
         void operator()(pg_conn* connection) const noexcept;
     };
 
-    Async<void> connect(Location::Parameters parameters, Deadline deadline, ErrorText errorText);
+    void start(const ConnectionURI::Parameters& parameters, ErrorText errorText);
+    /// Takes libpq's steps until a host has accepted the client. Returns false before the password would be
+    /// sent to a machine that does not prove its identity.
+    Async<bool> handshake(const ConnectionURI::Parameters& parameters);
     Async<void> wait(EventLoop::Event event);
-    /// Receives the answers to what was sent, and hands over the rows of the last one. Returns how many rows
-    /// the last one concerns.
-    Async<std::int64_t> receive(std::vector<Answer> answers, RowHandler handler);
-    /// Returns how many rows there are with this result, behind `rows` of the same answer.
-    static std::int64_t check(const Answer& answer, const pg_result* result, std::int64_t rows);
+    Async<void> readMore();
+    /// Receives the answers to the statements that were sent. Returns how many rows the last one concerns.
+    Async<std::int64_t> receive(Answers& answers);
     [[noreturn]] void fail();
     [[noreturn]] static void failLate();
 
     std::unique_ptr<pg_conn, Finisher> connection_;
     Deadline deadline_ = never;
-    /// What the server said last by the way.
+    /// The server's last notice, such as a warning.
     std::string notice_;
 };
 

@@ -17,8 +17,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-/// A statement of `MessageTable` in the server's words: its parameters, and the one table that it is about.
-std::string inServersWords(std::string_view statement) {
+/// Translates a statement of `MessageTable`: its parameters, and the name of its only table.
+std::string translated(std::string_view statement) {
     std::string changed(statement);
     std::replace(changed.begin(), changed.end(), '?', '$');
     for (const std::string_view table : {" messages ", " settings "}) {
@@ -51,12 +51,42 @@ std::string causeOf(const PostgreSQL::Error& error) {
     return text;
 }
 
-/// The text without the places in the server's sources that the verbose form tells.
+/// Removes the places in the server's sources, which the verbose form of an error contains.
 std::string withoutLocations(std::string text) {
     for (std::size_t at = 0; (at = text.find("; LOCATION:", at)) != std::string::npos;) {
         text.erase(at, std::min(text.find("; ", at + 1), text.size()) - at);
     }
     return text;
+}
+
+/// Yields an `AccountStatus` by the rights of the user.
+constexpr std::string_view accountStatusQuery = R"sql(
+    SELECT CASE
+        WHEN NOT (has_table_privilege(messages, 'SELECT') AND has_table_privilege(settings, 'SELECT')) THEN 2
+        WHEN current_setting('default_transaction_read_only') = 'off' AND NOT pg_is_in_recovery() AND coalesce(
+            has_table_privilege(messages, 'INSERT')
+                AND has_table_privilege(messages, 'UPDATE')
+                AND has_table_privilege(messages, 'DELETE')
+                AND has_table_privilege(settings, 'UPDATE'),
+            has_schema_privilege(to_regnamespace('orvex'), 'CREATE'),
+            has_database_privilege(current_database(), 'CREATE')) THEN 1
+        ELSE 3 END :: bigint
+    FROM to_regclass('orvex.messages') messages, to_regclass('orvex.settings') settings)sql";
+
+using MessageList = std::vector<StoredMessage>;
+
+/// A list of unknown length grows in parts of this size: a growing vector would need memory for two lists.
+constexpr std::size_t partSize = 1 << 16;
+
+/// Moves all messages into one list, and frees each part after that.
+MessageList joined(std::vector<MessageList> parts) {
+    MessageList messages = std::move(parts.front());
+    messages.reserve((parts.size() - 1) * partSize + parts.back().size());
+    for (auto part = parts.begin() + 1; part != parts.end(); ++part) {
+        std::ranges::move(*part, std::back_inserter(messages));
+        *part = MessageList(); // frees the memory, which `clear` keeps
+    }
+    return messages;
 }
 
 AccountStatus statusOf(const PostgreSQL::Error& error) {
@@ -71,7 +101,7 @@ AccountStatus statusOf(const PostgreSQL::Error& error) {
 
 void PostgreSQLMessageStore::rethrowExplained(const char* attempt) {
     connection_.close();
-    Orvex::rethrowExplained(attempt, inQuotes(location_.name()), causeOf, [](const std::string& condition) {
+    Orvex::rethrowExplained(attempt, inQuotes(uri_.name()), causeOf, [](const std::string& condition) {
         return ", run in psql: DELETE FROM orvex.messages WHERE " + condition;
     });
 }
@@ -81,7 +111,7 @@ Async<void> PostgreSQLMessageStore::connect(Connection::Deadline deadline, Conne
         co_return;
     }
     hasStore_ = false;
-    co_await connection_.open(location_, deadline, errorText);
+    co_await connection_.open(uri_, deadline, errorText);
 }
 
 template <class T>
@@ -145,18 +175,7 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
         co_await connect(deadline, Connection::ErrorText::code);
         connection_.setDeadline(deadline);
         hasStore_ = co_await beginRead(connection_, true) && hasStore_;
-        const std::int64_t found = co_await connection_.oneInteger(R"sql(
-            SELECT CASE
-                WHEN NOT (has_table_privilege(messages, 'SELECT') AND has_table_privilege(settings, 'SELECT')) THEN 2
-                WHEN current_setting('default_transaction_read_only') = 'off' AND NOT pg_is_in_recovery() AND coalesce(
-                    has_table_privilege(messages, 'INSERT')
-                        AND has_table_privilege(messages, 'UPDATE')
-                        AND has_table_privilege(messages, 'DELETE')
-                        AND has_table_privilege(settings, 'UPDATE'),
-                    has_schema_privilege(to_regnamespace('orvex'), 'CREATE'),
-                    has_database_privilege(current_database(), 'CREATE')) THEN 1
-                ELSE 3 END :: bigint
-            FROM to_regclass('orvex.messages') messages, to_regclass('orvex.settings') settings)sql");
+        const std::int64_t found = co_await connection_.oneInteger(accountStatusQuery);
         co_await connection_.execute("COMMIT");
         status = static_cast<AccountStatus>(found);
         if (status != AccountStatus::signedIn && status != AccountStatus::noAccount &&
@@ -170,7 +189,7 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
     } catch (const PostgreSQL::Error& error) {
         status = statusOf(error);
         if (status == AccountStatus::couldNotDetermine) {
-            report("cannot determine the account status by the message store " + inQuotes(location_.name()) +
+            report("cannot determine the account status by the message store " + inQuotes(uri_.name()) +
                    ": " + withoutLocations(causeOf(error)));
         }
     } catch (const std::exception&) {
@@ -182,12 +201,9 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_view rest,
                                                                  Parameters parameters) {
-    const std::string query = inServersWords(selectStatement(rest));
+    const std::string query = translated(selectStatement(rest));
     constexpr int columns = 1 + static_cast<int>(messageColumns.size());
-    // A vector is there twice while it grows: so parts of the list grow, and each is let go when it has
-    // moved.
-    constexpr std::size_t partSize = 1 << 16;
-    std::vector<std::vector<StoredMessage>> parts(1);
+    std::vector<MessageList> parts(1);
     Connection::Rows rows{.columns = columns, .handler = [&parts](const Row& row) {
                               if (parts.back().size() == partSize) {
                                   parts.emplace_back().reserve(partSize);
@@ -195,14 +211,7 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_vie
                               appendMessageFromRow(parts.back(), row);
                           }};
     co_await connection_.run(query, std::move(parameters), std::move(rows));
-    std::vector<StoredMessage> messages = std::move(parts.front());
-    messages.reserve((parts.size() - 1) * partSize + parts.back().size());
-    for (auto part = parts.begin() + 1; part != parts.end(); ++part) {
-        std::vector<StoredMessage> moved = std::move(*part);
-        messages.insert(messages.end(), std::make_move_iterator(moved.begin()),
-                        std::make_move_iterator(moved.end()));
-    }
-    co_return messages;
+    co_return joined(std::move(parts));
 }
 
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::messages(std::vector<UUID> recordUUIDs) {
@@ -245,7 +254,7 @@ Async<std::vector<StoredMessage>> PostgreSQLMessageStore::voicemailMessages(Mess
 
 Async<std::int32_t> PostgreSQLMessageStore::takeNextVoicemailID() {
     Parameters none;
-    const std::string statement = inServersWords(takeVoicemailIDStatement);
+    const std::string statement = translated(takeVoicemailIDStatement);
     co_return checkedVoicemailID(co_await connection_.integer(statement, std::move(none)));
 }
 
@@ -254,7 +263,7 @@ Async<StoredMessage> PostgreSQLMessageStore::insert(StoredMessage message) {
     if (isVoicemail(message)) {
         message.voicemailID = co_await takeNextVoicemailID();
     }
-    const std::string statement = inServersWords(insertStatement());
+    const std::string statement = translated(insertStatement());
     Parameters values = withValues(message, [](const auto&... each) { return parameters(each...); });
     Connection::Rows one{.most = 1};
     if (co_await connection_.run(statement, std::move(values), std::move(one)) == 0) {
@@ -268,8 +277,8 @@ Async<StoredMessage> PostgreSQLMessageStore::saveMessage(StoredMessage message) 
 }
 
 Async<void> PostgreSQLMessageStore::applyAll(std::vector<MessageUpdate> updates) {
-    const std::string find = inServersWords(findNewVoicemailStatement);
-    const std::string statement = inServersWords(updateStatement());
+    const std::string find = translated(findNewVoicemailStatement);
+    const std::string statement = translated(updateStatement());
     for (const MessageUpdate& update : updates) {
         std::optional<std::int32_t> newVoicemailID;
         Parameters which = parameters(update.recordUUID);

@@ -2,27 +2,26 @@
 
 #include "Orvex/store/MessageStore.h"
 #include "PostgreSQLStore/Connection.h"
-#include "PostgreSQLStore/Location.h"
+#include "PostgreSQLStore/ConnectionURI.h"
 #include <string_view>
 
 namespace Orvex {
 
-/// A message store that many machines share, in the schema `orvex` of a database on a PostgreSQL server.
-/// Nothing is connected before the first operation; reading makes no store, the first change makes it.
-/// Operations are awaited one after another, on any event loop. After an error, the next operation connects
-/// anew.
+/// A message store that many machines share, in the schema `orvex` of a database on a PostgreSQL server. The
+/// first operation connects, and the first change creates the store; reading an absent store finds it empty.
+/// Await one operation after another, on any event loop. After an error, the next operation connects again.
 class PostgreSQLMessageStore final : public MessageStore {
   public:
-    /// Takes a connection URI of libpq. Throws `MessageStoreError` when it is none.
-    explicit PostgreSQLMessageStore(std::string_view uri) : location_(uri) {}
+    /// Takes a connection URI of libpq. Throws `MessageStoreError` if it is not one.
+    explicit PostgreSQLMessageStore(std::string_view uri) : uri_(uri) {}
 
     Async<bool> isTranscriptionEnabled() override;
     Async<std::int64_t> messageCount() override;
-    /// `signedIn` when the user may change the store, `restricted` when only read it, `noAccount` when not
-    /// even that, or when the server refuses the user or wants a password that is nowhere,
-    /// `temporarilyUnavailable` when it is starting, stopping or in recovery, or no host is of the kind that
-    /// is asked for, `waiting` when none has answered within two seconds, and `couldNotDetermine` for
-    /// anything else.
+    /// `signedIn`: the user may change the store. `restricted`: the user may only read it. `noAccount`: the
+    /// user may not read it, the server refuses the user, or no password is known.
+    /// `temporarilyUnavailable`: the server is starting, stopping or in recovery, or no host is of the
+    /// requested kind. `waiting`: no host has answered within two seconds. `couldNotDetermine`: anything
+    /// else.
     Async<AccountStatus> accountStatus() override;
 
     Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) override;
@@ -42,20 +41,20 @@ class PostgreSQLMessageStore final : public MessageStore {
     using Connection = PostgreSQL::Connection;
     using Parameters = std::vector<PostgreSQL::Parameter>;
 
-    /// Runs an operation on the store; where there is none, yields what is found in an empty one. `attempt`
-    /// says what it does, as in "count the messages".
+    /// Runs an operation on the store, or returns `inEmptyStore` if the store is absent. `attempt` describes
+    /// the operation in errors, as in "count the messages".
     template <class T>
     Async<T> read(const char* attempt, Async<T> operation, T inEmptyStore = T());
-    /// The same for an operation that changes something, all of it or nothing; makes the store where there is
-    /// none.
+    /// The same for an operation that changes something, as a whole or not at all. Creates an absent
+    /// store.
     template <class T>
     Async<T> write(const char* attempt, Async<T> operation);
-    /// Throws the exception being handled as a `MessageStoreError`, and lets the connection go.
+    /// Throws the exception being handled as a `MessageStoreError`, and closes the connection.
     [[noreturn]] void rethrowExplained(const char* attempt);
 
     Async<void> connect(Connection::Deadline deadline, Connection::ErrorText errorText);
 
-    // The operations, the changes within a transaction.
+    // The operations, to be run within a transaction.
     Async<std::vector<StoredMessage>> select(std::string_view rest, Parameters parameters);
     Async<std::int64_t> count();
     Async<bool> isEnabled();
@@ -64,9 +63,9 @@ class PostgreSQLMessageStore final : public MessageStore {
     Async<void> applyAll(std::vector<MessageUpdate> updates);
     Async<void> remove(std::vector<UUID> recordUUIDs);
 
-    Location location_;
+    ConnectionURI uri_;
     Connection connection_;
-    /// It was found in this session.
+    /// True if this session has found the store and checked its version.
     bool hasStore_ = false;
 };
 

@@ -4,16 +4,15 @@
 
 namespace Orvex {
 
-// `knowsVersion` says that the version of the store was looked up in the same session before. All throw
-// `std::runtime_error` when the database has a store that this version, or this user, cannot use.
+// `knowsVersion` is true if the same session has checked the version of the store before. Both functions
+// throw `std::runtime_error` if this program or this user cannot use the store in the database.
 
-/// Begins a transaction that only reads. Says whether the database has a store; one that is older is brought
-/// up to date.
+/// Begins a read-only transaction and returns true if the database has a store. Migrates an older store
+/// first.
 Async<bool> beginRead(PostgreSQL::Connection& connection, bool knowsVersion);
 
-/// Begins a change, in a store that is made or brought up to date where that is needed: what follows is one
-/// transaction, which sees what the changes before it have made, and no other client changes the store
-/// meanwhile.
+/// Begins a transaction that changes the store. Creates or migrates the store first if necessary. Until the
+/// end of the transaction, no other client changes the store, and the transaction sees all changes before it.
 Async<void> beginChange(PostgreSQL::Connection& connection, bool knowsVersion);
 
 } // namespace Orvex

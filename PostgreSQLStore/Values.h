@@ -15,13 +15,13 @@
 #include <type_traits>
 #include <vector>
 
-/// Values as they go to a server and come from it, in their binary forms.
+/// Conversion of values to and from the binary formats of the server.
 namespace Orvex::PostgreSQL {
 
 inline constexpr std::size_t anySize = 0;
 
-/// A type of the server and that of arrays of it, by their fixed object identifiers, and the size of a value
-/// in bytes.
+/// A type of the server and its array type, by their fixed object identifiers, and the size of a value in
+/// bytes.
 struct ServerType {
     unsigned ofValue;
     unsigned ofArray;
@@ -38,7 +38,7 @@ template <>
 inline constexpr ServerType typeOf<std::int32_t>{23, 1007, 4};
 template <>
 inline constexpr ServerType typeOf<UUID>{2950, 2951, 16};
-/// Bytes, not text: there are handles that no encoding has.
+/// Bytes, since handles need not be valid in any encoding.
 template <>
 inline constexpr ServerType typeOf<std::string>{17, 1001};
 template <>
@@ -53,7 +53,7 @@ inline constexpr ServerType typeOf<Timestamp> = typeOf<std::int64_t>;
 template <RawRepresentable E>
 inline constexpr ServerType typeOf<E>{21, 1005, 2};
 
-/// Integers go in network order.
+/// In network order.
 template <std::signed_integral Integer>
 void appendValue(std::string& out, Integer value) {
     for (std::size_t byte = sizeof value; byte-- > 0;) {
@@ -102,7 +102,8 @@ class Parameter {
     Parameter(const std::vector<T>& values) : type_(typeOf<T>.ofArray), bytes_(std::in_place) {
         const auto count = static_cast<std::int32_t>(values.size());
         const auto elementType = static_cast<std::int32_t>(typeOf<T>.ofValue);
-        // The number of dimensions, no NULLs, the type, the size of the one dimension, and its lowest index.
+        // The number of dimensions, a flag for NULLs, the type, the size of the dimension, and its lowest
+        // index.
         for (const std::int32_t field : {1, 0, elementType, count, 1}) {
             appendValue(*bytes_, field);
         }

@@ -72,7 +72,7 @@ MailRequest MailRequest::parse(const std::string& text) {
                         json.value("messageID", ""),
                         {}};
     if (message.video.find('/') != std::string::npos) {
-        throw std::runtime_error("the video is elsewhere");
+        throw std::runtime_error("its video is not in the entry");
     }
     if (!message.service.empty()) {
         for (const Json& delivery : json.at("deliveries")) {

@@ -17,17 +17,6 @@ struct Entry {
     std::optional<std::string> password{};
 };
 
-void skipLine(std::istream& in) {
-    in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-}
-
-/// An empty line ends a macro.
-void skipMacro(std::istream& in) {
-    std::string line;
-    while (std::getline(in, line) && !line.empty() && line != "\r") {
-    }
-}
-
 std::vector<Entry> entriesIn(const std::string& netrc) {
     std::istringstream in(netrc);
     std::vector<Entry> entries;
@@ -35,9 +24,11 @@ std::vector<Entry> entriesIn(const std::string& netrc) {
     std::string value;
     while (in >> keyword) {
         if (keyword.starts_with('#')) {
-            skipLine(in);
+            in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
         } else if (keyword == "macdef") {
-            skipMacro(in);
+            // An empty line ends a macro.
+            while (std::getline(in, value) && !value.empty() && value != "\r") {
+            }
         } else if (keyword == "default") {
             entries.push_back({.machine = std::nullopt});
         } else if (keyword == "machine" && in >> value) {

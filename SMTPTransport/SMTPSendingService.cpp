@@ -66,7 +66,7 @@ bool hasBadNews(const MailEntry& entry, const std::vector<Delivery>& before) {
 std::string report(const MailEntry& entry) {
     const VideoMessageRequest& request = entry.message.request;
     std::string text = "the video message " + request.recordUUID.text() +
-                       (isAccepted(entry) ? " was accepted" : " was not accepted for everybody");
+                       (isAccepted(entry) ? " was accepted" : " was not accepted for every destination");
     std::string_view separator = ": ";
     for (std::size_t i = 0; i < request.destinationHandles.size(); ++i) {
         const Delivery& delivery = entry.message.deliveries[i];
@@ -76,10 +76,11 @@ std::string report(const MailEntry& entry) {
         separator = ", ";
     }
     if (entry.has(DeliveryState::deferred)) {
-        text += "; what is deferred is tried again when you send it again, or another one by this service";
+        text += "; deferred destinations are retried when you give the same command again, or send another "
+                "message through this service";
     }
     if (entry.has(DeliveryState::unknown)) {
-        text += "; what is unknown may have arrived, so ask before you send it again";
+        text += "; unknown destinations may have received it, so ask before you send it again";
     }
     return text;
 }
@@ -193,7 +194,7 @@ std::optional<MailEntry> SMTPSendingService::continueDeferred(const VideoMessage
         }
         if (!news.empty()) {
             throw SendingServiceError(attempt +
-                                      ", which can be sent again: an earlier one failed first: " + news);
+                                      " yet: an earlier one failed, so send this one again: " + news);
         }
     }
     return same;

@@ -88,7 +88,7 @@ KeyedUnarchiver::Class KeyedUnarchiver::describedClass(const PropertyList::Objec
         for (std::size_t i = 0; i < classes.size(); ++i) {
             chain.push_back(list_.object(classes[i]).text);
         }
-        throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit by way of " +
+        throw ArchiveError("the class " + excerptInQuotes(name) + " claims to inherit through " +
                            bracketed(chain, excerptInQuotes));
     }
     return {.name = name, .chain = classes};

@@ -11,22 +11,22 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 
-// Of a list and what else is done with messages. A list takes some thirty steps for each, which has a hundred
-// bytes or more; 1 MB is listed in some 10 ms, and a message is found by its identifier in 10 µs.
+// Limits for work on messages. A list takes some 30 steps for a message, which has at least 100 bytes.
+// Listing 1 MB takes some 10 ms, finding a message by its identifier 10 µs.
 constexpr std::int64_t anySteps = 1 << 20;
 constexpr std::int64_t stepsPerByte = 4;
 constexpr nanoseconds anyTime = 300ms;
 constexpr nanoseconds timePerByte = 400ns;
 constexpr nanoseconds timePerRun = 1ms;
 
-// Ours takes 100 steps and 0.1 ms, some seven steps for a statement in it.
+// Limits for the schema. Ours takes 100 steps and 0.1 ms, some 7 steps for each statement.
 constexpr int schemaSteps = 2000;
 constexpr nanoseconds schemaTime = 500ms;
 
 // A step may read all the overflow pages of a row, which takes up to 100 ms.
 constexpr int stepsBetweenLooks = 25;
 
-// In bytes. SQLite's page cache takes 2 MB; a text may be in UTF-16.
+// Limits of memory in bytes. SQLite's page cache takes 2 MB; a text may be in UTF-16.
 constexpr std::int64_t anyMemory = 6 << 20;
 constexpr std::int64_t memoryPerByte = 4;
 
@@ -59,7 +59,7 @@ void Budget::limit(sqlite3* database, std::int64_t steps, nanoseconds time) noex
 }
 
 bool Budget::isTimeUp() noexcept {
-    // This clock moves every few milliseconds only, but costs a fiftieth of the other one.
+    // This clock advances every few milliseconds, but reading it costs a fiftieth of the other one.
     const nanoseconds tick = timeOf(CLOCK_MONOTONIC_COARSE);
     if (start_ && tick == lastTick_) {
         return false;

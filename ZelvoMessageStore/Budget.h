@@ -9,39 +9,39 @@ struct sqlite3;
 
 namespace Orvex::SQLite {
 
-/// Limits the work of a connection's statements by how much there is to read. A forged store can have the
-/// same pages read without end, in many steps of SQLite's or in few that take long.
+/// Limits the work of a connection's statements by the size of its file. A forged store can make SQLite read
+/// the same pages endlessly, in many steps or in few long ones.
 class Budget {
   public:
     Budget() = default;
     Budget(const Budget&) = delete;
     Budget& operator=(const Budget&) = delete;
 
-    /// Limits statements from now on as befits so many bytes on the disk: their steps altogether, and the
-    /// processor time of this thread. SQLite interrupts the statement that exceeds it. Must outlive the
-    /// connection.
+    /// Limits the total steps of all statements from now on, and this thread's processor time, for `size`
+    /// bytes on the disk. SQLite interrupts the statement that exceeds a limit. Must outlive the connection.
     void start(sqlite3* database, std::int64_t size) noexcept;
-    /// Limits them to what it takes to parse a store's schema and to look at it.
+    /// Sets limits that suffice for parsing and checking a store's schema.
     void startSchema(sqlite3* database) noexcept;
 
-    /// To be called before each run of a statement. A short run never comes to where SQLite would interrupt
-    /// it, but there may be many. Throws `Error` when the time is up; lets it last a little longer otherwise.
+    /// Call it before each run of a statement: SQLite never interrupts short runs, but there may be many.
+    /// Extends the time by that of a short run, or throws `Error` if the time is up.
     void beginRun();
 
   private:
     void limit(sqlite3* database, std::int64_t steps, std::chrono::nanoseconds time) noexcept;
-    /// Begins with the first look, so that no time counts between two transactions.
+    /// The first call starts the time, so that pauses between transactions do not count.
     [[nodiscard]] bool isTimeUp() noexcept;
 
     std::int64_t stepsLeft_ = 0;
-    /// Of this thread's processor time.
+    /// The limit of this thread's processor time, from `start_` on.
     std::chrono::nanoseconds time_{};
     std::optional<std::chrono::nanoseconds> start_;
     std::chrono::nanoseconds lastTick_{};
 };
 
-/// Limits the memory that SQLite takes while an object lives, of which there is one at a time: a text in a
-/// store of so many bytes on the disk may claim to have gigabytes. The limit is the process's.
+/// Limits the memory that SQLite allocates during the object's life, for a store of `size` bytes on the disk:
+/// a forged text may claim to have gigabytes. The limit is for the whole process, so only one object may
+/// exist at a time.
 class MemoryLimit {
   public:
     explicit MemoryLimit(std::int64_t size) noexcept;
@@ -49,7 +49,7 @@ class MemoryLimit {
     MemoryLimit(const MemoryLimit&) = delete;
     MemoryLimit& operator=(const MemoryLimit&) = delete;
 
-    /// Permits what it takes to save a value of so many bytes, too.
+    /// Adds the memory that saving a value of `size` bytes takes.
     static void raiseFor(std::size_t size) noexcept;
 
   private:

@@ -7,22 +7,23 @@ struct sqlite3;
 
 namespace Orvex::SQLite {
 
-/// A file system for SQLite (`sqlite3_vfs`) in which there is nothing but one store, its rollback journal and
-/// their folder. It stands above the default one, and looks at every file when that is open already, so that
-/// nobody can exchange it after the look.
+/// A file system for SQLite (`sqlite3_vfs`) that contains one store, its rollback journal and their folder.
+/// It calls the default one, and checks every file after opening it, so that nobody can exchange the file
+/// after the check.
 ///
-/// - The folder is opened once; files are opened, looked up and removed in it, wherever its path leads by
-///   then. No link is followed.
-/// - In a folder where everybody may write, both files have to belong to the user or to root. Elsewhere they
-///   may belong to anybody.
-/// - A journal is one by what is in it, and has no second name. Nothing else is removed or written over.
-/// - Whatever else SQLite asks for is refused: a write-ahead log, the file that a super-journal names, a
-///   temporary file.
+/// - It opens the folder once, and opens, looks up and removes files relative to that, even if the folder has
+/// been
+///   moved. It follows no link.
+/// - In a folder that everybody can write, both files must belong to the user or to root; elsewhere to
+/// anybody.
+/// - A journal must have a journal's content and a single name. Nothing else is removed or overwritten.
+/// - It refuses all other requests of SQLite: a write-ahead log, the file that a super-journal names, a
+/// temporary file.
 ///
-/// One is used by one thread at a time, and outlives the connections that use it.
+/// For use by one thread at a time. Must outlive the connections that use it.
 class GuardedFiles {
   public:
-    /// The store need not exist, its folder neither. `path` is absolute. Throws `std::bad_alloc`.
+    /// `path` is absolute; neither the store nor its folder need exist. Throws `std::bad_alloc`.
     explicit GuardedFiles(std::string path);
     ~GuardedFiles();
     GuardedFiles(const GuardedFiles&) = delete;
@@ -31,16 +32,16 @@ class GuardedFiles {
     /// The name of the file system, for `sqlite3_open_v2`.
     [[nodiscard]] const char* name() const noexcept;
 
-    /// Why a file has been refused since this was asked last, as a clause for people; empty when none has.
+    /// Explains the last refusal of a file in a clause for people, and forgets it; empty if there was none.
     [[nodiscard]] std::string takeRefusal();
-    /// The same, of the files that a connection uses; empty when it uses others.
+    /// The same for the files of a connection; empty if it does not use a `GuardedFiles`.
     [[nodiscard]] static std::string takeRefusal(sqlite3* database);
-    /// Says that there was no store when it was opened last.
+    /// True if the store did not exist when SQLite last opened it.
     [[nodiscard]] bool isAbsent() const noexcept;
 
-    /// The open store; negative when there is none. It must not be closed.
+    /// The open store's descriptor; negative if none is open. The caller must not close it.
     [[nodiscard]] int descriptor() const noexcept;
-    /// Says that a file with something in it has the journal's name.
+    /// True if the journal exists and is not empty.
     [[nodiscard]] bool hasJournal() const noexcept;
 
     class Implementation;

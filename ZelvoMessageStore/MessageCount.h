@@ -6,24 +6,23 @@
 
 namespace Orvex {
 
-/// How many messages a store holds, without counting them where that can be told.
+/// The number of messages in a store, from its settings if possible.
 ///
-/// Two settings have the count, and the number of the file's change that it was noted with. Whatever else
-/// writes into the file, and does not know of them, makes a change of another number, and copies have others:
-/// then the messages are counted.
+/// Two settings hold the count and the file's change stamp at that moment. If another program has changed the
+/// file since, or if the file is a copy, the stamps differ and the messages are counted.
 class MessageCount {
   public:
-    /// Within a transaction that has not changed anything yet.
+    /// Call it in a transaction that has not changed anything yet.
     explicit MessageCount(SQLite::Database& database);
 
     [[nodiscard]] std::int64_t value() const noexcept { return value_; }
 
-    /// Notes that the transaction, which changes something, adds this many messages.
+    /// Saves the count in the settings. The transaction changes something and adds this many messages.
     void note(std::int64_t added);
 
   private:
     SQLite::Database& database_;
-    std::optional<std::uint64_t> changeNumber_;
+    std::optional<std::uint64_t> changeStamp_;
     std::int64_t value_ = 0;
 };
 

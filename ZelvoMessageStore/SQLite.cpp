@@ -1,7 +1,8 @@
 #include "ZelvoMessageStore/SQLite.h"
 
+#include "Foundation/SystemCalls.h"
+#include "ZelvoMessageStore/FileFormat.h"
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -19,23 +20,22 @@ namespace {
 
 constexpr std::chrono::seconds longestWait{30};
 
-/// In bytes, of a row or a value in it.
+/// The limit of a row or a value in it, in bytes.
 constexpr int longestValue = 16 << 20;
 
-// SQLite parses a whole schema before anybody can look at it. Ours takes 100 steps and 0.1 ms, with
-// statements of up to 1,400 bytes on tables of 21 columns. A forged one of 64 KB with a thousand UNIQUE
-// constraints takes 100 ms, many small ones take more with each that is there already, and pages can lead to
-// the same statement without end.
+// SQLite parses the whole schema before it can be checked. Ours has statements of up to 1,400 bytes and
+// tables of 21 columns, and takes 0.1 ms. A forged statement of 64 KB with a thousand UNIQUE constraints
+// takes 100 ms, and pages can repeat a statement endlessly.
 constexpr int longestSchemaText = 8 << 10;
 constexpr int mostColumns = 64;
 
-/// What any statement may take, however small the file is.
+/// Any statement may read this many bytes, however small the file is.
 constexpr std::int64_t anyBytes = 1 << 20;
 
-/// A text is up to half as long again in UTF-8 as in the file, when that has UTF-16.
+/// UTF-16 in a file becomes up to 1.5 times as long in UTF-8.
 constexpr std::int64_t bytesPerByte = 2;
 
-/// Throws what went wrong in a call that may have used files. `errno` was 0 before it.
+/// Throws the `Error` of a failed call. The caller has set `errno` to 0 before the call.
 [[noreturn]] void fail(sqlite3* database, int code) {
     const int lastError = errno;
     if (database == nullptr) {
@@ -51,10 +51,10 @@ constexpr std::int64_t bytesPerByte = 2;
     int systemError = 0;
     const int primaryCode = extendedCode & 0xFF;
     if (primaryCode == SQLITE_IOERR) {
-        // SQLite notes an error for the file it happened to. The last error may come from the rollback.
+        // SQLite remembers the error of each file; `errno` may come from the rollback.
         sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &systemError);
     }
-    // The journal, which may be the one, has been closed by now.
+    // SQLite has closed the journal by now, so the journal's error is in `errno` only.
     if (systemError == 0 && (primaryCode == SQLITE_IOERR || primaryCode == SQLITE_CANTOPEN)) {
         systemError = lastError;
     }
@@ -66,7 +66,7 @@ constexpr std::int64_t bytesPerByte = 2;
     throw Error(extendedCode, message);
 }
 
-/// Called by SQLite when another connection holds the lock; `attempt` counts from 0 for each lock waited for.
+/// SQLite calls this while another connection holds the lock; `attempt` counts from 0 for each lock.
 int waitForLock(void* /*context*/, int attempt) {
     using std::chrono::steady_clock;
     thread_local steady_clock::time_point deadline;
@@ -77,7 +77,7 @@ int waitForLock(void* /*context*/, int attempt) {
     if (steady_clock::now() >= deadline) {
         return 0;
     }
-    // From up to 1 ms to up to 64 ms, so that many waiting writers neither spin nor wake together.
+    // The longest pause grows from 1 ms to 64 ms; jitter keeps waiting writers from waking together.
     const int longestPause = 1000 << std::min(attempt, 6);
     std::uniform_int_distribution<int> pause(longestPause / 4, longestPause);
     std::this_thread::sleep_for(std::chrono::microseconds(pause(random)));
@@ -92,6 +92,18 @@ void configure(sqlite3* database) {
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_limit(database, SQLITE_LIMIT_SQL_LENGTH, longestSchemaText);
     sqlite3_limit(database, SQLITE_LIMIT_COLUMN, mostColumns);
+}
+
+/// A number that differs between files, even if one is a copy of the other: their inodes and times of
+/// creation do.
+std::optional<std::uint64_t> identityOf(int file) noexcept {
+    struct statx status {};
+    constexpr unsigned wanted = STATX_INO | STATX_BTIME;
+    if (statx(file, "", AT_EMPTY_PATH, wanted, &status) != 0 || (status.stx_mask & wanted) != wanted) {
+        return std::nullopt;
+    }
+    const auto created = static_cast<std::uint64_t>(status.stx_btime.tv_sec);
+    return status.stx_ino << 32U ^ created << 20U ^ status.stx_btime.tv_nsec;
 }
 
 } // namespace
@@ -161,7 +173,7 @@ void Statement::bind(int parameter, double value) {
 }
 
 void Statement::bind(int parameter, std::string_view text) {
-    // An empty view may have no address, which SQLite would take for NULL.
+    // SQLite binds NULL for a null pointer, which an empty view may contain.
     const char* const data = text.empty() ? "" : text.data();
     MemoryLimit::raiseFor(text.size());
     check(sqlite3_bind_text64(statement_.get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
@@ -204,7 +216,7 @@ Value Statement::value(int column) {
 Database::Database(const std::string& path, IfAbsent ifAbsent)
     : files_(path == inMemory ? nullptr : std::make_unique<GuardedFiles>(path)),
       budget_(std::make_unique<Budget>()) {
-    // Used by one thread at a time, as everything here: SQLite's own locking would cost a tenth of a list.
+    // A connection is used by one thread at a time. SQLite's mutexes would add a tenth to the time of a list.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
                       (ifAbsent == IfAbsent::create ? SQLITE_OPEN_CREATE : 0) |
                       (files_ == nullptr ? SQLITE_OPEN_MEMORY : 0);
@@ -214,7 +226,7 @@ Database::Database(const std::string& path, IfAbsent ifAbsent)
         sqlite3_open_v2(path.c_str(), &database, flags, files_ == nullptr ? nullptr : files_->name());
     database_.reset(database);
     if (code != SQLITE_OK && files_ != nullptr) {
-        // There is no file yet for `fail` to ask about.
+        // `fail` cannot ask the connection: it has no file yet.
         const std::string refusal = files_->takeRefusal();
         if (files_->isAbsent()) {
             throw AbsentFile(code, refusal);
@@ -287,52 +299,32 @@ std::int64_t Database::dataSize() const noexcept {
         }
         size += end - start;
     }
-    // A file system that knows nothing of holes makes none.
+    // A file system without SEEK_DATA makes no holes.
     return size == 0 && errno != ENXIO ? fileSize() : size;
 }
 
-std::size_t Database::readBeginning(std::span<char> buffer) const {
-    std::size_t filled = 0;
-    ssize_t size = files_ == nullptr ? 0 : 1;
-    while (size > 0 && filled < buffer.size()) {
-        do {
-            size = pread(files_->descriptor(), &buffer[filled], buffer.size() - filled,
-                         static_cast<off_t>(filled));
-        } while (size < 0 && errno == EINTR);
-        filled += static_cast<std::size_t>(std::max<ssize_t>(size, 0));
+std::size_t Database::readBeginning(std::span<unsigned char> buffer) const {
+    if (files_ == nullptr) {
+        return 0;
     }
+    const ssize_t size = Orvex::readBeginning(files_->descriptor(), buffer.data(), buffer.size());
     if (size < 0) {
         throw Error(SQLITE_IOERR_READ, "it cannot be read: " + std::generic_category().message(errno));
     }
-    return filled;
+    return static_cast<std::size_t>(size);
 }
 
-std::optional<std::uint64_t> Database::changeNumber() const noexcept {
-    // https://www.sqlite.org/fileformat.html, section 1.3
-    constexpr std::size_t writeVersionOffset = 18;
-    constexpr std::size_t changeCounterOffset = 24;
-    constexpr unsigned char rollbackJournal = 1;
-    std::array<unsigned char, changeCounterOffset + 4> header{};
+std::optional<std::uint64_t> Database::changeStamp() const noexcept {
+    DatabaseHeader::Bytes bytes{};
     sqlite3_file* const opened = file();
     if (opened == nullptr ||
-        opened->pMethods->xRead(opened, header.data(), static_cast<int>(header.size()), 0) != SQLITE_OK ||
-        header[writeVersionOffset] != rollbackJournal) {
+        opened->pMethods->xRead(opened, bytes.data(), static_cast<int>(bytes.size()), 0) != SQLITE_OK) {
         return std::nullopt;
     }
-    std::uint64_t counter = 0;
-    for (const unsigned char byte : std::span(header).subspan(changeCounterOffset)) {
-        counter = counter << 8 | byte;
-    }
-    // A copy may count its changes anew, and come by the same number; but it is another file, or was made at
-    // another moment.
-    struct statx status {};
-    constexpr unsigned wanted = STATX_INO | STATX_BTIME;
-    if (statx(files_->descriptor(), "", AT_EMPTY_PATH, wanted, &status) != 0 ||
-        (status.stx_mask & wanted) != wanted) {
-        return std::nullopt;
-    }
-    const auto born = static_cast<std::uint64_t>(status.stx_btime.tv_sec);
-    return counter + (status.stx_ino << 32U ^ born << 20U ^ status.stx_btime.tv_nsec);
+    const DatabaseHeader header(bytes);
+    const std::optional<std::uint64_t> identity = identityOf(files_->descriptor());
+    return header.usesRollbackJournal() && identity ? std::optional(*identity + header.changeCounter())
+                                                    : std::nullopt;
 }
 
 void Database::distrustSchema() noexcept {
@@ -350,17 +342,15 @@ void Database::trustSchema() {
 }
 
 Transaction::Transaction(Database& database)
-    // The schema may have been another one when it was parsed. None of the statements up to the first that
-    // follows needs it.
+    // The schema may have changed since it was parsed. The statements up to "BEGIN" do not need it.
     : rollback_((database.execute("PRAGMA writable_schema = RESET"), database.prepare("ROLLBACK"))),
       database_(database) {}
 
 Transaction::Transaction(Database& database, Kind kind) : Transaction(database) {
     database.execute(kind == Kind::immediate ? "BEGIN IMMEDIATE" : "BEGIN");
-    // Takes the lock that lasts: what is parsed from then on, and what queries find in the schema, comes from
-    // the same pages.
+    // Takes the lock: from now on, SQLite parses the same pages that queries of the schema read.
     database.execute("PRAGMA user_version");
-    // Not before: others may have made the database grow while their lock was waited for.
+    // After the lock: others may have enlarged the database before.
     memory_.emplace(database.dataSize());
 }
 
@@ -370,7 +360,7 @@ Transaction::~Transaction() {
         try {
             rollback_.run();
         } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): nothing was begun, or SQLite has
-                                          // rolled back by itself
+                                          // rolled back
         }
     }
 }

@@ -15,35 +15,34 @@ struct sqlite3_file;
 struct sqlite3_stmt;
 struct sqlite3_value;
 
-/// A thin wall around the SQLite library: objects that clean up after themselves, errors as exceptions.
+/// A thin wrapper of the SQLite library: objects that free their resources, errors as exceptions.
 namespace Orvex::SQLite {
 
-/// What SQLite reports: its extended result code, and its message as `what()`.
+/// An error of SQLite, with its message in `what()`.
 class Error : public std::runtime_error {
   public:
     Error(int code, const std::string& message) : std::runtime_error(message), code_(code) {}
 
+    /// The extended result code.
     [[nodiscard]] int code() const noexcept { return code_; }
 
   private:
     int code_;
 };
 
-/// There is no such file.
+/// The file does not exist.
 class AbsentFile : public Error {
     using Error::Error;
 };
 
 using Blob = std::span<const unsigned char>;
 
-/// What a row has in a column. It lives until the statement's next `step` or `reset`, and so do its texts and
+/// A value in a row. It is valid until the statement's next `step` or `reset`, and so are its texts and
 /// blobs.
 class Value {
   public:
-    /// For any value of a `Statement` of our connections. They are opened without mutexes; there, "there is
-    /// no distinction between protected and unprotected sqlite3_value objects and they can be used
-    /// interchangeably" (https://www.sqlite.org/c3ref/value.html).
-    /// Its bytes are taken off `bytesLeft`.
+    /// Takes unprotected values: without mutexes, they "can be used interchangeably" with protected ones
+    /// (https://www.sqlite.org/c3ref/value.html). Subtracts the size of each text and blob from `bytesLeft`.
     Value(sqlite3_value* value, std::int64_t& bytesLeft) noexcept : value_(value), bytesLeft_(bytesLeft) {}
 
     [[nodiscard]] bool isNull() const;
@@ -59,25 +58,24 @@ class Value {
     std::int64_t& bytesLeft_;
 };
 
-/// A prepared statement. Parameters and columns are counted as SQLite does: parameters from 1, columns from
-/// 0. Every member may throw `Error`.
+/// A prepared statement. Parameters count from 1, columns from 0. Every member may throw `Error`.
 class Statement {
   public:
-    /// `mostBytes` is how many its texts and blobs may have altogether.
+    /// `mostBytes` limits the total size of the texts and blobs that it yields.
     Statement(sqlite3* database, std::string_view sql, std::int64_t mostBytes, Budget& budget);
 
-    // Texts and blobs are not copied: they must live until the next `reset`, or the statement's end.
+    // Texts and blobs are not copied: they must outlive the statement, or live until the next `reset`.
     void bind(int parameter, std::int64_t value);
     void bind(int parameter, double value);
     void bind(int parameter, std::string_view text);
     void bind(int parameter, Blob blob);
     void bindNull(int parameter);
 
-    /// Goes on to the next row; false after the last one.
+    /// Moves to the next row; returns false after the last one.
     bool step();
-    /// For a statement without rows, or whose rows do not matter.
+    /// Runs the statement to its end and ignores rows.
     void run();
-    /// Makes the statement ready to be run again, its parameters null.
+    /// Prepares another run; all parameters become NULL.
     void reset();
 
     [[nodiscard]] Value value(int column);
@@ -95,23 +93,22 @@ class Statement {
     std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
-/// A connection to one database, hardened against what its file may hold: no triggers, views or functions of
-/// the schema are run, SQLite's own tables cannot be written, and statements end early: until the schema is
-/// trusted, after 2,000 steps, half a second, or with a value of more than 8 KB; then, when they have taken
-/// many more steps, or yielded many more bytes, than there is to read in the file, as pages that share others
-/// would be read without end. A lock of another connection is waited for, with growing, jittered pauses, for
-/// up to 30 seconds. Only one thread at a time may use it, and what belongs to it.
+/// A connection to one database, hardened against hostile files. It runs no triggers, views or functions of
+/// the schema, and SQLite's own tables cannot be written. Statements have limits: until the schema is
+/// trusted, 2,000 steps, half a second and 8 KB for a value; then a multiple of the file's size in steps and
+/// bytes, since pages that refer to each other could be read without end. If another connection holds the
+/// lock, it retries for up to 30 seconds. One thread at a time may use a connection and its statements.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
 
     enum class IfAbsent { fail, create };
 
-    /// Opens a file, for reading alone when it cannot be written; or a new database in memory. A file is
-    /// made, for the user alone, only in an existing folder. `path` is absolute; the file itself must not be
-    /// a symbolic link (see `GuardedFiles`).
+    /// Opens a file, read-only if it cannot be written, or a new database in memory. Creates a file only in
+    /// an existing folder, accessible by its owner only. `path` is absolute and not a symbolic link (see
+    /// `GuardedFiles`).
     explicit Database(const std::string& path, IfAbsent ifAbsent = IfAbsent::fail);
-    /// No value where there is no such file.
+    /// No value if the file does not exist.
     [[nodiscard]] static std::optional<Database> openIfExists(const std::string& path);
 
     [[nodiscard]] Statement prepare(std::string_view sql) {
@@ -119,55 +116,54 @@ class Database {
     }
     /// Runs statements separated by semicolons.
     void execute(const std::string& sql);
-    /// The one value that the query yields.
+    /// Returns the first value of the query's first row; throws `Error` if there is no row.
     [[nodiscard]] std::int64_t queryInteger(std::string_view sql);
 
-    /// How many rows the last statement changed.
+    /// The number of rows that the last statement changed.
     [[nodiscard]] std::int64_t changedRows() const noexcept;
 
-    /// The number of the file's last change, to be asked for within a transaction that has read something. A
-    /// transaction that changes something, of whatever program, makes it one greater; a copy of the file has
-    /// other numbers. No value where changes are not counted, in memory or with a write-ahead log, or when
-    /// the number cannot be told.
-    [[nodiscard]] std::optional<std::uint64_t> changeNumber() const noexcept;
-    /// In bytes, without a write-ahead log; 0 in memory, or when the size cannot be read.
+    /// Identifies the file and its last change; call it in a transaction that has read something. Each
+    /// transaction that changes the file, of any program, adds 1; a copy of the file has other stamps. No
+    /// value in memory, with a write-ahead log, or if the file system does not tell.
+    [[nodiscard]] std::optional<std::uint64_t> changeStamp() const noexcept;
+    /// In bytes, without a write-ahead log; 0 in memory, or if the size cannot be read.
     [[nodiscard]] std::int64_t fileSize() const noexcept;
-    /// The same without the file's holes, as far as its file system tells: they take no room, so that anybody
-    /// can make a file as long as they like.
+    /// The same without the file's holes: these take no space on the disk, so a forged file can be as long as
+    /// anyone likes.
     [[nodiscard]] std::int64_t dataSize() const noexcept;
-    /// Reads the file's first bytes, without a lock, as many as there are up to the buffer's size; returns
-    /// how many that were. None in memory. Throws `Error`.
-    [[nodiscard]] std::size_t readBeginning(std::span<char> buffer) const;
-    /// Says that a file with something in it has the journal's name.
+    /// Reads the file's first bytes, without a lock. Returns their number: the buffer's size, or less if the
+    /// file is shorter; 0 in memory. Throws `Error`.
+    [[nodiscard]] std::size_t readBeginning(std::span<unsigned char> buffer) const;
+    /// True if the journal exists and is not empty.
     [[nodiscard]] bool hasJournal() const noexcept { return files_ != nullptr && files_->hasJournal(); }
 
-    /// Lets statements run on as befits the size of the database. To be called in each transaction anew, once
-    /// the schema has been looked at.
+    /// Sets the limits of statements by the size of the database. Call it in each transaction, after checking
+    /// the schema.
     void trustSchema();
 
   private:
     friend class Transaction;
 
     void distrustSchema() noexcept;
-    /// Nothing in memory.
+    /// Null in memory.
     [[nodiscard]] sqlite3_file* file() const noexcept;
 
     struct Closer {
         void operator()(sqlite3* database) const noexcept;
     };
-    /// None in memory.
+    /// Null in memory.
     std::unique_ptr<GuardedFiles> files_;
-    /// SQLite has its address.
+    /// On the heap, since SQLite keeps its address.
     std::unique_ptr<Budget> budget_;
     std::unique_ptr<sqlite3, Closer> database_;
     std::int64_t mostBytes_ = 0;
 };
 
-/// A transaction that is rolled back unless it has been committed. It begins by forgetting the schema and
-/// ends by distrusting it.
+/// A transaction that is rolled back unless it is committed. Its beginning drops the parsed schema, and its
+/// end withdraws the trust in it.
 class Transaction {
   public:
-    /// `immediate` takes the write lock at once, so that what was read stays true until the write.
+    /// `immediate` takes the write lock at once, so that no other writer comes between a read and a write.
     enum class Kind { deferred, immediate };
 
     Transaction(Database& database, Kind kind);
@@ -180,7 +176,7 @@ class Transaction {
   private:
     explicit Transaction(Database& database);
 
-    /// Made beforehand, since there may be no memory for it later.
+    /// Prepared in advance: later, memory may be short.
     Statement rollback_;
     Database& database_;
     bool isCommitted_ = false;

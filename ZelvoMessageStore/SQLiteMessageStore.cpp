@@ -16,7 +16,7 @@ namespace {
 using SQLite::Database;
 using SQLite::Statement;
 
-/// A row of the settings table; `absent` where there is none.
+/// The value of a setting; `absent` if the store does not have it.
 std::int64_t setting(Database& database, std::string_view name, std::int64_t absent) {
     Statement query = database.prepare("SELECT value FROM settings WHERE name = ?");
     query.bind(1, name);
@@ -48,8 +48,8 @@ std::vector<T> distinct(std::vector<T> values) {
     return values;
 }
 
-/// Gathers the messages that meet `condition`, whose parameters are the values. What is found for one list of
-/// values must not be found for another.
+/// Collects the messages that meet `condition` for several lists of parameters. No message may meet it for
+/// two of them.
 class MessageFinder {
   public:
     MessageFinder(Database& database, std::string_view condition)
@@ -191,7 +191,7 @@ Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(MessageQuery matc
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::allMessages() {
     co_return connection_->read("list all messages", [](Database& database) {
-        // Counting costs less than a list that moves each time it has grown.
+        // Reading the count costs less than reallocating the list.
         const auto count = static_cast<std::size_t>(MessageCount(database).value());
         return allRows(database.prepare(selectStatement("ORDER BY id")), count);
     });

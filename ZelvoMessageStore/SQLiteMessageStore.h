@@ -9,15 +9,15 @@ namespace Orvex {
 class StoreConnection;
 
 /// The message store in an SQLite file, for any number of processes at once. A change is on the disk when its
-/// operation ends. Nothing is opened before the first operation; reading makes no file, the first change
-/// makes it, for the user's eyes only. One thread at a time may use a store. Operations block the thread that
-/// runs them, for up to 30 seconds while another process holds the lock.
+/// operation ends. The first operation opens the file, and the first change creates it, accessible by its
+/// owner only. One thread at a time may use a store. Operations block their thread, for up to 30 seconds
+/// while another process holds the lock.
 class SQLiteMessageStore final : public MessageStore {
   public:
-    /// With `reported`, reading a store that is not there yet is reported, once.
+    /// With `reported`, reading an absent store is reported once.
     enum class Absence { usual, reported };
 
-    /// A relative path is taken from the current folder.
+    /// A relative path starts at the current folder.
     explicit SQLiteMessageStore(const std::filesystem::path& file, Absence absence = Absence::usual);
     ~SQLiteMessageStore() override;
 

@@ -2,6 +2,7 @@
 
 #include "Foundation/QuotedText.h"
 #include "Orvex/store/MessageTable.h"
+#include "ZelvoMessageStore/FileFormat.h"
 #include <array>
 #include <cstdint>
 #include <stdexcept>
@@ -11,7 +12,7 @@ namespace Orvex {
 
 namespace {
 
-/// "Orvx" in ASCII, at its place in the header of the file.
+/// "Orvx" in ASCII.
 constexpr std::int64_t ourApplicationID = 0x4F727678;
 
 constexpr std::string_view messagesTable = R"sql(CREATE TABLE messages (
@@ -65,17 +66,7 @@ constexpr std::array<Migration, 1> allMigrations = {createFirstSchema};
     throw std::runtime_error("it is a database of another program; choose another file");
 }
 
-/// A big-endian integer in the header of an SQLite database (https://www.sqlite.org/fileformat.html,
-/// section 1.3).
-std::int64_t headerField(std::string_view header, std::size_t offset) {
-    std::int64_t value = 0;
-    for (const char byte : header.substr(offset, 4)) {
-        value = value << 8 | static_cast<unsigned char>(byte);
-    }
-    return value;
-}
-
-/// The schema version of an open database, 0 when it is empty.
+/// The schema version of an open database; 0 if it is empty.
 std::int64_t schemaVersion(SQLite::Database& database, std::int64_t currentVersion) {
     const std::int64_t applicationID = database.queryInteger("PRAGMA application_id");
     const std::int64_t version = database.queryInteger("PRAGMA user_version");
@@ -94,14 +85,14 @@ std::int64_t schemaVersion(SQLite::Database& database, std::int64_t currentVersi
     return 0;
 }
 
-/// SQLite takes what is missing of the last page for zeros.
+/// SQLite reads the missing end of the last page as zeros.
 void checkSize(SQLite::Database& database) {
     if (database.fileSize() % database.queryInteger("PRAGMA page_size") != 0) {
         throw std::runtime_error("the file is damaged: its end is missing; restore a copy of it");
     }
 }
 
-/// Takes the steps that are missing, in one transaction.
+/// Makes the missing steps in one transaction.
 void migrate(SQLite::Database& database, std::span<const Migration> steps) {
     SQLite::Transaction transaction(database, SQLite::Transaction::Kind::immediate);
     const auto version = static_cast<std::size_t>(schemaVersion(database, std::ssize(steps)));
@@ -117,26 +108,24 @@ void migrate(SQLite::Database& database, std::span<const Migration> steps) {
 } // namespace
 
 bool holdsStore(const SQLite::Database& database) {
-    constexpr std::string_view magic("SQLite format 3\0", 16);
-    constexpr std::size_t userVersionOffset = 60;
-    constexpr std::size_t applicationIDOffset = 68;
-    std::array<char, 100> buffer{};
-    const std::string_view header(buffer.data(), database.readBeginning(buffer));
-    if (header.empty()) {
+    SQLite::DatabaseHeader::Bytes bytes{};
+    const std::size_t size = database.readBeginning(bytes);
+    if (size == 0) {
         return false;
     }
-    if (header.size() < buffer.size() || !header.starts_with(magic)) {
-        // The creation of a store may have been cut short; then the journal has what undoes it.
+    const SQLite::DatabaseHeader header(bytes);
+    if (size < bytes.size() || !header.isSQLites()) {
+        // If the creation of a store was interrupted, the journal undoes it.
         if (database.hasJournal()) {
             return true;
         }
         throw std::runtime_error(
-            "it is no message store, nor any other SQLite database; choose another file");
+            "it is not a message store and not an SQLite database; choose another file");
     }
-    if (headerField(header, applicationIDOffset) != ourApplicationID) {
+    if (header.applicationID() != ourApplicationID) {
         refuseOtherProgram();
     }
-    refuseNewerVersion(headerField(header, userVersionOffset), std::ssize(allMigrations));
+    refuseNewerVersion(header.userVersion(), std::ssize(allMigrations));
     return true;
 }
 
@@ -146,7 +135,7 @@ std::span<const Migration> migrations() {
 
 bool bringUpToDate(SQLite::Database& database, std::span<const Migration> steps) {
     {
-        // One snapshot: another process may be creating the store.
+        // A single snapshot, since another process may be creating the store.
         const SQLite::Transaction snapshot(database, SQLite::Transaction::Kind::deferred);
         const std::int64_t version = schemaVersion(database, std::ssize(steps));
         if (version == 0) {
@@ -174,14 +163,14 @@ void checkTables(SQLite::Database& database) {
 }
 
 void checkChangeable(SQLite::Database& database) {
-    // A commit would move as many pages as the file claims to have free ones, which nothing interrupts.
-    // Where every commit does that, none are left.
+    // With auto_vacuum = FULL, a commit moves as many pages as the file claims to have free ones, and nothing
+    // interrupts that. A genuine file has no free pages in this mode.
     constexpr std::int64_t full = 1;
     if (database.queryInteger("PRAGMA freelist_count") > 0 &&
         database.queryInteger("PRAGMA auto_vacuum") == full) {
         throw std::runtime_error("it has free pages in spite of auto_vacuum = FULL; give it a VACUUM");
     }
-    // To look into indexes takes as long as the rest of a change. Ours need it not.
+    // The checks below take as long as the rest of a change, so they are for indexes of others only.
     SQLite::Statement others = database.prepare(
         "SELECT 1 FROM sqlite_schema NOT INDEXED WHERE type = 'index' AND sql NOT IN (?, ?)");
     others.bind(1, senderIndex);
@@ -189,7 +178,7 @@ void checkChangeable(SQLite::Database& database) {
     if (!others.step()) {
         return;
     }
-    // A change looks for its place in each, in one statement that nothing interrupts.
+    // A change searches each index, and nothing interrupts the search.
     constexpr std::int64_t mostIndexes = 10;
     if (database.queryInteger("SELECT count(*) FROM (VALUES ('messages'), ('settings')), "
                               "pragma_index_list(column1)") > mostIndexes) {

@@ -29,7 +29,7 @@ std::string causeOf(const SQLite::Error& error) {
     case SQLITE_FULL:
         return "the disk is full; make room and try again";
     case SQLITE_NOTADB:
-        return "it is no message store, nor any other SQLite database; choose another file";
+        return "it is not a message store and not an SQLite database; choose another file";
     case SQLITE_READONLY:
         return "the file cannot be written; check its permissions and those of its folder";
     case SQLITE_CONSTRAINT:
@@ -43,7 +43,7 @@ std::string causeOf(const SQLite::Error& error) {
     }
 }
 
-/// As one word of a POSIX shell.
+/// Quotes the text as one word of a POSIX shell.
 std::string forShell(std::string_view text) {
     constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+";
     if (text.find_first_not_of(plain) == std::string_view::npos) {
@@ -99,8 +99,8 @@ Database& StoreConnection::databaseToWrite() {
         createSchema(database);
         store_ = std::move(database);
     }
-    // A journal that is emptied costs one less write of the folder than one that is deleted. A write-ahead
-    // log is no choice: SQLite before 3.51.3 can damage it when two connections write and checkpoint at once.
+    // Truncating the journal saves a write of the folder that deleting it costs. SQLite before 3.51.3 can
+    // damage a write-ahead log if two connections write and checkpoint at once.
     store_->execute("PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
     return *store_;
 }

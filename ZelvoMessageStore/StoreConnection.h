@@ -12,11 +12,11 @@
 
 namespace Orvex {
 
-/// A store's file. It is opened by the first operation, and made by the first that changes something; as long
-/// as there is none, what is read is empty. Errors leave as `MessageStoreError`.
+/// Runs operations on a store's file. The first operation opens the file, and the first change creates it;
+/// reading an absent file finds an empty store. Throws `MessageStoreError`.
 class StoreConnection {
   public:
-    /// Told the store's name once it is read and there is none.
+    /// Gets the store's name when an absent store is first read.
     using WhenAbsent = std::function<void(const std::string& name)>;
 
     StoreConnection(const std::filesystem::path& file, WhenAbsent whenAbsent);
@@ -24,7 +24,7 @@ class StoreConnection {
     /// The path in quotes.
     [[nodiscard]] std::string name() const;
 
-    /// Runs `operation` on the database in a transaction. `attempt` says what it does, as in "save a
+    /// Runs `operation` on the database in a transaction. `attempt` describes it in errors, as in "save a
     /// message".
     template <class Operation>
     auto read(std::string_view attempt, Operation operation) {
@@ -39,7 +39,7 @@ class StoreConnection {
         }
     }
 
-    /// The same for an operation that changes something, all of it or nothing.
+    /// The same for an operation that changes something, as a whole or not at all.
     template <class Operation>
     auto write(std::string_view attempt, Operation operation) {
         try {
@@ -62,7 +62,7 @@ class StoreConnection {
     }
 
   private:
-    /// Opens the file if it holds a store, and says whether it does.
+    /// Opens the file if it holds a store; returns false if it does not.
     bool openStore();
     SQLite::Database& databaseToRead();
     SQLite::Database& databaseToWrite();
@@ -73,7 +73,7 @@ class StoreConnection {
     std::string path_;
     WhenAbsent whenAbsent_;
     std::optional<SQLite::Database> store_;
-    /// What is read as long as there is no store.
+    /// Read in place of an absent store.
     std::optional<SQLite::Database> emptyStore_;
 };
 

@@ -11,11 +11,11 @@ set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 set(DOXYGEN_WARN_NO_PARAMDOC NO)
 set(DOXYGEN_JAVADOC_AUTOBRIEF YES)
 set(DOXYGEN_STRIP_FROM_PATH ${PROJECT_SOURCE_DIR})
-# These describe structs and enumerations to the compiler, not to readers.
+# These macros describe structs and enumerations to the compiler, not to readers.
 set(DOXYGEN_MACRO_EXPANSION YES)
 set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_PREDEFINED "ORVEX_CODING_KEYS(...)=" "BOOST_DESCRIBE_ENUM(...)=" "BOOST_DESCRIBE_STRUCT(...)=")
-# What the compiler alone calls.
+# Only the compiler calls these.
 set(DOXYGEN_EXCLUDE_SYMBOLS Orvex::Coroutines* *::promise_type* *::OptionValue*)
 # A comment on a group of members is about each of them.
 set(DOXYGEN_DISTRIBUTE_GROUP_DOC YES)

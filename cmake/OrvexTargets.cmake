@@ -24,13 +24,14 @@ function(orvex_library name)
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvex COMPONENT development)
 endfunction()
 
-# orvex_module(<name> MAP <file> SOURCES <file>... LIBRARIES <library>...)
+# orvex_module(<name> FACTORY <function> SOURCES <file>... LIBRARIES <library>...)
 # A shared object that the program loads on demand: NAME-VERSION.so, in the package orvex-NAME. Only a program of the same
-# version loads it. It exports the symbols in MAP only, and has its own copies of the libraries that the program has, too.
+# version loads it. It exports only that function, and has its own copies of the libraries that the program has, too.
 function(orvex_module name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAP" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FACTORY" "SOURCES;LIBRARIES")
   set(target orvex_${name})
-  set(map ${CMAKE_CURRENT_SOURCE_DIR}/${arg_MAP})
+  set(map ${CMAKE_CURRENT_BINARY_DIR}/${name}.map)
+  file(CONFIGURE OUTPUT ${map} CONTENT "{ global: ${arg_FACTORY}; local: *; };\n")
   add_library(${target} MODULE ${arg_SOURCES})
   set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${name}-${PROJECT_VERSION} SUFFIX ".so"
     LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR} LINK_DEPENDS ${map})

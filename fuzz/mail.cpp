@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::size_t recipients = 2;
 
-/// The input is what a server says: lines, behind the number of the commands that libcurl sends before each.
+/// The input is the lines that a server sends. The first byte of each is the number of commands that libcurl
+/// sends before that line.
 void tryServer(std::string_view input) {
     const std::vector<std::string> commands = {"EHLO here",     "AUTH PLAIN",    "MAIL FROM:<a@b> SIZE=1000",
                                                "RCPT TO:<c@d>", "RCPT TO:<e@f>", "DATA"};
@@ -28,7 +29,7 @@ void tryServer(std::string_view input) {
         input.remove_prefix(line.size() + 1);
         if (!tracker.received(line)) {
             expect(tracker.deliveries(1, "").front().state == DeliveryState::refused,
-                   "what is too large is not tried again");
+                   "a message that is too large is not retried");
             return;
         }
         const std::vector<Delivery> before = tracker.deliveries(recipients, "fault");
@@ -42,13 +43,14 @@ void tryServer(std::string_view input) {
             using enum DeliveryState;
             constexpr std::size_t longest = 6000;
             expect(isHarmlessLine(before[i].answer) && before[i].answer.size() < longest,
-                   "no byte of an answer is obeyed by a terminal, and there are not too many");
-            expect(before[i].state != unknown, "nothing is unknown before the server can have it all");
+                   "a terminal obeys no byte of an answer, and its length is limited");
+            expect(before[i].state != unknown,
+                   "no delivery is unknown before the server can have the whole message");
             expect(before[i].state == after[i].state ||
                        (before[i].state == deferred && after[i].state == unknown),
-                   "what may have arrived is not tried again, and what was answered stays so");
+                   "a message that may have arrived is not retried, and an answer stays");
             expect(before[i].state != accepted || sent == commands.size(),
-                   "nothing is accepted that was not sent");
+                   "only messages that were sent are accepted");
         }
     }
 }
@@ -66,7 +68,7 @@ void tryRequest(const std::string& input) {
                (!message->service.empty() ? message->request.destinationHandles.size() : 0),
            "each destination has a delivery");
     const std::string text = message->text();
-    expect(MailRequest::parse(text).text() == text, "what is read is written alike");
+    expect(MailRequest::parse(text).text() == text, "an entry is written as it was read");
 }
 
 } // namespace

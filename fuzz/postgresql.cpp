@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-/// libpq forgets a result when a description of rows is damaged. The tests find a result that we forget.
+/// libpq leaks a result if the description of its rows is damaged. The tests find our own leaks.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:libpq.so";
@@ -89,7 +89,7 @@ class Server final : public EventLoop {
         return nullptr;
     }
 
-    /// Says whether the server has told that each of these was done.
+    /// Returns true if the server has reported that each of these was done.
     [[nodiscard]] bool hasDone(std::initializer_list<std::string_view> tags) const {
         std::string all;
         for (const std::string& answer : answers) {
@@ -206,10 +206,9 @@ void tryOperation(Server& server, char operation) {
     expect(outcome.status <= AccountStatus::waiting, "an account status has a name");
 }
 
-/// The deadline counts, whatever the server says without end.
-Async<void> connectAndAsk(PostgreSQL::Connection& connection, Location location) {
-    co_await connection.open(location, steady_clock::now() + patience,
-                             PostgreSQL::Connection::ErrorText::code);
+/// The deadline holds even if the server talks without end.
+Async<void> connectAndAsk(PostgreSQL::Connection& connection, ConnectionURI uri) {
+    co_await connection.open(uri, steady_clock::now() + patience, PostgreSQL::Connection::ErrorText::code);
     connection.setDeadline(steady_clock::now() + patience);
     co_await connection.oneInteger("SELECT");
 }
@@ -226,7 +225,7 @@ void tryInput(std::string_view input) {
     Server server(answersIn(input.substr(1)), isEndless);
     if (isEndless) {
         PostgreSQL::Connection connection;
-        connectAndAsk(connection, Location(server.uri)).start(server);
+        connectAndAsk(connection, ConnectionURI(server.uri)).start(server);
     } else {
         tryOperation(server, operation);
     }

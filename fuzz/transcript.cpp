@@ -15,11 +15,11 @@ void expectRoundTrip(const std::optional<VMVoicemailTranscript>& transcript, Arc
     const std::optional<VMVoicemailTranscript> decoded = decodeTranscript(archive);
     expect(decoded.has_value() == transcript.has_value(), "a transcript is read as it was written");
     expect(!decoded || decoded->description() == transcript->description(),
-           "what is read says the same as what was written");
-    expect(encodeTranscript(decoded, form) == archive, "what is read is written alike");
+           "a transcript keeps its description");
+    expect(encodeTranscript(decoded, form) == archive, "an archive is written as it was read");
 }
 
-/// Without the invisible characters that a transcript may have.
+/// Removes the invisible characters that a transcript may have.
 std::string withoutShaping(std::string_view text) {
     std::string rest;
     for (std::size_t position = 0; position < text.size();) {
@@ -40,11 +40,11 @@ void tryInput(std::string_view input) {
     try {
         transcript = decodeTranscript(input);
     } catch (const ArchiveError& error) {
-        expect(isHarmlessLine(error.what()), "no byte of an archive is obeyed by a terminal");
+        expect(isHarmlessLine(error.what()), "a terminal obeys no byte of an archive");
         return;
     }
     expect(!transcript || isHarmlessRecord(withoutShaping(transcript->description())),
-           "no text of a transcript is obeyed or ends its line");
+           "a terminal obeys no text of a transcript, and none ends its line");
     expectRoundTrip(transcript, ArchiveForm::binary);
     try {
         expectRoundTrip(transcript, ArchiveForm::xml);

@@ -216,11 +216,9 @@ TEST(Tool, RunsTheSubcommandAfterPreparing) {
 TEST(ToolDeathTest, RefusesOptionsThatAreSpelledAlike) {
     OwnVersion options;
     const std::tuple<std::vector<SubcommandType>, std::vector<BoundProperty>, std::string_view> cases[] = {
-        {subcommandTypes<SendURL, SpellTwice>(), {}, "tool spell-twice has two options -l: loud and level"},
-        {subcommandTypes<OwnHelp>(), {}, "tool own-help has two options --help: aid and help"},
-        {subcommandTypes<OwnVersion>(),
-         {},
-         "tool own-version has two options --version: edition and version"},
+        {subcommandTypes<SendURL, SpellTwice>(), {}, "spell-twice has two options -l: level and loud"},
+        {subcommandTypes<OwnHelp>(), {}, "own-help has two options --help: aid and help"},
+        {subcommandTypes<OwnVersion>(), {}, "own-version has two options --version: edition and version"},
         {{}, boundProperties(options), "tool has two options --version: edition and version"},
     };
     for (const auto& [commands, ofTool, fault] : cases) {

@@ -195,15 +195,13 @@ TEST_F(OutboxTest, RefusesWhatCannotBeSentAndLeavesNothing) {
     toNobody.destinationHandles.clear();
     expectError(toNobody, " message: there is no destination");
 
-    const auto expectFault = [&](const std::string& fault) {
-        expectError(request(), " \"" + video.native() + "\": " + fault);
-    };
+    const std::string itself = " \"" + video.native() + "\": it ";
     writeFile(video, "");
-    expectFault("it is empty");
+    expectError(request(), itself + "is empty");
     std::filesystem::remove(video);
-    expectFault("it cannot be read: No such file or directory");
+    expectError(request(), itself + "cannot be read: No such file or directory");
     create_directory(video);
-    expectFault("it is a folder, not a file");
+    expectError(request(), itself + "is a folder, not a file");
 }
 
 TEST_F(OutboxTest, CopiesThroughMemoryWhereTheKernelCannot) {

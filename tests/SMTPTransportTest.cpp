@@ -248,14 +248,13 @@ TEST_F(SMTPTransportTest, ReportsTheFateOfAnEarlierMessageOnce) {
     // Messages of another service are left alone.
     EXPECT_THAT(errorOfSending(request(), "smtp://localhost:1"), testing::HasSubstr("deferred"));
     server.follow({{"RCPT TO:<ann", "450 later"}, {"RCPT TO:<bob", "550 no bob"}});
-    EXPECT_EQ(
-        errorOfSending(request({"dan@example.com"})),
-        "cannot send the video message, which can be sent again: an earlier one failed first: the video "
-        "message " +
-            earlier.recordUUID.text() +
-            " was not accepted for everybody: \"ann@example.com\" deferred (450 later), "
-            "\"bob@example.com\" refused (550 no bob); what is deferred is tried again when you send it "
-            "again, or another one by this service");
+    EXPECT_EQ(errorOfSending(request({"dan@example.com"})),
+              "cannot send the video message yet: an earlier one failed, so send this one again: the video "
+              "message " +
+                  earlier.recordUUID.text() +
+                  " was not accepted for every destination: \"ann@example.com\" deferred (450 later), "
+                  "\"bob@example.com\" refused (550 no bob); deferred destinations are retried when you give "
+                  "the same command again, or send another message through this service");
     EXPECT_THAT(server.messages(), IsEmpty());
     EXPECT_EQ(errorOfSending(request({"dan@example.com"})), "");
     server.follow({});

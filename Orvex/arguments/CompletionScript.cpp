@@ -248,10 +248,8 @@ ValueSyntax ArgumentConversion<Shell>::syntax() {
     for (const Shell shell : allCases<Shell>()) {
         shells.push_back(text(shell));
     }
-    return {.placeholder = "<" + joined(shells, "|") + ">",
-            .expected = alternatives(shells),
-            .values = shells,
-            .meanings = {}};
+    return {
+        .placeholder = "<" + joined(shells, "|") + ">", .expected = alternatives(shells), .values = shells};
 }
 
 std::string completionScript(const Tool& tool, std::span<const BoundProperty> toolOptions, Shell shell) {

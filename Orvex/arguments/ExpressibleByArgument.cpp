@@ -22,7 +22,7 @@ bool hasURLScheme(std::string_view text) {
 } // namespace
 
 ValueSyntax ArgumentConversion<std::string>::syntax() {
-    return {.placeholder = "<text>", .expected = "a text", .values = {}, .meanings = {}};
+    return {.placeholder = "<text>", .expected = "a text"};
 }
 
 std::optional<bool> ArgumentConversion<bool>::parse(std::string_view word) {
@@ -33,23 +33,15 @@ std::optional<bool> ArgumentConversion<bool>::parse(std::string_view word) {
 }
 
 ValueSyntax ArgumentConversion<bool>::syntax() {
-    return {.placeholder = "<true|false>",
-            .expected = "true or false",
-            .values = {"true", "false"},
-            .meanings = {}};
+    return {.placeholder = "<true|false>", .expected = "true or false", .values = {"true", "false"}};
 }
 
 ValueSyntax ArgumentConversion<double>::syntax() {
-    return {
-        .placeholder = "<number>", .expected = "a finite number such as 12.5", .values = {}, .meanings = {}};
+    return {.placeholder = "<number>", .expected = "a finite number such as 12.5"};
 }
 
-std::optional<std::filesystem::path> ArgumentConversion<std::filesystem::path>::parse(std::string_view word) {
-    return word.empty() ? std::nullopt : std::optional(std::filesystem::path(word));
-}
-
-ValueSyntax ArgumentConversion<std::filesystem::path>::syntax() {
-    return {.placeholder = "<path>", .expected = "a path", .values = {}, .meanings = {}, .isPath = true};
+ValueSyntax pathSyntax() {
+    return {.placeholder = "<path>", .expected = "a path", .isPath = true};
 }
 
 std::optional<FileURL> ArgumentConversion<FileURL>::parse(std::string_view word) {
@@ -68,8 +60,6 @@ ValueSyntax ArgumentConversion<FileURL>::syntax() {
     return {.placeholder = "<path>",
             .expected = "a path (begin it with \"./\" if its name has a \":\"), or a URL such as "
                         "file:///tmp/my%20video.mov",
-            .values = {},
-            .meanings = {},
             .isPath = true};
 }
 

@@ -4,7 +4,6 @@
 #include "Foundation/FileURL.h"
 #include "Foundation/Number.h"
 #include <concepts>
-#include <filesystem>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -16,13 +15,13 @@ namespace Orvex {
 /// Describes the values of a type for help, completion and errors.
 struct ValueSyntax {
     /// Stands for a value in a usage line, as in "<number>".
-    std::string placeholder;
+    std::string placeholder = {};
     /// Follows "expected " in an error.
-    std::string expected;
+    std::string expected = {};
     /// All values, if they are few; otherwise empty.
-    std::vector<std::string> values;
+    std::vector<std::string> values = {};
     /// The meaning of each of `values`; empty if the words are plain enough.
-    std::vector<std::string> meanings;
+    std::vector<std::string> meanings = {};
     /// True if a value is the path of a file: completion offers files.
     bool isPath = false;
     /// True if a misspelt value may contain a password: errors do not repeat it.
@@ -73,12 +72,20 @@ struct ArgumentConversion<double> {
     static ValueSyntax syntax();
 };
 
-/// A path that is not empty.
-template <>
-struct ArgumentConversion<std::filesystem::path> {
-    static std::optional<std::filesystem::path> parse(std::string_view word);
-    static std::string text(const std::filesystem::path& value) { return value.native(); }
-    static ValueSyntax syntax();
+/// The syntax of values that are paths of files.
+[[nodiscard]] ValueSyntax pathSyntax();
+
+/// A `std::filesystem::path` that is not empty. Its header is slow to compile, so it is not included here.
+template <class Path>
+requires std::same_as<typename Path::string_type, std::string> && requires {
+    &Path::lexically_normal;
+}
+struct ArgumentConversion<Path> {
+    static std::optional<Path> parse(std::string_view word) {
+        return word.empty() ? std::nullopt : std::optional(Path(word));
+    }
+    static std::string text(const Path& value) { return value.native(); }
+    static ValueSyntax syntax() { return pathSyntax(); }
 };
 
 /// A path, relative to the current folder or absolute, or a `file:` URL.

@@ -15,7 +15,7 @@ namespace {
 
 using Options = std::span<const BoundProperty>;
 
-/// Text of roff input in which each character is shown as it is (groff_char(7)), and no word is a request.
+/// Escapes text for roff: each character shows as it is (groff_char(7)), and a line cannot be a request.
 std::string escaped(std::string_view text) {
     std::string input;
     for (const char c : text) {
@@ -48,7 +48,7 @@ std::string escaped(std::string_view text) {
     return input;
 }
 
-/// The size of the sentence that the text begins with, up to its full stop.
+/// The size of the text's first sentence, with its full stop.
 std::size_t sentenceSize(std::string_view text) {
     constexpr std::string_view stop = ". ";
     std::size_t found = text.find(stop);
@@ -59,8 +59,8 @@ std::size_t sentenceSize(std::string_view text) {
     return found == std::string_view::npos ? text.size() : found + 1;
 }
 
-/// A paragraph as lines of input, each sentence on a line of its own, as roff wants it. A full stop within
-/// one is an abbreviation's, and kept from looking like an end.
+/// A paragraph as lines of input. Each sentence begins a line, because roff puts wider space after a full
+/// stop at the end of a line. Full stops within a sentence belong to abbreviations and are escaped.
 std::string filled(std::string_view paragraph) {
     constexpr std::size_t longestLine = 79;
     std::string lines;
@@ -74,7 +74,7 @@ std::string filled(std::string_view paragraph) {
     return lines;
 }
 
-/// The paragraphs and the literal lines of a manual text.
+/// The paragraphs and literal lines of a manual text.
 std::string body(const Tool& tool, std::string_view manualText) {
     constexpr std::string_view literalMargin = "    ";
     const std::string text = replacing(manualText, "{tool}", tool.name);
@@ -106,7 +106,7 @@ std::string start(const Tool& tool, const std::string& page, std::string_view su
            section("NAME", ".Nm " + page + "\n.Nd " + escaped(summary) + "\n");
 }
 
-/// " Ar name ..." for the value of an option, nothing for a flag.
+/// " Ar name ..." for the value of an option; empty for a flag.
 std::string argument(const Property& property) {
     if (property.valueCount() == ValueCount::none) {
         return "";
@@ -120,7 +120,7 @@ std::string flag(std::string_view spelling) {
     return "Fl " + escaped(spelling.substr(1));
 }
 
-/// The options as in a synopsis, each under its first spelling, those that may be left out in brackets.
+/// The options for the synopsis, each by its first spelling. Optional ones are in brackets.
 std::string synopsis(Options options) {
     std::string lines;
     for (const BoundProperty& bound : options) {
@@ -149,17 +149,20 @@ std::string optionList(Options options) {
 
 constexpr std::string_view exitStatuses = R"(.Bl -tag -width Ds
 .It 0
-Done, or help was asked for.
+Done, or help was printed.
 .It 1
-An error ended the command; standard error says why.
+An error ended the command.
+Standard error tells the reason.
 .It 64
-The command line could not be understood; nothing was done.
+The command line is invalid.
+Nothing was done.
 .It 130
 Interrupted from the keyboard.
 .It 134
-Ended abnormally; standard error says why.
+Ended abnormally.
+Standard error tells the reason.
 .It 141
-Nobody reads the output any more.
+The reader of the output has left.
 .El
 )";
 

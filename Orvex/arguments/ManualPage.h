@@ -10,7 +10,7 @@ namespace Orvex {
 /// the command.
 [[nodiscard]] std::string toolManualPage(const Tool& tool, std::span<const BoundProperty> options);
 
-/// The manual page "<tool>-<command>", section 1, of one command.
+/// The manual page of one command, "<tool>-<command>", section 1.
 [[nodiscard]] std::string commandManualPage(const Tool& tool, const SubcommandType& type);
 
 } // namespace Orvex

@@ -173,21 +173,20 @@ std::vector<std::string> allSpellings(std::span<const BoundProperty> properties)
     return all;
 }
 
-void checkSpellingsDiffer(std::string_view invocation, std::span<const BoundProperty> properties) {
+void checkSpellingsDiffer(const std::string& owner, std::span<const BoundProperty> properties) {
     std::vector<std::pair<std::string, std::string_view>> spelled;
     for (const BoundProperty& bound : properties) {
         for (const Name& name : bound.property->names()) {
             spelled.emplace_back(name.spelling(bound.name), bound.name);
         }
     }
-    std::stable_sort(spelled.begin(), spelled.end(),
-                     [](const auto& one, const auto& other) { return one.first < other.first; });
+    std::sort(spelled.begin(), spelled.end());
     const auto twice =
         std::adjacent_find(spelled.begin(), spelled.end(),
                            [](const auto& one, const auto& other) { return one.first == other.first; });
     if (twice != spelled.end()) {
-        fatalError("Orvex/arguments/Parser", std::string(invocation) + " has two options " + twice->first +
-                                                 ": " + std::string(twice->second) + " and " +
+        fatalError("Orvex/arguments/Parser", owner + " has two options " + twice->first + ": " +
+                                                 std::string(twice->second) + " and " +
                                                  std::string((twice + 1)->second));
     }
 }

@@ -42,9 +42,9 @@ void parseArguments(std::span<const BoundProperty> properties, Words words,
 /// The spellings of all properties, in their order.
 [[nodiscard]] std::vector<std::string> allSpellings(std::span<const BoundProperty> properties);
 
-/// Ends the process by `fatalError` if a spelling occurs twice. `invocation` are the words in front of the
-/// options.
-void checkSpellingsDiffer(std::string_view invocation, std::span<const BoundProperty> properties);
+/// Ends the process by `fatalError` if a spelling occurs twice. `owner` names the tool or the command with
+/// these options.
+void checkSpellingsDiffer(const std::string& owner, std::span<const BoundProperty> properties);
 
 /// True if the property is given. Works on unparsed words, because a value never begins with "-".
 [[nodiscard]] bool isGiven(const BoundProperty& property, Words words);

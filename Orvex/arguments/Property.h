@@ -2,7 +2,6 @@
 
 #include "Orvex/arguments/ExpressibleByArgument.h"
 #include "Orvex/arguments/Name.h"
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -180,8 +179,7 @@ class Option final : public Property {
         return element != nullptr ? std::optional(Conversion::text(*element)) : std::nullopt;
     }
     [[nodiscard]] ValueSyntax syntax() const override {
-        return meaning_ == ValueMeaning::path ? ArgumentConversion<std::filesystem::path>::syntax()
-                                              : Conversion::syntax();
+        return meaning_ == ValueMeaning::path ? pathSyntax() : Conversion::syntax();
     }
 
   private:

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <unistd.h>
 
@@ -100,14 +101,16 @@ class ToolInvocation {
     }
 
   private:
-    /// The tool's flags are options of every command as well, so that their names stay free there.
+    /// Commands may not have the options --help and --version themselves, but may have -h.
     void checkSpellings() {
         checkSpellingsDiffer(tool_.name, options_);
+        Flag help{{customLong("help")}, ""};
         for (const SubcommandType& type : tool_.subcommands) {
-            const Invocation invocation(tool_, type);
-            std::vector<BoundProperty> options = invocation.options();
+            const std::unique_ptr<Subcommand> subcommand = type.make();
+            std::vector<BoundProperty> options = subcommand->properties();
+            options.push_back({.name = "help", .property = &help});
             options.push_back({.name = "version", .property = &flags_.version});
-            checkSpellingsDiffer(invocation.words(), options);
+            checkSpellingsDiffer(type.name, options);
         }
     }
 
@@ -187,7 +190,7 @@ class ToolInvocation {
         if (tool_.prepare) {
             tool_.prepare();
         }
-        runToCompletion(invocation.run());
+        tool_.runToCompletion(invocation.run());
         return ExitStatus::success;
     }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Foundation/Async.h"
 #include "Orvex/arguments/ParsableArguments.h"
 #include <functional>
 #include <span>
@@ -35,6 +36,8 @@ struct Tool {
     std::vector<BoundProperty> options = {};
     /// Called before the command runs, once the whole command line is valid. What it throws, `run` prints.
     std::function<void()> prepare = {};
+    /// Runs the command and throws its exception. A program with an event loop of its own runs it on that.
+    std::function<void(Async<void> work)> runToCompletion = Orvex::runToCompletion<void>;
     /// The prose of the tool's manual page.
     ManualText manual = {};
     /// The day of the release, as in "November 21, 2026", for manual pages.

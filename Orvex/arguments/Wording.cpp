@@ -8,10 +8,9 @@ namespace Orvex {
 
 namespace {
 
-/// Optimal string alignment distance: the cost of the cheapest edits, none of which touches a character
-/// twice.
+/// Optimal string alignment distance: the least number of edits, none of which touches a character twice.
 std::size_t editDistance(std::string_view from, std::string_view to) {
-    // Three rows of the table of distances between prefixes; row i belongs to the first i characters of
+    // The last three rows of the table of distances between prefixes. Row i is for the first i characters of
     // `from`.
     std::vector<std::size_t> beforePrevious(to.size() + 1);
     std::vector<std::size_t> previous(to.size() + 1);
@@ -39,7 +38,7 @@ std::string_view withoutDashes(std::string_view word) {
     return word;
 }
 
-/// Whether the words keep a character of each other, dashes aside.
+/// True if the edits leave a character besides dashes as it was.
 bool haveSomethingInCommon(std::string_view first, std::string_view second) {
     const std::string_view one = withoutDashes(first);
     const std::string_view other = withoutDashes(second);

@@ -7,24 +7,24 @@
 
 namespace Orvex {
 
-/// The texts with `separator` between them.
+/// Concatenates the texts with `separator` between them.
 [[nodiscard]] std::string joined(std::span<const std::string> texts, std::string_view separator);
 
-/// `text` with every `part` replaced by `by`. `part` is not empty.
+/// Replaces every `part` of `text` by `by`. `part` must not be empty.
 [[nodiscard]] std::string replacing(std::string_view text, std::string_view part, std::string_view by);
 
-/// The texts as a choice: "a, b or c".
+/// Joins the texts as in "a, b or c".
 [[nodiscard]] std::string alternatives(std::span<const std::string> texts);
 
-/// The index of the candidate that `word` is probably a misspelling of: the first of those the fewest edits
-/// away (a character inserted, removed or replaced, or two neighbours swapped; a change of letter case is
-/// free), as long as that is one edit, or two for a word of eight characters or more, and leaves a character
-/// other than a dash as it was. `candidates.size()` when none is near.
+/// The index of the candidate that `word` probably misspells; `candidates.size()` if there is none.
+///
+/// This is the first candidate with the fewest edits: characters inserted, removed or replaced, or neighbours
+/// swapped; letter case is ignored. One edit is allowed, or two from eight characters on, and at least one
+/// character besides dashes must stay.
 [[nodiscard]] std::size_t nearest(std::string_view word, std::span<const std::string> candidates);
 
-/// Breaks `text` at blanks into lines of at most `width` characters and appends them, each but the first
-/// after a newline and `indent` blanks. A word that is wider gets a line of its own. `column` is where the
-/// first line begins.
+/// Appends `text`, broken at blanks into lines of at most `width` bytes. The first line begins at `column`;
+/// each further line begins after a newline and `indent` blanks. A longer word gets a line of its own.
 void appendWrapped(std::string& out, std::string_view text, std::size_t column, std::size_t indent,
                    std::size_t width);
 

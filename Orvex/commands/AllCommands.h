@@ -15,7 +15,7 @@
 
 namespace Orvex {
 
-/// The ten commands, for a host that offers them all.
+/// All ten commands, for `Tool::subcommands`.
 [[nodiscard]] inline std::vector<SubcommandType> allCommands() {
     return subcommandTypes<TranscriptionEnabled, SendVideoMessage, GetAllVoicemailMessages, VoicemailMessages,
                            SaveMessage, GetTotalCount, GetAllMessages, DeleteMessage, UpdateMessage,

@@ -66,24 +66,24 @@ Async<void> DeleteMessage::run() {
 const ManualText DeleteMessage::manual{
     .summary = "delete messages",
     .description = R"(Lists the messages that a filter selects, or all of them, asks for the numbers of those
-to delete, shows these again, and deletes them after a confirmation. With -a or record
-UUIDs it does not ask for numbers: everything selected is to be deleted.
+to delete, shows these again, and deletes them after a confirmation. With -a or record UUIDs, it does not ask
+for numbers and deletes all selected messages.
 
-Numbers are separated by commas. What is no number is skipped. A number that is not in the list ends the
-command at once, before anything is deleted. The confirmation is asked for again until the answer is yes
-or no.
+Numbers are separated by commas; everything else is ignored. A number outside the list ends the command at once,
+before anything is deleted. The command asks for the confirmation until the answer is yes or no.
 
-At the end of input the confirmation is asked for again as well, without end. A script whose answers run
-out, or whose input is the null device, would never end and fill what its output goes to. Let an endless
-"n" follow the answers: a question that nobody expected is then answered with no.
+At the end of input, the command asks for the confirmation again and again. A script whose answers run out, or
+whose input is the null device, would never end and would fill its log. Let an endless "n" follow the answers:
+then unexpected questions are answered with no.
 
-One filter counts, the first of these that is given: record UUIDs, handles of senders, providers
-together with types. It counts with -a too.
+Only the first of these filters counts, also with -a: record UUIDs, handles of senders, providers together with
+types.
 
-Messages are deleted in batches of 100, each of them wholly or not at all. When the command is
-interrupted, the batches that are done stay done, and all other messages are as they were.)",
-    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0. Standard input "
-                  "that cannot be read makes it 1; nothing is deleted then.",
+Messages are deleted in batches of 100, each completely or not at all. If the command is interrupted, finished
+batches stay deleted, and all other messages stay unchanged.)",
+    .exitStatus =
+        "An error of the store is printed in red, and the exit status is 0. If standard input cannot "
+        "be read, it is 1, and nothing is deleted.",
     .examples = R"(Choose among the messages of one sender:
 
     {tool} delete-message -handles ann@example.com

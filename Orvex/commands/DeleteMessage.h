@@ -7,7 +7,7 @@
 
 namespace Orvex {
 
-/// Deletes the messages that the user picks from those that a filter selects.
+/// Lists the messages that a filter selects, and deletes those that the user chooses.
 struct DeleteMessage {
     Flag noColor = noColorFlag();
     Flag deleteAll{{singleDash("a")}, "Delete all messages from the store"};

@@ -32,10 +32,9 @@ Async<void> GetAccountStatus::run() {
 
 const ManualText GetAccountStatus::manual{
     .summary = "print the state of the cloud account",
-    .description = R"(Prints how the store's account with its cloud service stands, or, in red, that this
-could not be determined.)",
-    .exitStatus = "An error of the store ends the command with status 1, and a state that no version knows "
-                  "with status 134.",
+    .description = R"(Prints the state of the store's account with its cloud service, or a line in red if the
+state could not be determined.)",
+    .exitStatus = "An error of the store ends the command with status 1, an unknown state with status 134.",
     .examples = R"(Ask without colours:
 
     {tool} get-account-status -nc)",

@@ -20,13 +20,14 @@ Async<void> GetAllMessages::run() {
 
 const ManualText GetAllMessages::manual{
     .summary = "list messages",
-    .description = R"(Prints the messages that a filter selects, or all of them, in the order in which they
-were saved, each under its number in the list.
+    .description =
+        R"(Prints the messages that a filter selects, or all of them, in the order of saving, numbered
+from 1.
 
-One filter counts, the first of these that is given: record UUIDs, handles of senders, providers
-together with types, voicemail identifiers. Providers without types, or types without providers, select
-nothing: all messages are listed. What is no UUID or no identifier is skipped.)",
-    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
+Only the first of these filters counts: record UUIDs, handles of senders, providers together with types,
+voicemail identifiers. Providers without types, or types without providers, are ignored: all messages are
+listed. Invalid UUIDs and identifiers are ignored.)",
+    .exitStatus = "An error of the store is printed in red, and the exit status is 0.",
     .examples = R"(List what two people have sent:
 
     {tool} get-all-messages -handles ann@example.com +15550100

@@ -17,8 +17,8 @@ Async<void> GetAllVoicemailMessages::run() {
 
 const ManualText GetAllVoicemailMessages::manual{
     .summary = "list the voicemails",
-    .description = R"(Prints every voicemail, an audio message of the telephone, under its number in the list.
-The command voicemail-messages shows their transcripts as well.)",
+    .description = R"(Prints every voicemail, which is an audio message of the telephone, numbered from 1.
+The command voicemail-messages prints their transcripts as well.)",
     .exitStatus = "An error of the store ends the command with status 1.",
     .examples = R"(List the voicemails without colours:
 

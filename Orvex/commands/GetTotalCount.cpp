@@ -21,8 +21,8 @@ Async<void> GetTotalCount::run() {
 
 const ManualText GetTotalCount::manual{
     .summary = "count the messages",
-    .description = "Prints how many messages the store holds, in all mailboxes.",
-    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
+    .description = "Prints the number of messages in the store, in all mailboxes.",
+    .exitStatus = "An error of the store is printed in red, and the exit status is 0.",
     .examples = R"(Count the messages, without colours:
 
     {tool} get-total-count -nc)",

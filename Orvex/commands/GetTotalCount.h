@@ -5,7 +5,7 @@
 
 namespace Orvex {
 
-/// Prints how many messages the store holds.
+/// Prints the number of messages in the store.
 struct GetTotalCount {
     Flag noColor = noColorFlag();
 

@@ -54,15 +54,14 @@ Async<void> SaveMessage::run() {
 const ManualText SaveMessage::manual{
     .summary = "add a message",
     .description = R"(Adds one message to the store and prints it. Every option has a default, so that the
-command alone adds a complete test message. Identifiers that are not given are random,
-and so is one that is no UUID.
+command alone adds a complete test message. Identifiers that are missing or invalid are replaced by random
+UUIDs.
 
-The message goes to the inbox, unread, whatever mailbox is given. Paths become file URLs, a relative one
-from the current folder, and need not exist. A thumbnail is taken for a video only. A transcript, the
-path of a transcript file, is taken for any other type. An audio message of the telephone is a voicemail
-and gets the next voicemail identifier.)",
-    .exitStatus = "An error of the store, such as a record UUID that exists already, is printed in red and "
-                  "leaves the exit status at 0.",
+The message goes to the inbox, unread, whichever mailbox is given. Paths become file URLs, relative to the current
+folder, and need not exist. Only a video keeps its thumbnail, and only other types keep their transcript, the path
+of a transcript file. An audio message of the telephone is a voicemail and gets the next voicemail identifier.)",
+    .exitStatus = "An error of the store, such as a record UUID that exists already, is printed in red, and "
+                  "the exit status is 0.",
     .examples = R"(Add a video message of twelve and a half seconds:
 
     {tool} save-message -file party.mov -frm ann@example.com -dur 12.5

@@ -30,7 +30,7 @@ struct SaveMessage {
     Option<InputProviderType> provider{
         InputProviderType::Zelvo, {singleDash("prov"), derivedLong}, "The message provider."};
     Option<double> duration{0.0, {singleDash("dur"), derivedLong}, "The message's duration."};
-    /// Accepted, but the store decides where a new message goes.
+    /// Ignored: a new message always goes to the inbox.
     Option<InputMailboxType> mailboxType{
         InputMailboxType::inbox, {singleDash("mbt"), customLong("mailboxType")}, "The mailbox type."};
     Option<bool> isSensitive{
@@ -44,12 +44,12 @@ struct SaveMessage {
     Option<std::optional<std::string>> simID{std::nullopt,
                                              {singleDash("simID"), customLong("simID")},
                                              "The unique identifier of the SIM that the message was sent to"};
-    /// No spelling reaches it: every message has the default quality.
+    /// Has no spelling, so that every message has the default quality.
     Option<MessageQuality> quality{MessageQuality::standard, {}, "The message quality"};
 
     Async<void> run();
 
-    /// The record that the options describe, with fresh identifiers where none are given.
+    /// The message that the options describe. Identifiers that are not given are random.
     [[nodiscard]] StoredMessage message() const;
 
     static const ManualText manual;

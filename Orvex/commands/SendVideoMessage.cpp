@@ -26,12 +26,12 @@ Async<void> SendVideoMessage::run() {
 
 const ManualText SendVideoMessage::manual{
     .summary = "send a video file as a message",
-    .description = R"(Hands a copy of the video to the sending service, together with the sender and all
-destinations. Handles are telephone numbers or e-mail addresses, and are handed on as
-they are. Each message gets a record UUID of its own. It is not added to the store.)",
-    .exitStatus =
-        "When the message was not accepted for every destination, the exit status is 1, and standard "
-        "error says why.",
+    .description = R"(Hands a copy of the video, the sender and all destinations to the sending service.
+Handles are telephone numbers or e-mail addresses, and are not changed. Each message gets a new record UUID. It
+is not added to the store.)",
+    .exitStatus = "If the message was not accepted for every destination, the exit status is 1, and standard "
+                  "error tells "
+                  "the reason.",
     .examples = R"(Send a video to two people:
 
     {tool} send-video-message --video-url party.mov --sender-handle +15550100 \

@@ -24,10 +24,7 @@ struct ArgumentConversion<Handle> {
     }
     static std::string text(const Handle& handle) { return handle.text; }
     static ValueSyntax syntax() {
-        return {.placeholder = "<handle>",
-                .expected = "a handle such as +15550100 or ann@example.com",
-                .values = {},
-                .meanings = {}};
+        return {.placeholder = "<handle>", .expected = "a handle such as +15550100 or ann@example.com"};
     }
 };
 

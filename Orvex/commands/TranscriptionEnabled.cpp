@@ -19,10 +19,11 @@ Async<void> TranscriptionEnabled::run() {
 }
 
 const ManualText TranscriptionEnabled::manual{
-    .summary = "print whether messages are transcribed",
-    .description = R"(Prints "isTranscriptionEnabled: true" or "isTranscriptionEnabled: false", as the store's
-settings say.)",
-    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0.",
+    .summary = "print if messages are transcribed",
+    .description =
+        R"(Prints "isTranscriptionEnabled: true" or "isTranscriptionEnabled: false", from the store's
+settings.)",
+    .exitStatus = "An error of the store is printed in red, and the exit status is 0.",
     .examples = R"(Ask without colours:
 
     {tool} transcription-enabled -nc)",

@@ -5,7 +5,7 @@
 
 namespace Orvex {
 
-/// Prints whether the store has messages transcribed.
+/// Prints "true" if the store transcribes messages.
 struct TranscriptionEnabled {
     Flag noColor = noColorFlag();
 

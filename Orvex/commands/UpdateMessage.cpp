@@ -75,23 +75,22 @@ Async<void> UpdateMessage::run() {
 
 const ManualText UpdateMessage::manual{
     .summary = "change a message",
-    .description = R"(Lists the messages that a filter selects, or all of them, asks for the number of the one
-to change where there are several, shows what it is about to change, does so after a
-confirmation, and prints the message as it is then. Fields that are not given stay as
-they are.
+    .description = R"(Lists the messages that a filter selects, or all of them, asks for a number if there are
+several, shows the change, makes it after a confirmation, and prints the changed message. Fields that are not
+given stay as they are.
 
-Of several numbers the first counts, and without any the first message is taken. A number that is not in
-the list ends the command at once, before anything is changed. The confirmation is asked for again until
-the answer is yes or no. A value that begins with "-" is given with "=", as in --updatedDuration=-1.
+Of several numbers, the first counts. Without a number, the first message is changed. A number outside the list
+ends the command at once, before anything is changed. The command asks for the confirmation until the answer is
+yes or no. A value that begins with "-" is joined by "=", as in --updatedDuration=-1.
 
-At the end of input the confirmation is asked for again as well, without end. A script whose answers run
-out, or whose input is the null device, would never end and fill what its output goes to. Let an endless
-"n" follow the answers: a question that nobody expected is then answered with no.
+At the end of input, the command asks for the confirmation again and again. A script whose answers run out, or
+whose input is the null device, would never end and would fill its log. Let an endless "n" follow the answers:
+then unexpected questions are answered with no.
 
-One filter counts, the first of these that is given: a record UUID, handles of senders, providers
-together with types.)",
-    .exitStatus = "An error of the store is printed in red and leaves the exit status at 0. Standard input "
-                  "that cannot be read makes it 1; nothing is changed then.",
+Only the first of these filters counts: a record UUID, handles of senders, providers together with types.)",
+    .exitStatus =
+        "An error of the store is printed in red, and the exit status is 0. If standard input cannot "
+        "be read, it is 1, and nothing is changed.",
     .examples = R"(Mark a message as read:
 
     {tool} update-message -rid 213E835C-F062-40F4-A54E-6C01987777D6 -read true

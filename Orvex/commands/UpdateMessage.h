@@ -9,7 +9,7 @@
 
 namespace Orvex {
 
-/// Changes fields of one message that the user picks from those that a filter selects.
+/// Lists the messages that a filter selects, and changes fields of the one that the user chooses.
 struct UpdateMessage {
     Flag noColor = noColorFlag();
     Option<std::vector<InputMessageType>> types = typesOption();
@@ -53,7 +53,7 @@ struct UpdateMessage {
 
     Async<void> run();
 
-    /// What the options change in the message with this record UUID.
+    /// The change that the options describe, for the message with this record UUID.
     [[nodiscard]] MessageUpdate update(const UUID& recordUUID) const;
 
     static const ManualText manual;

@@ -51,12 +51,12 @@ Async<void> VoicemailMessages::run() {
 
 const ManualText VoicemailMessages::manual{
     .summary = "list the voicemails with their transcripts",
-    .description = R"(Prints every voicemail, an audio message of the telephone, and behind each its
-transcript, read from the file that the message refers to. A transcript that cannot be
-read is reported in its place; the others follow.
+    .description = R"(Prints every voicemail, which is an audio message of the telephone, and after each its
+transcript, read from the file that the message refers to. If a transcript cannot be read, an error is
+printed in its place, and the others follow.
 
-Handles are accepted but select nothing: all voicemails are listed.)",
-    .exitStatus = "An error of the store ends the command with status 1; one of a transcript does not.",
+Handles are accepted but ignored: all voicemails are listed.)",
+    .exitStatus = "An error of the store ends the command with status 1. An error of a transcript does not.",
     .examples = R"(Look for a word in all transcripts:
 
     {tool} voicemail-messages -nc | grep -i birthday)",

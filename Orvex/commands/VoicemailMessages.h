@@ -10,7 +10,7 @@ namespace Orvex {
 /// Prints every voicemail with its transcript.
 struct VoicemailMessages {
     Flag noColor = noColorFlag();
-    /// Accepted, but every voicemail is printed.
+    /// Ignored: every voicemail is printed.
     Option<std::vector<std::string>> handles{{},
                                              {singleDash("h"), customLong("handles")},
                                              "Handles to get messages for.",

@@ -80,8 +80,6 @@ ValueSyntax ArgumentConversion<StoreLocation>::syntax() {
     return {.placeholder = "<path>",
             .expected = "a path (begin it with \"./\" if it has the look of a connection string), or a URI "
                         "such as postgresql://user@host/database",
-            .values = {},
-            .meanings = {},
             .isPath = true};
 }
 
@@ -94,8 +92,6 @@ std::optional<ServiceLocation> ArgumentConversion<ServiceLocation>::parse(std::s
 ValueSyntax ArgumentConversion<ServiceLocation>::syntax() {
     return {.placeholder = "<url>",
             .expected = "a URL such as smtp://mail.example.com or smtps://ann@mail.example.com",
-            .values = {},
-            .meanings = {},
             .isSecret = true};
 }
 

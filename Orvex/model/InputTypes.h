@@ -7,8 +7,8 @@
 
 namespace Orvex {
 
-// The words of the command line, each written as its number. They are apart from the values of a store, which
-// counts providers from 1.
+// Options of the command line, which users give as numbers. They differ from the values of a store: it counts
+// providers from 1.
 
 enum class InputMessageType : std::int16_t { screened, audio, video };
 BOOST_DESCRIBE_ENUM(InputMessageType, screened, audio, video)
@@ -34,7 +34,6 @@ BOOST_DESCRIBE_ENUM(InputTranscriptionStatus, notAvailable, pending, transcripti
 [[nodiscard]] Mailbox storeValue(InputMailboxType input);
 [[nodiscard]] TranscriptionStatus storeValue(InputTranscriptionStatus input);
 
-/// Absent stays absent.
 template <class Input>
 [[nodiscard]] auto storeValue(const std::optional<Input>& input) {
     return input ? std::optional(storeValue(*input)) : std::nullopt;

@@ -62,7 +62,7 @@ consteval MessageField<Value> fieldOf(Value StoredMessage::*member) {
             found = field.member == member ? &field : found;
         }
     });
-    return *found;
+    return found != nullptr ? *found : throw "messageFields has no field with this member";
 }
 
 /// A change of a field: the member that holds the new value, and the field.

@@ -11,7 +11,7 @@ namespace Orvex {
 
 struct StoredMessage;
 
-/// Changes to one stored message. An absent value leaves the field as it is.
+/// Changes to one stored message. An absent value leaves the field unchanged.
 struct MessageUpdate {
     UUID recordUUID;
     std::optional<UUID> callUUID{};
@@ -32,7 +32,7 @@ struct MessageUpdate {
     /// Changes the message as a store does, except for its voicemail identifier.
     void applyTo(StoredMessage& message) const;
 
-    /// The update as text, one field a line.
+    /// The update as text, one field per line.
     [[nodiscard]] std::string description() const;
 };
 

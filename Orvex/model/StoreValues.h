@@ -5,7 +5,7 @@
 
 namespace Orvex {
 
-// The values that a message store keeps, as wide as its interface passes them.
+// The values in a message store.
 
 enum class MessageType : std::int16_t { screened = 0, audio = 1, video = 2 };
 BOOST_DESCRIBE_ENUM(MessageType, screened, audio, video)
@@ -29,7 +29,7 @@ BOOST_DESCRIBE_ENUM(TranscriptionStatus, notAvailable, pending, transcriptionFai
 enum class MessageQuality : std::int16_t { low = 0, standard = 1, high = 2 };
 BOOST_DESCRIBE_ENUM(MessageQuality, low, standard, high)
 
-/// The state of the store's cloud account. A store may report a number that has no name here.
+/// The state of the store's cloud account. A store may report other numbers.
 enum class AccountStatus : std::int64_t {
     couldNotDetermine = 0,
     signedIn = 1,

@@ -39,9 +39,7 @@ struct StoredMessage {
     TranscriptionStatus transcription = TranscriptionStatus::notAvailable;
     std::optional<Timestamp> created{};
 
-    friend bool operator==(const StoredMessage&, const StoredMessage&) = default;
-
-    /// The record as text, one field a line.
+    /// The record as text, one field per line.
     [[nodiscard]] std::string description() const;
     void appendDescription(std::string& out) const;
 };

@@ -14,8 +14,8 @@
 
 namespace Orvex {
 
-/// What a store could not do: `what()` is one line that says what was attempted, on what, why it failed and,
-/// where that helps, what to do.
+/// The error of a store's operation. `what()` is one line: the attempted operation, the store, the cause, and
+/// a remedy if there is one.
 class MessageStoreError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -27,12 +27,12 @@ struct MessageQuery {
 
 /// A device's message store.
 ///
-/// Every asynchronous operation may throw `MessageStoreError`; one that changes the store does so whole or
-/// not at all. A list holds each message once, in the order in which the messages were saved. What a list of
-/// identifiers or values names that is not there contributes nothing, and an empty one selects nothing.
+/// Every asynchronous operation may throw `MessageStoreError`; a change takes effect as a whole or not at
+/// all. A returned list holds each message once, in the order in which the messages were saved. Identifiers
+/// and values that no message has are ignored, and an empty list of them selects nothing.
 class MessageStore {
   public:
-    /// Hears a line, such as why the account's status could not be determined.
+    /// Gets a line, such as the reason why the account's status could not be determined.
     using Reporter = std::function<void(const std::string&)>;
 
     MessageStore() = default;
@@ -40,37 +40,37 @@ class MessageStore {
     MessageStore(const MessageStore&) = delete;
     MessageStore& operator=(const MessageStore&) = delete;
 
-    /// Chooses who hears what the store has to say besides the results of its operations. A store prints
-    /// nothing itself.
+    /// Sets the receiver of the store's messages to people. A store prints nothing itself.
     void setReporter(Reporter reporter) { reporter_ = std::move(reporter); }
 
     virtual Async<bool> isTranscriptionEnabled() = 0;
     virtual Async<std::int64_t> messageCount() = 0;
-    /// May be a number without a name in `AccountStatus`. Why it is `couldNotDetermine` is reported.
+    /// May be a number without a name in `AccountStatus`. The store reports the reason for
+    /// `couldNotDetermine`.
     virtual Async<AccountStatus> accountStatus() = 0;
-    /// A word or phrase for the states from `signedIn` to `temporarilyUnavailable`.
+    /// A phrase for a state; commands use it for those from `signedIn` to `temporarilyUnavailable`.
     [[nodiscard]] virtual std::string description(AccountStatus status) const;
 
     virtual Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) = 0;
-    /// Handles are compared with the sender's, byte for byte.
+    /// Compares the handles with the senders' byte by byte.
     virtual Async<std::vector<StoredMessage>> messages(std::vector<std::string> handles) = 0;
-    /// The messages of any of these providers that are of any of these types.
+    /// The messages that have one of these providers and one of these types.
     virtual Async<std::vector<StoredMessage>> messages(std::vector<MessageProvider> providers,
                                                        std::vector<MessageType> types) = 0;
-    /// At most `limit` of the messages that match, without the first `offset`.
+    /// Skips the first `offset` messages that match, and returns the next `limit` at most.
     virtual Async<std::vector<StoredMessage>> messages(MessageQuery matching, std::int64_t limit,
                                                        std::int64_t offset) = 0;
     virtual Async<std::vector<StoredMessage>> allMessages() = 0;
-    /// The voicemails among the messages of this provider and type.
+    /// The voicemails of this provider and type.
     virtual Async<std::vector<StoredMessage>> voicemailMessages(MessageProvider provider,
                                                                 MessageType type) = 0;
 
-    /// Adds a message: to the inbox, unread, its transcription `notAvailable`, created now; one of provider
-    /// `Telephony` and type `audio` is a voicemail and gets the next voicemail identifier. Returns it as it
-    /// is stored. A record UUID that the store holds already is an error.
+    /// Adds a message to the inbox: unread, its transcription `notAvailable`, created now. A message of
+    /// provider `Telephony` and type `audio` is a voicemail and gets the next voicemail identifier. Returns
+    /// the message as stored. Throws if the store holds its record UUID already.
     virtual Async<StoredMessage> saveMessage(StoredMessage message) = 0;
-    /// Applies all updates in one transaction. A record UUID that the store does not hold is an error. A
-    /// message that becomes a voicemail gets an identifier, one that is none any more loses it.
+    /// Applies all updates in one transaction. Throws if the store does not hold a record UUID. A message
+    /// that becomes a voicemail gets an identifier; one that ceases to be a voicemail loses it.
     virtual Async<void> updateMessage(std::vector<MessageUpdate> updates) = 0;
     /// Removes the messages in one transaction.
     virtual Async<void> deleteMessages(std::vector<UUID> recordUUIDs) = 0;

@@ -20,7 +20,7 @@ void MessageStoreClient::setStoreFactory(StoreFactory factory) {
 MessageStore& MessageStoreClient::store() {
     if (!store_) {
         if (!storeFactory()) {
-            throw MessageStoreError("cannot reach a message store: the host has chosen none");
+            throw MessageStoreError("cannot reach a message store: the host has not chosen one");
         }
         store_ = storeFactory()();
     }

@@ -6,15 +6,15 @@
 
 namespace Orvex {
 
-/// A command's handle to the message store that its host has chosen. It opens nothing until its first
-/// operation and lets the store go when it dies. Operations are those of `MessageStore`, awaited one after
-/// another; results do not depend on the client, but an operation must have ended before the client does.
+/// A command's handle to the message store that its host has chosen. Its first operation gets the store, and
+/// its destruction releases it. The operations are those of `MessageStore`; await one after another, and the
+/// last before the client's end.
 class MessageStoreClient {
   public:
     using StoreFactory = std::function<std::shared_ptr<MessageStore>()>;
 
-    /// Chooses the store for all clients of the process that have not used theirs yet. The factory is called
-    /// once for each client, at its first operation; it may hand out one store several times.
+    /// Sets the store for all clients of the process that have not used theirs yet. Each client calls the
+    /// factory once, at its first operation; the factory may return the same store several times.
     static void setStoreFactory(StoreFactory factory);
 
     MessageStoreClient() noexcept = default;
@@ -22,7 +22,7 @@ class MessageStoreClient {
     Async<bool> isTranscriptionEnabled() { return store().isTranscriptionEnabled(); }
     Async<std::int64_t> messageCount() { return store().messageCount(); }
     Async<AccountStatus> accountStatus() { return store().accountStatus(); }
-    /// Throws when the host has chosen no store.
+    /// Throws `MessageStoreError` if the host has not chosen a store.
     [[nodiscard]] std::string description(AccountStatus status) { return store().description(status); }
 
     Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) {
@@ -55,7 +55,7 @@ class MessageStoreClient {
     }
 
   private:
-    /// Throws `MessageStoreError` when the host has chosen no store.
+    /// Throws `MessageStoreError` if the host has not chosen a store.
     MessageStore& store();
 
     std::shared_ptr<MessageStore> store_;

@@ -138,7 +138,7 @@ class RowReader {
   public:
     explicit RowReader(const Row& row) : row_(row) {}
 
-    /// `previous` is the field in the previous row, or null: equal texts share their characters.
+    /// `previous` is the same field in the previous row, or null: equal texts share their characters.
     template <class T>
     T read(int column, [[maybe_unused]] const T* previous) const {
         if constexpr (std::same_as<T, UUID>) {

@@ -19,7 +19,7 @@ void SendingService::setFactory(Factory factory) {
 
 std::shared_ptr<SendingService> SendingService::instance() {
     if (!chosenFactory()) {
-        throw SendingServiceError("cannot send a video message: the host has chosen no sending service");
+        throw SendingServiceError("cannot send a video message: the host has not chosen a sending service");
     }
     return chosenFactory()();
 }

@@ -12,12 +12,12 @@
 
 namespace Orvex {
 
-/// Why a message was not sent: `what()` is one line that says what was attempted, on what, and why it failed.
+/// A message was not sent. `what()` is one line: the attempted operation, its object, and the cause.
 class SendingServiceError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A video message to be sent.
+/// A video message to send.
 struct VideoMessageRequest {
     UUID recordUUID;
     std::string senderHandle;
@@ -26,15 +26,15 @@ struct VideoMessageRequest {
     FileURL videoURL;
 };
 
-/// What sends video messages.
+/// Sends video messages.
 class SendingService {
   public:
     using Factory = std::function<std::shared_ptr<SendingService>()>;
 
-    /// Chooses the service that `instance` hands out from now on.
+    /// Sets the factory that `instance` calls from now on.
     static void setFactory(Factory factory);
 
-    /// The service that the host has chosen. Throws `SendingServiceError` when it has chosen none.
+    /// The service that the host has chosen. Throws `SendingServiceError` if it has not chosen one.
     [[nodiscard]] static std::shared_ptr<SendingService> instance();
 
     SendingService() = default;
@@ -42,8 +42,8 @@ class SendingService {
     SendingService(const SendingService&) = delete;
     SendingService& operator=(const SendingService&) = delete;
 
-    /// Has the message delivered, or durably accepted for delivery to every destination. Throws
-    /// `SendingServiceError`, which says whether some of them get it all the same.
+    /// Returns once the message is delivered, or durably accepted for delivery, to every destination. The
+    /// text of a `SendingServiceError` tells if some destinations get the message anyway.
     virtual Async<void> sendVideoMessage(VideoMessageRequest request) = 0;
 };
 

@@ -14,9 +14,8 @@ namespace MyTool {
 
 using namespace Orvex;
 
-/// A message store in memory, which lasts as long as the object. Yours would ask the device instead; what
-/// each operation has to do, `MessageStore` says. An operation that has to wait for something may
-/// `co_await` it.
+/// A message store in memory that lasts as long as the object. Yours would ask the device instead. `MessageStore`
+/// describes the operations; those that have to wait can `co_await`.
 class MemoryStore : public MessageStore {
   public:
     Async<bool> isTranscriptionEnabled() override { co_return true; }
@@ -44,7 +43,7 @@ class MemoryStore : public MessageStore {
         const std::vector<StoredMessage> all = those([&](const StoredMessage& message) {
             return message.voicemailID && isIn(matching.voicemailIDs, *message.voicemailID);
         });
-        // Callers ask for the largest number when they mean "all": nothing may be added to it.
+        // `limit` may be the largest number, for "all": adding to it would overflow.
         const auto begin = all.begin() + std::min(offset, std::ssize(all));
         const auto end = begin + std::min<std::int64_t>(limit, all.end() - begin);
         co_return std::vector<StoredMessage>(begin, end);
@@ -63,7 +62,7 @@ class MemoryStore : public MessageStore {
             throw MessageStoreError("cannot save message " + message.recordUUID.text() +
                                     ": there is one with this record UUID");
         }
-        // These are the store's to decide, whatever the caller has put there.
+        // The store sets these fields, so that the caller's values are ignored.
         message.callUUID.reset();
         message.mailbox = Mailbox::inbox;
         message.read = false;
@@ -76,7 +75,7 @@ class MemoryStore : public MessageStore {
     }
 
     Async<void> updateMessage(std::vector<MessageUpdate> updates) override {
-        // A copy takes the place of the messages once all is well: all updates are applied, or none.
+        // Changes a copy first: all updates are applied, or none.
         std::vector<StoredMessage> updated = messages_;
         for (const MessageUpdate& update : updates) {
             const auto message = std::ranges::find(updated, update.recordUUID, &StoredMessage::recordUUID);
@@ -118,7 +117,7 @@ class MemoryStore : public MessageStore {
         return found;
     }
 
-    /// Voicemails have an identifier, and keep it; other messages have none.
+    /// Gives a voicemail an identifier unless it has one, and removes that of any other message.
     void identifyVoicemail(StoredMessage& message) {
         if (!isVoicemail(message)) {
             message.voicemailID.reset();

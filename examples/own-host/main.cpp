@@ -1,4 +1,4 @@
-// A tool of one's own with the ten commands, over a message store and a sending service of its own:
+// A tool that offers the ten commands with a message store and a sending service of its own:
 //   mytool COMMAND [OPTION]... [, COMMAND [OPTION]...]...
 // The store lives as long as the process, so the tool runs several commands one after another.
 
@@ -19,11 +19,11 @@ namespace {
 
 using namespace Orvex;
 
-/// Says what it would send. Yours would hand the message to a network, and return when it is safe there.
+/// Prints what it would send. Yours would hand the message to a network, and return when the network has stored it.
 class SpokenSendingService final : public SendingService {
   public:
     Async<void> sendVideoMessage(VideoMessageRequest request) override {
-        // Text from outside goes to a terminal in quotes only, with its control characters escaped.
+        // Quote text from outside for a terminal: quoting escapes control characters.
         printLine("Sent " + inQuotes(request.videoURL.text()) + " to " +
                       bracketed(request.destinationHandles, inQuotes),
                   false);
@@ -31,7 +31,7 @@ class SpokenSendingService final : public SendingService {
     }
 };
 
-/// Makes all commands use one store and one service, which are made here and live on between the commands.
+/// Makes all commands use the same store and the same service.
 void chooseStoreAndService() {
     MessageStoreClient::setStoreFactory([store = std::make_shared<MyTool::MemoryStore>()] { return store; });
     SendingService::setFactory([service = std::make_shared<SpokenSendingService>()] { return service; });
@@ -45,7 +45,7 @@ int main(int argc, char* argv[]) {
         .name = "mytool",
         .version = "1.0",
         .summary = "Tries the commands out on a message store in memory.",
-        // Commands of your own, declared like these, may stand beside them: see subcommandTypes().
+        // Append commands of your own with subcommandTypes().
         .subcommands = allCommands(),
     };
 

@@ -1,6 +1,6 @@
 # Completion of @tool@ in bash, made by: @tool@ --generate-completion-script bash
 
-# Sets what the option $2 of the command $1 takes (0 or 1 values, or a list: "*"), and which.
+# Sets the number of values that option $2 of command $1 takes (0, 1, or "*" for a list), and the known values.
 _@id@_option() {
     takes=0 values= path=
     case "$1 $2" in
@@ -8,7 +8,7 @@ _@id@_option() {
     esac
 }
 
-# Sets the words that may stand next after the command $1, or in front of one.
+# Sets the words that may follow command $1, or that may precede a command.
 _@id@_words() {
     case $1 in
     # @word_cases@
@@ -19,7 +19,7 @@ _@id@() {
     local -a words=()
     local piece word rest=$COMP_LINE current=$2 prefix=$2
     local command= takes=0 values= path= given= options= commands= candidates=
-    # Readline breaks words at "=" and ":" too. Here they are whole again, the last one up to the cursor.
+    # Readline also splits words at "=" and ":". Joins them again, the last one up to the cursor.
     if [[ ${COMP_WORDS[COMP_CWORD]} == [=:] ]]; then
         current=${COMP_WORDS[COMP_CWORD]} prefix=
     fi

@@ -1,6 +1,6 @@
 # Completion of @tool@ in fish, made by: @tool@ --generate-completion-script fish
 
-# Prints the command that is given in front of the cursor; fails when there is none yet.
+# Prints the command in front of the cursor; fails if there is none yet.
 function __@id@_command
     set -l words (commandline -opc)
     set -e words[1]
@@ -21,7 +21,7 @@ function __@id@_runs
     and test $command = $argv[1]
 end
 
-# Whether the words in front of the cursor end with a value of one of these options.
+# Succeeds if the last word in front of the cursor is a value of one of these options.
 function __@id@_lists
     set -l words (commandline -opc)
     string match -q -r -- '^-[^=]*$' $words[-1]

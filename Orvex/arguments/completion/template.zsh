@@ -25,7 +25,7 @@ _@id@() {
     esac
 }
 
-# Run when it was autoloaded by the first completion, declared when it was sourced.
+# Runs the function if zsh has just loaded this file for a completion; declares it if the file was sourced.
 if [[ $funcstack[1] == _@id@ ]]; then
     _@id@ "$@"
 else

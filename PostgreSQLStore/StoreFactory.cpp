@@ -1,6 +1,6 @@
 #include "PostgreSQLStore/PostgreSQLMessageStore.h"
 
-/// What the program looks up in this module: a new store, to be deleted by the caller.
+/// The function that the program looks up in this module. The caller deletes the store.
 extern "C" [[gnu::visibility("default")]] Orvex::MessageStore* orvexMakePostgreSQLStore(const char* uri) {
     return new Orvex::PostgreSQLMessageStore(uri);
 }

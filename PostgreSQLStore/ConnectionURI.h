@@ -6,14 +6,15 @@
 
 namespace Orvex {
 
-/// Where a shared store is: a connection URI of libpq, taken apart.
-class Location {
+/// A connection URI of libpq, taken apart.
+/// See https://www.postgresql.org/docs/15/libpq-connect.html#LIBPQ-CONNSTRING-URIS
+class ConnectionURI {
   public:
-    /// Throws `MessageStoreError` when it is none; what the URI holds is not repeated then, since a part of a
-    /// misspelt one may be a part of a password.
-    explicit Location(std::string_view uri);
+    /// Throws `MessageStoreError` if the text is not such a URI. The error does not repeat it, since any part
+    /// of a misspelt URI may be a part of a password.
+    explicit ConnectionURI(std::string_view uri);
 
-    /// The parameters of a connection by their names, as libpq takes them.
+    /// Parameters of a connection by their keywords.
     using Parameters = std::map<std::string, std::string>;
     [[nodiscard]] const Parameters& parameters() const noexcept { return parameters_; }
 

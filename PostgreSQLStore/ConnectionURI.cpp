@@ -1,4 +1,4 @@
-#include "PostgreSQLStore/Location.h"
+#include "PostgreSQLStore/ConnectionURI.h"
 
 #include "Orvex/store/MessageStore.h"
 #include <libpq-fe.h>
@@ -8,7 +8,8 @@ namespace Orvex {
 
 namespace {
 
-/// A password with "@" or "/" in it, unescaped, would be taken for a host or a database and be shown.
+/// True if libpq might take a part of the password for a host or a database, which is shown: an "@" or "/" in
+/// the password must be escaped.
 bool isAmbiguous(std::string_view uri) {
     const std::size_t authority = uri.find("://") + 3;
     const std::size_t at = uri.rfind('@');
@@ -19,16 +20,16 @@ bool isAmbiguous(std::string_view uri) {
 
 [[noreturn]] void refuse() {
     throw MessageStoreError(
-        "cannot tell where the message store is: what was given is no connection URI, as in "
+        "cannot tell where the message store is: its location is not a connection URI such as "
         "postgresql://user@host/database?sslmode=require; in its parts, write %40 for @, %3A for :, %2F for "
         "/ and %3F for ?");
 }
 
 } // namespace
 
-Location::Location(std::string_view uri) {
+ConnectionURI::ConnectionURI(std::string_view uri) {
     const std::string text(uri);
-    // libpq's own message would repeat the URI.
+    // Without a buffer for its error message, which repeats the URI.
     const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(
         isAmbiguous(uri) ? nullptr : PQconninfoParse(text.c_str(), nullptr), PQconninfoFree);
     if (!options) {
@@ -54,7 +55,7 @@ Location::Location(std::string_view uri) {
     }
 
     parameters_.emplace("fallback_application_name", "orvex");
-    // In milliseconds and seconds: a host that is gone without a word is given up, and the next one tried.
+    // In milliseconds and seconds: libpq gives up a host that has vanished, and tries the next one.
     parameters_.emplace("tcp_user_timeout", "10000");
     parameters_.emplace("keepalives_idle", "10");
     parameters_.emplace("keepalives_interval", "5");
