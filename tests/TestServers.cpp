@@ -52,7 +52,7 @@ std::string runSQL(const std::string& uri, const std::string& sql) {
     const std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(connection.get(), sql.c_str()),
                                                                PQclear);
     if (PQresultStatus(result.get()) != PGRES_TUPLES_OK && PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
-        throw std::runtime_error(PQerrorMessage(connection.get()));
+        throw std::runtime_error(PQerrorMessage(connection.get()) + (" in: " + sql));
     }
     return PQntuples(result.get()) > 0 ? PQgetvalue(result.get(), 0, 0) : "";
 }
