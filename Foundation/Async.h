@@ -16,8 +16,11 @@ namespace Orvex {
 /// derives a class that uses it, and starts coroutines on that: see examples/own-loop.cpp.
 class EventLoop {
   public:
+    /// The state of a descriptor that a wait is for.
     enum class Event { readable, writable };
+    /// A point in time that changes of the system's clock do not move.
     using TimePoint = std::chrono::steady_clock::time_point;
+    /// The deadline of a wait without a limit.
     static constexpr TimePoint never = TimePoint::max();
 
     virtual ~EventLoop() = default;
@@ -141,6 +144,7 @@ class [[nodiscard]] Async {
         coroutine_.promise().loop = &loop;
         coroutine_.resume();
     }
+    /// True if the work has ended, with a result or an exception.
     [[nodiscard]] bool isDone() const noexcept { return coroutine_.done(); }
     /// Moves the result out of work that is done, or throws its exception.
     T result() {
@@ -153,6 +157,7 @@ class [[nodiscard]] Async {
         return coroutine_.promise().takeResult();
     }
 
+    /// Runs the work on the event loop of the coroutine that awaits it.
     auto operator co_await() && noexcept { return Awaiter{*this}; }
 
   private:

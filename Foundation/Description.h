@@ -19,6 +19,7 @@ namespace Orvex {
 /// so that `Description` begins a line with one copy.
 class FieldName {
   public:
+    /// Takes a string literal.
     template <std::size_t size>
     requires(size <= 31) consteval FieldName(const char (&name)[size]) : size_(size + 1) {
         text_.fill(' ');
@@ -28,6 +29,7 @@ class FieldName {
 
     /// The deepest indentation.
     static constexpr std::size_t mostIndented = 16;
+    /// The longest indented name, rounded up to a fixed size that is quick to copy.
     static constexpr std::size_t mostShown = mostIndented + 32;
 
     /// `mostShown` characters can be read from the start of the view.
@@ -51,6 +53,7 @@ class Description {
     /// Starts with `heading` as a line.
     Description(std::string& out, std::string_view heading);
 
+    /// @{ Appends a line for a value.
     void field(const FieldName& name, std::string_view text);
     void field(const FieldName& name, const char* text) { field(name, std::string_view(text)); }
     void field(const FieldName& name, const FileURL& url);
@@ -70,6 +73,7 @@ class Description {
             field(name, *value);
         }
     }
+    /// @}
 
     /// For a text that somebody said or wrote: invisible characters that shape letters are kept.
     void prose(const FieldName& name, const std::optional<std::string>& text);

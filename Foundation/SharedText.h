@@ -42,6 +42,7 @@ class SharedText {
         return content_ == nullptr ? std::string_view() : std::string_view(characters(), content_->size);
     }
 
+    /// @{ Compares the bytes.
     friend bool operator==(const SharedText& a, const SharedText& b) noexcept {
         return std::string_view(a) == std::string_view(b);
     }
@@ -50,6 +51,7 @@ class SharedText {
                                                                      const Text& b) noexcept {
         return std::string_view(a) == std::string_view(b);
     }
+    /// @}
 
   private:
     /// Precedes its texts in memory.

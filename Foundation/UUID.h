@@ -11,10 +11,12 @@ namespace Orvex {
 /// A universally unique identifier (RFC 9562): 16 bytes in network order.
 class UUID {
   public:
+    /// In network order.
     using Bytes = std::array<unsigned char, 16>;
 
     /// The nil UUID, all bits zero.
     constexpr UUID() noexcept = default;
+    /// The UUID of these bytes, whatever its version.
     explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
 
     /// Returns a new UUID of version 4. Throws `std::system_error` if the system has no random numbers.
@@ -25,10 +27,13 @@ class UUID {
 
     /// Returns the form of 36 characters in upper case.
     [[nodiscard]] std::string text() const;
+    /// Returns the same without allocating.
     [[nodiscard]] std::array<char, 36> characters() const noexcept;
 
+    /// The 16 bytes, in network order.
     [[nodiscard]] constexpr const Bytes& bytes() const noexcept { return bytes_; }
 
+    /// Orders by the bytes.
     friend constexpr auto operator<=>(const UUID&, const UUID&) noexcept = default;
 
   private:

@@ -13,9 +13,11 @@ namespace Orvex {
 
 /// A stretch of a voicemail, usually a word.
 struct VMVoicemailTranscriptSegment {
+    /// The recognised word or words.
     std::optional<std::string> text{};
     /// Offset from the voicemail's beginning.
     std::optional<Seconds> timestamp{};
+    /// Length of the stretch.
     std::optional<Seconds> duration{};
     /// From 0 to 1.
     std::optional<double> confidence{};
@@ -23,11 +25,13 @@ struct VMVoicemailTranscriptSegment {
 
 /// The text of a voicemail, as recognised by a machine.
 struct VMVoicemailTranscript {
+    /// The whole text.
     std::optional<std::string> text{};
     /// Language and region, as in "en_US".
     std::optional<std::string> locale{};
     /// From 0 to 1.
     std::optional<double> confidence{};
+    /// In the order of time.
     std::vector<VMVoicemailTranscriptSegment> segments{};
 
     /// Returns the class name, then one field a line, with segments numbered from 1.
@@ -49,6 +53,7 @@ class VoxArchiveError : public std::runtime_error {
 /// Reads a transcript from the bytes of such a file. Throws `ArchiveError`.
 [[nodiscard]] std::optional<VMVoicemailTranscript> decodeTranscript(std::string_view archive);
 
+/// The two forms of a property list.
 enum class ArchiveForm { binary, xml };
 
 /// Returns the bytes of a file that `readTranscript` reads. Absent values are left out; without a transcript,

@@ -13,7 +13,9 @@ struct StoredMessage;
 
 /// Changes to one stored message. An absent value leaves the field unchanged.
 struct MessageUpdate {
+    /// The message to change.
     UUID recordUUID;
+    /// @{ The new value of the member of `StoredMessage` that has the same name.
     std::optional<UUID> callUUID{};
     std::optional<UUID> conversationID{};
     std::optional<std::string> from{};
@@ -26,6 +28,7 @@ struct MessageUpdate {
     std::optional<bool> isRTT{};
     std::optional<FileURL> transcriptURL{};
     std::optional<std::string> simID{};
+    /// @}
     /// Moves the message from the trash to the inbox, after `mailbox` has taken effect.
     bool undelete = false;
 

@@ -22,6 +22,7 @@ class MessageStoreError : public std::runtime_error {
 
 /// Selects the voicemails with any of these identifiers.
 struct MessageQuery {
+    /// In any order; repetitions count once.
     std::vector<std::int32_t> voicemailIDs;
 };
 
@@ -43,16 +44,19 @@ class MessageStore {
     /// Sets the receiver of the store's messages to people. A store prints nothing itself.
     void setReporter(Reporter reporter) { reporter_ = std::move(reporter); }
 
+    /// True if the device transcribes voicemails.
     virtual Async<bool> isTranscriptionEnabled() = 0;
+    /// The number of all messages, those in the trash included.
     virtual Async<std::int64_t> messageCount() = 0;
-    /// May be a number without a name in `AccountStatus`. The store reports the reason for
+    /// The state of the cloud account. May be a number without a name in `AccountStatus`. The store reports the reason for
     /// `couldNotDetermine`.
     virtual Async<AccountStatus> accountStatus() = 0;
     /// A phrase for a state; commands use it for those from `signedIn` to `temporarilyUnavailable`.
     [[nodiscard]] virtual std::string description(AccountStatus status) const;
 
+    /// The messages with these record UUIDs.
     virtual Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) = 0;
-    /// Compares the handles with the senders' byte by byte.
+    /// The messages of these senders. Compares the handles with the senders' byte by byte.
     virtual Async<std::vector<StoredMessage>> messages(std::vector<std::string> handles) = 0;
     /// The messages that have one of these providers and one of these types.
     virtual Async<std::vector<StoredMessage>> messages(std::vector<MessageProvider> providers,
@@ -60,6 +64,7 @@ class MessageStore {
     /// Skips the first `offset` messages that match, and returns the next `limit` at most.
     virtual Async<std::vector<StoredMessage>> messages(MessageQuery matching, std::int64_t limit,
                                                        std::int64_t offset) = 0;
+    /// Every message, those in the trash included.
     virtual Async<std::vector<StoredMessage>> allMessages() = 0;
     /// The voicemails of this provider and type.
     virtual Async<std::vector<StoredMessage>> voicemailMessages(MessageProvider provider,
@@ -76,6 +81,7 @@ class MessageStore {
     virtual Async<void> deleteMessages(std::vector<UUID> recordUUIDs) = 0;
 
   protected:
+    /// Passes a line on to the reporter, if there is one.
     void report(const std::string& line) const {
         if (reporter_) {
             reporter_(line);

@@ -11,6 +11,7 @@ namespace Orvex {
 /// last before the client's end.
 class MessageStoreClient {
   public:
+    /// Makes or finds the store.
     using StoreFactory = std::function<std::shared_ptr<MessageStore>()>;
 
     /// Sets the store for all clients of the process that have not used theirs yet. Each client calls the
@@ -19,10 +20,10 @@ class MessageStoreClient {
 
     MessageStoreClient() noexcept = default;
 
+    /// @{ Forwards to the store. Throws `MessageStoreError` if the host has not chosen one.
     Async<bool> isTranscriptionEnabled() { return store().isTranscriptionEnabled(); }
     Async<std::int64_t> messageCount() { return store().messageCount(); }
     Async<AccountStatus> accountStatus() { return store().accountStatus(); }
-    /// Throws `MessageStoreError` if the host has not chosen a store.
     [[nodiscard]] std::string description(AccountStatus status) { return store().description(status); }
 
     Async<std::vector<StoredMessage>> messages(std::vector<UUID> recordUUIDs) {
@@ -53,6 +54,7 @@ class MessageStoreClient {
     Async<void> deleteMessages(std::vector<UUID> recordUUIDs) {
         return store().deleteMessages(std::move(recordUUIDs));
     }
+    /// @}
 
   private:
     /// Throws `MessageStoreError` if the host has not chosen a store.

@@ -19,16 +19,22 @@ class SendingServiceError : public std::runtime_error {
 
 /// A video message to send.
 struct VideoMessageRequest {
+    /// Identifies the message.
     UUID recordUUID;
+    /// Telephone number or e-mail address of the sender.
     std::string senderHandle;
+    /// Telephone numbers or e-mail addresses of the recipients.
     std::vector<std::string> destinationHandles;
+    /// The service that carries the message.
     MessageProvider provider = MessageProvider::Zelvo;
+    /// The video's file.
     FileURL videoURL;
 };
 
 /// Sends video messages.
 class SendingService {
   public:
+    /// Makes or finds the service.
     using Factory = std::function<std::shared_ptr<SendingService>()>;
 
     /// Sets the factory that `instance` calls from now on.
