@@ -202,7 +202,7 @@ Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {
 Async<std::vector<StoredMessage>> PostgreSQLMessageStore::select(std::string_view rest,
                                                                  Parameters parameters) {
     const std::string query = translated(selectStatement(rest));
-    constexpr int columns = 1 + static_cast<int>(messageColumns.size());
+    constexpr int columns = 1 + static_cast<int>(selectedColumns.size());
     std::vector<MessageList> parts(1);
     Connection::Rows rows{.columns = columns, .handler = [&parts](const Row& row) {
                               if (parts.back().size() == partSize) {

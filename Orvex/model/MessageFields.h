@@ -23,7 +23,7 @@ struct MessageField {
 template <class Value>
 MessageField(FieldName, std::string_view, Value StoredMessage::*) -> MessageField<Value>;
 
-/// In the order of descriptions, columns and parameters.
+/// In the order of descriptions and parameters.
 inline constexpr std::tuple messageFields{
     MessageField{"recordUUID", "record_uuid", &StoredMessage::recordUUID},
     MessageField{"voicemailID", "voicemail_id", &StoredMessage::voicemailID},

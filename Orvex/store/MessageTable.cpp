@@ -2,18 +2,6 @@
 
 namespace Orvex {
 
-namespace {
-
-std::string columnList() {
-    std::string list;
-    for (const std::string_view column : messageColumns) {
-        list += (list.empty() ? "" : ", ") + std::string(column);
-    }
-    return list;
-}
-
-} // namespace
-
 void refuseNewerVersion(std::int64_t version, std::int64_t knownVersion) {
     if (version > knownVersion) {
         throw std::runtime_error("it was written by a newer version of this program (schema " +
@@ -23,15 +11,23 @@ void refuseNewerVersion(std::int64_t version, std::int64_t knownVersion) {
 }
 
 std::string selectStatement(std::string_view rest) {
-    return "SELECT id, " + columnList() + " FROM messages " + std::string(rest);
+    std::string columns = "id";
+    for (const std::string_view column : selectedColumns) {
+        columns += ", " + std::string(column);
+    }
+    return "SELECT " + columns + " FROM messages " + std::string(rest);
 }
 
 std::string insertStatement() {
-    std::string parameters = "?1";
-    for (std::size_t number = 2; number <= messageColumns.size(); ++number) {
-        parameters += ", ?" + std::to_string(number);
-    }
-    return "INSERT INTO messages (" + columnList() + ") VALUES (" + parameters +
+    std::string columns;
+    std::string parameters;
+    int parameter = 0;
+    forEach(messageFields, [&](const auto& field) {
+        const std::string_view separator = parameter == 0 ? "" : ", ";
+        columns += std::string(separator) + std::string(field.column);
+        parameters += std::string(separator) + "?" + std::to_string(++parameter);
+    });
+    return "INSERT INTO messages (" + columns + ") VALUES (" + parameters +
            ") ON CONFLICT (record_uuid) DO NOTHING";
 }
 

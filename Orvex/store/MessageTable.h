@@ -24,8 +24,15 @@
 /// adds these.
 namespace Orvex {
 
-inline constexpr auto messageColumns =
-    std::apply([](const auto&... field) { return std::array{field.column...}; }, messageFields);
+/// The columns of `selectStatement()` behind the `id`: those of `messageFields`, the last one first. SQLite
+/// parses the header of a row up to the requested column, so this order makes it parse each header once.
+inline constexpr auto selectedColumns = std::apply(
+    [](const auto&... field) {
+        std::array columns{field.column...};
+        std::ranges::reverse(columns);
+        return columns;
+    },
+    messageFields);
 
 /// A row that is not a valid message, with the reason.
 class DamagedMessage : public std::runtime_error {
@@ -118,7 +125,7 @@ void setInitialValues(StoredMessage& message);
 /// Returns true if the setting `transcriptionEnabled` is 1; throws if it is neither 0 nor 1.
 [[nodiscard]] bool isTranscriptionEnabled(std::int64_t setting);
 
-/// A row of `selectStatement()` as an engine hands it over: the `id` in column 0, then `messageColumns`.
+/// A row of `selectStatement()` as an engine hands it over: the `id` in column 0, then `selectedColumns`.
 template <class Row>
 concept MessageRow = requires(const Row& row, int column, const UUID& uuid) {
     { row.isNull(column) } -> std::same_as<bool>;
@@ -210,33 +217,35 @@ class RowReader {
 
     [[noreturn]] void fail(int column, const std::string& fault) const {
         const auto recordUUIDColumn =
-            std::ranges::find(messageColumns, "record_uuid") - messageColumns.begin();
+            std::ranges::find(selectedColumns, "record_uuid") - selectedColumns.begin();
         const std::optional<UUID> recordUUID = uuid(1 + static_cast<int>(recordUUIDColumn));
         const std::string id = std::to_string(row_.template integer<std::int64_t>(0));
         throw DamagedMessage(
             "the store is damaged: in the message " +
                 (recordUUID ? "with the record UUID " + recordUUID->text() : "in row " + id) + " " +
-                std::string(messageColumns.at(static_cast<std::size_t>(column - 1))) + " " + fault,
+                std::string(selectedColumns.at(static_cast<std::size_t>(column - 1))) + " " + fault,
             recordUUID ? "record_uuid = " + Row::literal(*recordUUID) : "id = " + id);
     }
 
     const Row& row_;
 };
 
-/// Adds the message in a row to a list. Throws `DamagedMessage`.
+/// Adds the message in a row to a list. Throws `DamagedMessage`; then the last message of the list is not
+/// complete.
 template <MessageRow Row>
 void appendMessageFromRow(std::vector<StoredMessage>& messages, const Row& row) {
     // Every member is read below. A `FileURL` needs a value before that.
-    static const FileURL anyFile = FileURL::fromPath("/");
-    StoredMessage message{.conversationID{}, .messageFile = anyFile, .from{}, .simID{}};
-    const StoredMessage* const previous = messages.empty() ? nullptr : &messages.back();
+    static const StoredMessage blank{
+        .conversationID{}, .messageFile = FileURL::fromPath("/"), .from{}, .simID{}};
+    messages.push_back(blank);
+    StoredMessage& message = messages.back();
+    const StoredMessage* const previous = messages.size() > 1 ? &messages.end()[-2] : nullptr;
     const RowReader<Row> reader(row);
-    int column = 0;
+    int column = static_cast<int>(selectedColumns.size());
     forEach(messageFields, [&](const auto& field) {
         message.*field.member =
-            reader.read(++column, previous == nullptr ? nullptr : &(previous->*field.member));
+            reader.read(column--, previous == nullptr ? nullptr : &(previous->*field.member));
     });
-    messages.push_back(std::move(message));
 }
 
 } // namespace Orvex
