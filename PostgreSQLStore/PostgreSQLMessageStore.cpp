@@ -160,12 +160,8 @@ Async<bool> PostgreSQLMessageStore::isTranscriptionEnabled() {
     return read("look up whether transcription is enabled", isEnabled(), true);
 }
 
-Async<std::int64_t> PostgreSQLMessageStore::count() {
-    co_return co_await connection_.oneInteger("SELECT count(*) FROM orvex.messages");
-}
-
 Async<std::int64_t> PostgreSQLMessageStore::messageCount() {
-    return read("count the messages", count());
+    return read("count the messages", connection_.oneInteger("SELECT count(*) FROM orvex.messages"));
 }
 
 Async<AccountStatus> PostgreSQLMessageStore::accountStatus() {

@@ -56,7 +56,6 @@ class PostgreSQLMessageStore final : public MessageStore {
 
     // The operations, to be run within a transaction.
     Async<std::vector<StoredMessage>> select(std::string_view rest, Parameters parameters);
-    Async<std::int64_t> count();
     Async<bool> isEnabled();
     Async<std::int32_t> takeNextVoicemailID();
     Async<StoredMessage> insert(StoredMessage message);

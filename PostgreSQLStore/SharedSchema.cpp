@@ -83,27 +83,8 @@ constexpr std::string_view couldRunCode = R"sql(
             AND pg_has_role(session_user, powerful.oid, 'MEMBER')
             AND NOT pg_has_role(nspowner, powerful.oid, 'MEMBER')))sql";
 
-/// Runs statements and, in the same round trip, looks for the tables of a store. Throws if using them is not
-/// safe: a trigger, a CHECK or an indexed expression runs code of the table's owner with the rights of the
-/// table's user. So one role must own all, nobody else may have added code, and the owner must not be able to
-/// become a superuser or the database's owner through this user. Reads the catalogue's tables, because
-/// functions like to_regclass may use a cache from before another client created the store.
-Async<bool> findTables(Connection& connection, std::string statements) {
-    statements += R"sql(;
-        SELECT concat(CASE
-            WHEN relkind <> 'r' THEN 1
-            WHEN EXISTS (SELECT FROM pg_inherits WHERE pg_class.oid IN (inhparent, inhrelid))
-                OR EXISTS (SELECT FROM pg_trigger WHERE tgrelid = pg_class.oid)
-                OR EXISTS (SELECT FROM pg_rewrite WHERE ev_class = pg_class.oid)
-                OR EXISTS (SELECT FROM pg_policy WHERE polrelid = pg_class.oid)
-                OR relrowsecurity THEN 2
-            WHEN relowner <> nspowner THEN 3
-            WHEN )sql" +
-                  std::string(couldRunCode) +
-                  R"sql( THEN 4
-            ELSE 0 END, relname, ' ', owner.rolname)
-        FROM pg_class JOIN pg_namespace ON relnamespace = pg_namespace.oid JOIN pg_roles owner ON relowner = owner.oid
-        WHERE nspname = 'orvex' AND relname IN ('messages', 'settings'))sql";
+/// Checks a row of the query in `findTables`: the number of a fault, the table, a space, and its owner.
+void refuseUnsafe(std::string_view row) {
     constexpr std::array faults = {
         "",
         " is not an ordinary table; have its owner make it one, or choose another database",
@@ -113,26 +94,47 @@ Async<bool> findTables(Connection& connection, std::string statements) {
         ", could run code with your rights, those of a superuser or of the database's owner; connect as that "
         "role, or as one without these rights",
     };
+    const std::size_t fault = row.empty() ? faults.size() : static_cast<std::size_t>(row.front() - '0');
+    const std::size_t space = row.find(' ');
+    if (fault >= faults.size() || space == std::string_view::npos) {
+        PostgreSQL::refuseAnswer("SELECT", "a fault that has no name");
+    }
+    if (fault > 0) {
+        const std::string table = "its table " + excerptInQuotes(row.substr(1, space - 1));
+        const std::string owner = excerptInQuotes(row.substr(space + 1));
+        throw std::runtime_error((fault < 3 ? table : "the role " + owner + ", which owns " + table) +
+                                 faults.at(fault));
+    }
+}
+
+/// Runs statements and, in the same round trip, looks for the tables of a store. Throws if using them is not
+/// safe: a trigger, a CHECK or an indexed expression runs code of the table's owner with the rights of the
+/// table's user. So one role must own all, nobody else may have added code, and the owner must not be able to
+/// become a superuser or the database's owner through this user. Reads the catalogue's tables, because
+/// functions like to_regclass may use a cache from before another client created the store.
+Async<bool> findTables(Connection& connection, std::string_view statements) {
+    std::string query(statements);
+    query += R"sql(;
+        SELECT concat(CASE
+            WHEN relkind <> 'r' THEN 1
+            WHEN EXISTS (SELECT FROM pg_inherits WHERE pg_class.oid IN (inhparent, inhrelid))
+                OR EXISTS (SELECT FROM pg_trigger WHERE tgrelid = pg_class.oid)
+                OR EXISTS (SELECT FROM pg_rewrite WHERE ev_class = pg_class.oid)
+                OR EXISTS (SELECT FROM pg_policy WHERE polrelid = pg_class.oid)
+                OR relrowsecurity THEN 2
+            WHEN relowner <> nspowner THEN 3
+            WHEN )sql";
+    query += couldRunCode;
+    query += R"sql( THEN 4
+            ELSE 0 END, relname, ' ', owner.rolname)
+        FROM pg_class JOIN pg_namespace ON relnamespace = pg_namespace.oid JOIN pg_roles owner ON relowner = owner.oid
+        WHERE nspname = 'orvex' AND relname IN ('messages', 'settings'))sql";
     std::int64_t tables = 0;
-    Connection::Rows rows{
-        .most = 2, .handler = [&tables, &faults](const PostgreSQL::Row& row) {
-            ++tables;
-            const std::string_view found = row.text(0);
-            const std::size_t fault =
-                found.empty() ? faults.size() : static_cast<std::size_t>(found.front() - '0');
-            const std::size_t space = found.find(' ');
-            if (fault >= faults.size() || space == std::string_view::npos) {
-                PostgreSQL::refuseAnswer("SELECT", "a fault that has no name");
-            }
-            if (fault == 0) {
-                return;
-            }
-            const std::string table = "its table " + excerptInQuotes(found.substr(1, space - 1));
-            const std::string owner = excerptInQuotes(found.substr(space + 1));
-            throw std::runtime_error((fault < 3 ? table : "the role " + owner + ", which owns " + table) +
-                                     faults.at(fault));
-        }};
-    co_await connection.execute(statements, std::move(rows));
+    Connection::Rows rows{.most = 2, .handler = [&tables](const PostgreSQL::Row& row) {
+                              ++tables;
+                              refuseUnsafe(row.text(0));
+                          }};
+    co_await connection.execute(query, std::move(rows));
     // Another role could create the missing one.
     if (tables == 1) {
         throw std::runtime_error(std::string(noStore));
@@ -174,9 +176,9 @@ Async<void> findOrMakeSchema(Connection& connection) {
 
 /// Creates or migrates the store, unless another client has just done so.
 Async<void> bringUpToDate(Connection& connection) {
-    std::string begins = changeBegins("");
+    const std::string begins = changeBegins("");
     std::int64_t version = 0;
-    if (co_await findTables(connection, std::move(begins))) {
+    if (co_await findTables(connection, begins)) {
         version = co_await schemaVersion(connection);
     } else {
         co_await findOrMakeSchema(connection);
@@ -184,17 +186,17 @@ Async<void> bringUpToDate(Connection& connection) {
     for (; version < currentVersion; ++version) {
         co_await connection.execute(migrations[static_cast<std::size_t>(version)]);
     }
-    std::string setVersion = "UPDATE orvex.settings SET value = " + std::to_string(currentVersion) +
-                             " WHERE name = 'schemaVersion'";
-    co_await findTables(connection, std::move(setVersion));
+    const std::string setVersion = "UPDATE orvex.settings SET value = " + std::to_string(currentVersion) +
+                                   " WHERE name = 'schemaVersion'";
+    co_await findTables(connection, setVersion);
     co_await connection.commit();
 }
 
 } // namespace
 
 Async<bool> beginRead(Connection& connection, bool knowsVersion) {
-    std::string begins = "BEGIN ISOLATION LEVEL READ COMMITTED READ ONLY" + std::string(settings);
-    if (!co_await findTables(connection, std::move(begins))) {
+    const std::string begins = "BEGIN ISOLATION LEVEL READ COMMITTED READ ONLY" + std::string(settings);
+    if (!co_await findTables(connection, begins)) {
         co_return false;
     }
     if (!knowsVersion && co_await schemaVersion(connection) < currentVersion) {
@@ -211,8 +213,7 @@ Async<void> beginChange(Connection& connection, bool knowsVersion) {
         changeBegins("; LOCK TABLE orvex.messages, orvex.settings IN ROW EXCLUSIVE MODE");
     bool isCurrent = true;
     try {
-        std::string first = begins;
-        co_await findTables(connection, std::move(first));
+        co_await findTables(connection, begins);
     } catch (const PostgreSQL::Error& error) {
         constexpr std::string_view undefinedTable = "42P01";
         constexpr std::string_view undefinedSchema = "3F000";
@@ -225,8 +226,7 @@ Async<void> beginChange(Connection& connection, bool knowsVersion) {
     if (!isCurrent) {
         co_await connection.execute("ROLLBACK");
         co_await bringUpToDate(connection);
-        std::string again = begins;
-        co_await findTables(connection, std::move(again));
+        co_await findTables(connection, begins);
     }
 }
 

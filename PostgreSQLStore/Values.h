@@ -28,6 +28,7 @@ struct ServerType {
     std::size_t size = anySize;
 };
 
+/// Specialized for each type of parameter; others do not compile.
 template <class T>
 inline constexpr ServerType typeOf = T::unknown;
 template <>
