@@ -7,8 +7,8 @@
 
 namespace Orvex {
 
-// Options of the command line, which users give as numbers. They differ from the values of a store: it counts
-// providers from 1.
+// Options of the command line, which users give as numbers. Stores use the same numbers, but count providers
+// from 1.
 
 enum class InputMessageType : std::int16_t { screened, audio, video };
 BOOST_DESCRIBE_ENUM(InputMessageType, screened, audio, video)
@@ -29,11 +29,18 @@ enum class InputTranscriptionStatus : std::int16_t {
 BOOST_DESCRIBE_ENUM(InputTranscriptionStatus, notAvailable, pending, transcriptionFailed, inProgress,
                     transcriptionAvailable)
 
-[[nodiscard]] MessageType storeValue(InputMessageType input);
-[[nodiscard]] MessageProvider storeValue(InputProviderType input);
-[[nodiscard]] Mailbox storeValue(InputMailboxType input);
-[[nodiscard]] TranscriptionStatus storeValue(InputTranscriptionStatus input);
-
+[[nodiscard]] constexpr MessageType storeValue(InputMessageType input) {
+    return MessageType{rawValue(input)};
+}
+[[nodiscard]] constexpr MessageProvider storeValue(InputProviderType input) {
+    return MessageProvider{rawValue(input) + 1};
+}
+[[nodiscard]] constexpr Mailbox storeValue(InputMailboxType input) {
+    return Mailbox{rawValue(input)};
+}
+[[nodiscard]] constexpr TranscriptionStatus storeValue(InputTranscriptionStatus input) {
+    return TranscriptionStatus{rawValue(input)};
+}
 template <class Input>
 [[nodiscard]] auto storeValue(const std::optional<Input>& input) {
     return input ? std::optional(storeValue(*input)) : std::nullopt;

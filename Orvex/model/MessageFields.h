@@ -56,7 +56,7 @@ constexpr void forEach(const std::tuple<Fields...>& fields, Use use) {
 /// The field with this member.
 template <class Value>
 consteval MessageField<Value> fieldOf(Value StoredMessage::*member) {
-    // g++ 12 does not compare addresses at compile time when it builds with sanitizers.
+    // A copy instead of a pointer: with sanitizers, g++ 12 cannot compare pointers with null at compile time.
     std::optional<MessageField<Value>> found;
     forEach(messageFields, [&](const auto& field) {
         if constexpr (std::is_same_v<decltype(field), const MessageField<Value>&>) {
