@@ -13,9 +13,9 @@ using std::chrono::nanoseconds;
 
 // Limits for work on messages. A list takes some 30 steps for a message, which has at least 100 bytes.
 // Listing 1 MB takes some 10 ms, finding a message by its identifier 10 µs.
-constexpr std::int64_t anySteps = 1 << 20;
+constexpr std::int64_t leastSteps = 1 << 20;
 constexpr std::int64_t stepsPerByte = 4;
-constexpr nanoseconds anyTime = 300ms;
+constexpr nanoseconds leastTime = 300ms;
 constexpr nanoseconds timePerByte = 400ns;
 constexpr nanoseconds timePerRun = 1ms;
 
@@ -24,10 +24,10 @@ constexpr int schemaSteps = 2000;
 constexpr nanoseconds schemaTime = 500ms;
 
 // A step may read all the overflow pages of a row, which takes up to 100 ms.
-constexpr int stepsBetweenLooks = 25;
+constexpr int stepsBetweenChecks = 25;
 
 // Limits of memory in bytes. SQLite's page cache takes 2 MB; a text may be in UTF-16.
-constexpr std::int64_t anyMemory = 6 << 20;
+constexpr std::int64_t leastMemory = 6 << 20;
 constexpr std::int64_t memoryPerByte = 4;
 
 nanoseconds timeOf(clockid_t clock) noexcept {
@@ -39,7 +39,7 @@ nanoseconds timeOf(clockid_t clock) noexcept {
 } // namespace
 
 void Budget::start(sqlite3* database, std::int64_t size) noexcept {
-    limit(database, anySteps + stepsPerByte * size, anyTime + timePerByte * size);
+    limit(database, leastSteps + stepsPerByte * size, leastTime + timePerByte * size);
 }
 
 void Budget::startSchema(sqlite3* database) noexcept {
@@ -52,10 +52,10 @@ void Budget::limit(sqlite3* database, std::int64_t steps, nanoseconds time) noex
     start_.reset();
     const auto spend = [](void* context) {
         auto& budget = *static_cast<Budget*>(context);
-        budget.stepsLeft_ -= stepsBetweenLooks;
+        budget.stepsLeft_ -= stepsBetweenChecks;
         return budget.stepsLeft_ < 0 || budget.isTimeUp() ? 1 : 0;
     };
-    sqlite3_progress_handler(database, stepsBetweenLooks, spend, this);
+    sqlite3_progress_handler(database, stepsBetweenChecks, spend, this);
 }
 
 bool Budget::isTimeUp() noexcept {
@@ -79,7 +79,8 @@ void Budget::beginRun() {
 
 MemoryLimit::MemoryLimit(std::int64_t size) noexcept
     : softLimitBefore_(sqlite3_soft_heap_limit64(-1)),
-      hardLimitBefore_(sqlite3_hard_heap_limit64(sqlite3_memory_used() + anyMemory + memoryPerByte * size)) {}
+      hardLimitBefore_(
+          sqlite3_hard_heap_limit64(sqlite3_memory_used() + leastMemory + memoryPerByte * size)) {}
 
 void MemoryLimit::raiseFor(std::size_t size) noexcept {
     if (const std::int64_t limit = sqlite3_hard_heap_limit64(-1); limit > 0) {

@@ -50,13 +50,13 @@ std::optional<DatabaseHeader> DatabaseHeader::read(int file) noexcept {
     return DatabaseHeader(bytes);
 }
 
-bool DatabaseHeader::isSQLites() const noexcept {
+bool DatabaseHeader::isSQLite() const noexcept {
     return std::equal(databaseMagic.begin(), databaseMagic.end(), bytes_.begin());
 }
 
 std::uint32_t DatabaseHeader::pageSize() const noexcept {
     const std::uint32_t value = bigEndian<2>(bytes_, pageSizeOffset);
-    // 65536 does not fit.
+    // 65536 does not fit into two bytes.
     return value == 1 ? 1U << 16U : value;
 }
 

@@ -18,7 +18,7 @@ class DatabaseHeader {
     /// Reads the beginning of an open file; no value if that fails or the file is shorter.
     [[nodiscard]] static std::optional<DatabaseHeader> read(int file) noexcept;
 
-    [[nodiscard]] bool isSQLites() const noexcept;
+    [[nodiscard]] bool isSQLite() const noexcept;
     /// In bytes.
     [[nodiscard]] std::uint32_t pageSize() const noexcept;
     [[nodiscard]] bool usesRollbackJournal() const noexcept;

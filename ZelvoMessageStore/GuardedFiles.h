@@ -11,14 +11,12 @@ namespace Orvex::SQLite {
 /// It calls the default one, and checks every file after opening it, so that nobody can exchange the file
 /// after the check.
 ///
-/// - It opens the folder once, and opens, looks up and removes files relative to that, even if the folder has
-/// been
-///   moved. It follows no link.
-/// - In a folder that everybody can write, both files must belong to the user or to root; elsewhere to
-/// anybody.
+/// - It opens the folder once, and uses files relative to that, even if the folder has been moved. It follows
+///   no link.
+/// - In a folder that everybody can write, both files must belong to the user or to root.
 /// - A journal must have a journal's content and a single name. Nothing else is removed or overwritten.
 /// - It refuses all other requests of SQLite: a write-ahead log, the file that a super-journal names, a
-/// temporary file.
+///   temporary file.
 ///
 /// For use by one thread at a time. Must outlive the connections that use it.
 class GuardedFiles {

@@ -29,8 +29,8 @@ constexpr int longestValue = 16 << 20;
 constexpr int longestSchemaText = 8 << 10;
 constexpr int mostColumns = 64;
 
-/// Any statement may read this many bytes, however small the file is.
-constexpr std::int64_t anyBytes = 1 << 20;
+/// Every statement may read this many bytes, however small the file is.
+constexpr std::int64_t leastBytes = 1 << 20;
 
 /// UTF-16 in a file becomes up to 1.5 times as long in UTF-8.
 constexpr std::int64_t bytesPerByte = 2;
@@ -328,7 +328,7 @@ std::optional<std::uint64_t> Database::changeStamp() const noexcept {
 }
 
 void Database::distrustSchema() noexcept {
-    mostBytes_ = anyBytes;
+    mostBytes_ = leastBytes;
     sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, longestSchemaText);
     budget_->startSchema(database_.get());
 }
@@ -336,7 +336,7 @@ void Database::distrustSchema() noexcept {
 void Database::trustSchema() {
     const std::int64_t claimed = queryInteger("PRAGMA page_count") * queryInteger("PRAGMA page_size");
     const std::int64_t size = files_ == nullptr ? claimed : std::min(claimed, dataSize());
-    mostBytes_ = anyBytes + bytesPerByte * size;
+    mostBytes_ = leastBytes + bytesPerByte * size;
     sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, longestValue);
     budget_->start(database_.get(), size);
 }

@@ -94,10 +94,9 @@ class Statement {
 };
 
 /// A connection to one database, hardened against hostile files. It runs no triggers, views or functions of
-/// the schema, and SQLite's own tables cannot be written. Statements have limits: until the schema is
-/// trusted, 2,000 steps, half a second and 8 KB for a value; then a multiple of the file's size in steps and
-/// bytes, since pages that refer to each other could be read without end. If another connection holds the
-/// lock, it retries for up to 30 seconds. One thread at a time may use a connection and its statements.
+/// the schema, and SQLite's own tables cannot be written. Limits its statements' work and what they read
+/// (see `Budget`): narrowly until the schema is trusted, then by the file's size. If another connection holds
+/// the lock, it retries for up to 30 seconds. One thread at a time may use a connection and its statements.
 class Database {
   public:
     static constexpr std::string_view inMemory = ":memory:";
@@ -174,6 +173,7 @@ class Transaction {
     void commit();
 
   private:
+    /// The other constructor delegates to this one, so that the destructor runs even if that one throws.
     explicit Transaction(Database& database);
 
     /// Prepared in advance: later, memory may be short.

@@ -31,15 +31,6 @@ std::int32_t takeNextVoicemailID(Database& database) {
     return identifier;
 }
 
-std::vector<StoredMessage> allRows(Statement query, std::size_t likelyCount = 0) {
-    std::vector<StoredMessage> messages;
-    messages.reserve(likelyCount);
-    while (query.step()) {
-        appendMessageFromRow(messages, SQLite::Row(query));
-    }
-    return messages;
-}
-
 /// The values in ascending order, each once.
 template <class T>
 std::vector<T> distinct(std::vector<T> values) {
@@ -191,19 +182,23 @@ Async<std::vector<StoredMessage>> SQLiteMessageStore::messages(MessageQuery matc
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::allMessages() {
     co_return connection_->read("list all messages", [](Database& database) {
+        std::vector<StoredMessage> all;
         // Reading the count costs less than reallocating the list.
-        const auto count = static_cast<std::size_t>(MessageCount(database).value());
-        return allRows(database.prepare(selectStatement("ORDER BY id")), count);
+        all.reserve(static_cast<std::size_t>(MessageCount(database).value()));
+        Statement query = database.prepare(selectStatement("ORDER BY id"));
+        while (query.step()) {
+            appendMessageFromRow(all, SQLite::Row(query));
+        }
+        return all;
     });
 }
 
 Async<std::vector<StoredMessage>> SQLiteMessageStore::voicemailMessages(MessageProvider provider,
                                                                         MessageType type) {
     co_return connection_->read("list the voicemails", [&](Database& database) {
-        Statement query = database.prepare(
-            selectStatement("WHERE provider = ? AND type = ? AND voicemail_id IS NOT NULL ORDER BY id"));
-        bindAll(query, provider, type);
-        return allRows(std::move(query));
+        MessageFinder finder(database, "provider = ? AND type = ? AND voicemail_id IS NOT NULL");
+        finder.find(provider, type);
+        return std::move(finder).messages();
     });
 }
 

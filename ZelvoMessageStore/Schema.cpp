@@ -5,6 +5,7 @@
 #include "ZelvoMessageStore/FileFormat.h"
 #include <array>
 #include <cstdint>
+#include <sqlite3.h>
 #include <stdexcept>
 #include <string_view>
 
@@ -114,13 +115,12 @@ bool holdsStore(const SQLite::Database& database) {
         return false;
     }
     const SQLite::DatabaseHeader header(bytes);
-    if (size < bytes.size() || !header.isSQLites()) {
+    if (size < bytes.size() || !header.isSQLite()) {
         // If the creation of a store was interrupted, the journal undoes it.
         if (database.hasJournal()) {
             return true;
         }
-        throw std::runtime_error(
-            "it is not a message store and not an SQLite database; choose another file");
+        throw SQLite::Error(SQLITE_NOTADB, sqlite3_errstr(SQLITE_NOTADB));
     }
     if (header.applicationID() != ourApplicationID) {
         refuseOtherProgram();

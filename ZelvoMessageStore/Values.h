@@ -46,10 +46,8 @@ class Row {
 
 // Bound values must outlive the statement's run.
 
-inline void bind(Statement& statement, int parameter, const std::string& text) {
-    statement.bind(parameter, std::string_view(text));
-}
-inline void bind(Statement& statement, int parameter, const SharedText& text) {
+template <std::convertible_to<std::string_view> Text>
+void bind(Statement& statement, int parameter, const Text& text) {
     statement.bind(parameter, std::string_view(text));
 }
 inline void bind(Statement& statement, int parameter, const UUID& uuid) {
@@ -58,10 +56,8 @@ inline void bind(Statement& statement, int parameter, const UUID& uuid) {
 inline void bind(Statement& statement, int parameter, const FileURL& url) {
     statement.bind(parameter, url.text());
 }
-inline void bind(Statement& statement, int parameter, bool value) {
-    statement.bind(parameter, std::int64_t{value});
-}
-inline void bind(Statement& statement, int parameter, std::int32_t value) {
+template <std::integral Integer>
+void bind(Statement& statement, int parameter, Integer value) {
     statement.bind(parameter, std::int64_t{value});
 }
 inline void bind(Statement& statement, int parameter, Seconds duration) {

@@ -46,14 +46,13 @@ class MessageStoreContract : public testing::TestWithParam<StoreKind> {
     static StoredMessage newMessage(MessageType type = MessageType::video,
                                     MessageProvider provider = MessageProvider::Zelvo,
                                     std::string_view from = "ann@example.com") {
-        StoredMessage message{.conversationID = UUID::random(),
-                              .messageFile = FileURL::fromPath("/media/file.mov"),
-                              .type = type,
-                              .from = std::string(from),
-                              .provider = provider,
-                              .simID = "SIM"};
-        message.recordUUID = UUID::random();
-        return message;
+        return StoredMessage{.conversationID = UUID::random(),
+                             .messageFile = FileURL::fromPath("/media/file.mov"),
+                             .type = type,
+                             .from = std::string(from),
+                             .provider = provider,
+                             .simID = "SIM",
+                             .recordUUID = UUID::random()};
     }
 
     StoredMessage save(MessageType type = MessageType::video,
