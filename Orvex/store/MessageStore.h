@@ -48,8 +48,8 @@ class MessageStore {
     virtual Async<bool> isTranscriptionEnabled() = 0;
     /// The number of all messages, those in the trash included.
     virtual Async<std::int64_t> messageCount() = 0;
-    /// The state of the cloud account. May be a number without a name in `AccountStatus`. The store reports the reason for
-    /// `couldNotDetermine`.
+    /// The state of the cloud account. May be a number without a name in `AccountStatus`. The store reports
+    /// the reason for `couldNotDetermine`.
     virtual Async<AccountStatus> accountStatus() = 0;
     /// A phrase for a state; commands use it for those from `signedIn` to `temporarilyUnavailable`.
     [[nodiscard]] virtual std::string description(AccountStatus status) const;
