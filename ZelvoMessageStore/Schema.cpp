@@ -119,8 +119,7 @@ bool holdsStore(const SQLite::Database& database) {
         if (database.hasJournal()) {
             return true;
         }
-        throw std::runtime_error(
-            "it is not a message store and not an SQLite database; choose another file");
+        throw std::runtime_error("it is not a message store and not an SQLite database; choose another file");
     }
     if (header.applicationID() != ourApplicationID) {
         refuseOtherProgram();
