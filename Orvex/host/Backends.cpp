@@ -78,7 +78,7 @@ std::optional<StoreLocation> ArgumentConversion<StoreLocation>::parse(std::strin
 
 ValueSyntax ArgumentConversion<StoreLocation>::syntax() {
     return {.placeholder = "<path>",
-            .expected = "a path (begin it with \"./\" if it has the look of a connection string), or a URI "
+            .expected = "a path (begin it with \"./\" if it looks like a connection string), or a URI "
                         "such as postgresql://user@host/database",
             .isPath = true};
 }
