@@ -26,11 +26,11 @@ class EventLoop {
     virtual ~EventLoop() = default;
 
     /// Calls `resume` once, on the thread of the caller: with true when reading or writing would not block,
-    /// also because it would fail; with false when `deadline` has passed. A negative descriptor is never
-    /// ready. The call may come before this function returns.
+    /// even if it would fail; with false when `deadline` has passed. A negative descriptor is never ready.
+    /// `resume` may be called before this function returns.
     ///
-    /// Destroying the returned object cancels the wait; `resume` does that, too. The descriptor belongs to
-    /// the caller and stays open until then.
+    /// Destroying the returned object cancels the wait; calling `resume` destroys that object. The descriptor
+    /// belongs to the caller and stays open until then.
     [[nodiscard]] virtual std::shared_ptr<void> wait(int descriptor, Event event, TimePoint deadline,
                                                      std::function<void(bool isReady)> resume) = 0;
 };
@@ -43,6 +43,7 @@ struct Promise {
         std::coroutine_handle<> parent;
         [[nodiscard]] bool await_ready() const noexcept { return false; }
         void await_suspend(std::coroutine_handle<> /*self*/) const noexcept {
+            // The parent may destroy this frame.
             if (parent) {
                 parent.resume();
             }
@@ -55,7 +56,7 @@ struct Promise {
     void unhandled_exception() noexcept { failure = std::current_exception(); }
 
     EventLoop* loop = nullptr;
-    /// Empty as long as the parent waits inside `await_suspend`.
+    /// Resumed at the end. Null if this coroutine has not waited yet, or if none awaits it.
     std::coroutine_handle<> parent;
     std::exception_ptr failure;
 };
@@ -92,6 +93,7 @@ class Wait {
         wait_ = self.promise().loop->wait(descriptor_, event_, deadline_, [this, self](bool isReady) {
             isReady_ = isReady;
             if (isSuspended_) {
+                // Destroys this awaiter, and maybe the function that runs.
                 self.resume();
             }
         });
@@ -115,7 +117,8 @@ class Wait {
 } // namespace Coroutines
 
 /// A coroutine that runs when it is awaited, and then yields a `T` or throws. It owns its frame: destroying
-/// one that waits cancels it and everything that it awaits. A coroutine must not destroy itself.
+/// one that waits cancels it and everything that it awaits. A coroutine must not destroy itself. It is
+/// started or awaited once, and not after it was moved from.
 ///
 /// References and views that are parameters must stay valid until the end of the coroutine. Inside a
 /// `co_await` expression, name temporaries that own memory first: g++ 12 destroys some of them twice.
@@ -139,7 +142,8 @@ class [[nodiscard]] Async {
         }
     }
 
-    /// Starts work that no coroutine awaits. Returns when it has ended or waits for something.
+    /// Starts work that no coroutine awaits. Returns when it has ended or waits for something. Its exception
+    /// is kept for `result`.
     void start(EventLoop& loop) {
         coroutine_.promise().loop = &loop;
         coroutine_.resume();

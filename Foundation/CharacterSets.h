@@ -3,7 +3,7 @@
 namespace Orvex {
 
 // Sets of the Unicode Character Database, version 15.0.0 (PropList.txt, DerivedCoreProperties.txt). ICU has
-// them, too, but loading it takes a third of a short run.
+// them, too, but most runs do not load it.
 
 /// General_Category Cc: C0, DEL and C1.
 [[nodiscard]] constexpr bool isControl(char32_t c) noexcept {

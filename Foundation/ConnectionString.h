@@ -12,8 +12,7 @@ namespace Orvex {
 /// - begins with "postgres" or "smtp" and contains "//" or ":", or
 /// - begins with the name of a libpq parameter
 ///   (https://www.postgresql.org/docs/current/libpq-connect.html#LIBPQ-PARAMKEYWORDS) and has a "=" before
-///   any
-///   "/".
+///   any "/".
 [[nodiscard]] bool isConnectionString(std::string_view word);
 
 /// Returns a word in a form that an error may repeat: of a connection string, only the scheme.

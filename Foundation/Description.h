@@ -11,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace Orvex {
 
@@ -75,10 +74,10 @@ class Description {
     }
     /// @}
 
-    /// For a text that somebody said or wrote: invisible characters that shape letters are kept.
+    /// Appends a text that somebody said or wrote. Keeps invisible characters that shape letters.
     void prose(const FieldName& name, const std::optional<std::string>& text);
 
-    /// Adds the heading as a line. The result adds lines below it, indented further.
+    /// Appends the heading as a line. The result appends lines below it, indented further.
     [[nodiscard]] Description nested(std::string_view heading);
 
   private:

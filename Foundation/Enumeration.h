@@ -41,6 +41,7 @@ template <CaseIterable E>
     return name;
 }
 
+/// The raw value of a case.
 template <RawRepresentable E>
 [[nodiscard]] constexpr std::underlying_type_t<E> rawValue(E value) noexcept {
     return static_cast<std::underlying_type_t<E>>(value);

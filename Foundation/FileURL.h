@@ -13,9 +13,8 @@ namespace Orvex {
 class FileURL {
   public:
     /// Returns the URL of a path, which may be relative to the current folder. Removes components "." but
-    /// keeps
-    /// "..", whose meaning depends on symbolic links. Throws `std::runtime_error` if the path is relative and
-    /// the current folder has been removed.
+    /// keeps "..", whose meaning depends on symbolic links. Throws `std::runtime_error` if the path is
+    /// relative and the current folder has been removed.
     [[nodiscard]] static FileURL fromPath(std::string_view path);
 
     /// Returns true for a text that begins with "file:", in any letter case.

@@ -9,8 +9,7 @@ namespace Orvex {
 /// Appends `text` in double quotes, safe for a terminal: one line of valid UTF-8 that cannot move the cursor
 /// and has no invisible characters. Escapes quotes, backslashes, control characters (C0, DEL, C1), U+2028,
 /// U+2029 and invisible characters (Unicode's Default_Ignorable_Code_Point, including bidirectional controls)
-/// as `\"`,
-/// `\\`, `\n`, `\r`, `\t` or `\u{HEX}`, and bytes that are not UTF-8 as `\xHH`.
+/// as `\"`, `\\`, `\n`, `\r`, `\t` or `\u{HEX}`, and bytes that are not UTF-8 as `\xHH`.
 void appendQuoted(std::string& out, std::string_view text);
 
 /// The same for texts that people said or wrote. Keeps U+200C, U+200D and variation selectors, which shape

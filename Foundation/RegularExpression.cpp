@@ -15,8 +15,7 @@ namespace Orvex {
 
 namespace {
 
-/// The functions of ICU that we use. ICU is loaded when it is first needed. Most runs never need it, and
-/// linking it would double their time.
+/// The functions of ICU that we use. ICU is loaded when it is first needed, because most runs never need it.
 class ICU {
   public:
     /// Throws `std::runtime_error` if ICU is not installed in the version that we were compiled for.

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <concepts>
-#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <utility>

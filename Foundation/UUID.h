@@ -30,7 +30,7 @@ class UUID {
     /// Returns the same without allocating.
     [[nodiscard]] std::array<char, 36> characters() const noexcept;
 
-    /// The 16 bytes, in network order.
+    /// Returns the 16 bytes.
     [[nodiscard]] constexpr const Bytes& bytes() const noexcept { return bytes_; }
 
     /// Orders by the bytes.

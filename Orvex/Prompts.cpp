@@ -4,6 +4,7 @@
 #include "Foundation/LetterCase.h"
 #include "Foundation/Number.h"
 #include "Foundation/QuotedText.h"
+#include "Foundation/SystemCalls.h"
 #include "Foundation/UTF8.h"
 #include "Orvex/TerminalTools.h"
 #include <algorithm>
@@ -33,13 +34,12 @@ namespace {
 std::optional<char> nextByteOfInput() {
     while (true) {
         char byte = 0;
-        const ssize_t count = read(STDIN_FILENO, &byte, 1);
+        const ssize_t count = uninterrupted([&] { return read(STDIN_FILENO, &byte, 1); });
         if (count >= 0) {
             return count > 0 ? std::optional(byte) : std::nullopt;
         }
         pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-        const bool isReady = errno == EAGAIN && poll(&input, 1, -1) > 0;
-        if (!isReady && errno != EINTR) {
+        if (errno != EAGAIN || uninterrupted([&] { return poll(&input, 1, -1); }) < 0) {
             failToRead(errno);
         }
     }

@@ -1,6 +1,7 @@
 #pragma once
 
-// The version of these headers. Versions that differ only in the last number are compatible. CMake reads it from here.
+// The version of these headers. Versions that differ only in the last number are compatible. CMake reads it
+// from here.
 
 /// The first number of the version.
 #define ORVEX_VERSION_MAJOR 0

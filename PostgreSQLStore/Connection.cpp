@@ -181,8 +181,8 @@ bool Row::isNull(int column) const {
 std::string_view Row::bytes(int column, const ServerType& type) const {
     const auto check = [&](bool isGood, const char* fault) {
         if (!isGood) {
-            throw std::runtime_error("its tables are not those of a message store: " + columnName(column) +
-                                     fault);
+            throw std::runtime_error(std::string("its tables are not those of a message store: ") +
+                                     PQfname(result_, column) + fault);
         }
     };
     check(!isNull(column), " is NULL");
@@ -209,10 +209,6 @@ std::string_view Row::text(int column) const {
 
 double Row::real(int column) const {
     return std::bit_cast<double>(integer<Seconds>(column));
-}
-
-std::string Row::columnName(int column) const {
-    return PQfname(result_, column);
 }
 
 void Connection::Finisher::operator()(PGconn* connection) const noexcept {
@@ -417,13 +413,6 @@ class Connection::Answers {
     std::optional<Error> failure_;
 };
 
-Async<void> Connection::readMore() {
-    co_await wait(Event::readable);
-    if (PQconsumeInput(connection_.get()) == 0) {
-        fail();
-    }
-}
-
 Async<std::int64_t> Connection::receive(Answers& answers) {
     PGconn* const connection = connection_.get();
     PQsetSingleRowMode(connection);
@@ -433,7 +422,10 @@ Async<std::int64_t> Connection::receive(Answers& answers) {
     }
     while (true) {
         while (PQisBusy(connection) != 0) {
-            co_await readMore();
+            co_await wait(Event::readable);
+            if (PQconsumeInput(connection) == 0) {
+                fail();
+            }
         }
         const Result result(PQgetResult(connection), PQclear);
         if (!result) {

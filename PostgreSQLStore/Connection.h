@@ -40,12 +40,12 @@ class Timeout : public Error {
     explicit Timeout(const std::string& message) : Error("", message, true) {}
 };
 
-/// Throws a `std::runtime_error`: a PostgreSQL server does not answer in this way to a statement that begins
-/// with `command`.
+/// Throws a `std::runtime_error` which says that no PostgreSQL server gives this answer to a statement that
+/// begins with `command`.
 [[noreturn]] void refuseAnswer(std::string_view command, const std::string& answer);
 
-/// A row of a result, valid during the call that it is passed to. A value that has another type than
-/// `typeOf<T>` is a `std::runtime_error`.
+/// A row of a result, valid during the call that it is passed to. Throws `std::runtime_error` for a value of
+/// another type than `typeOf<T>`.
 class Row {
   public:
     explicit Row(const pg_result* result) : result_(result) {}
@@ -62,7 +62,6 @@ class Row {
     [[nodiscard]] double real(int column) const;
     /// A value of the server's type `text`. Its bytes are the same in binary and textual results.
     [[nodiscard]] std::string_view text(int column) const;
-    [[nodiscard]] std::string columnName(int column) const;
     [[nodiscard]] static std::string literal(const UUID& uuid) { return "'" + uuid.text() + "'"; }
 
   private:
@@ -81,11 +80,12 @@ class Connection {
     static constexpr Deadline never = EventLoop::never;
     using RowHandler = std::function<void(const Row&)>;
 
-    /// The rows that a statement finds or changes: at most how many, and how many columns those that are
-    /// passed to `handler` have.
+    /// The rows that a statement may find or change. Another answer is refused.
     struct Rows {
+        /// In each row; 0 if the server sends none.
         int columns = 0;
         std::int64_t most = std::numeric_limits<std::int64_t>::max();
+        /// Called for each row that the server sends.
         RowHandler handler = {};
     };
 
@@ -105,7 +105,7 @@ class Connection {
     [[nodiscard]] bool isOpen();
     void close() { connection_.reset(); }
 
-    /// Waits for the server throw a `Timeout` from this time on.
+    /// From this time on, waiting for the server throws a `Timeout`.
     void setDeadline(Deadline deadline) { deadline_ = deadline; }
 
     // These throw a `std::runtime_error` if the server's answer does not suit the statement's first word.
@@ -135,7 +135,6 @@ class Connection {
     /// sent to a machine that does not prove its identity.
     Async<bool> handshake(const ConnectionURI::Parameters& parameters);
     Async<void> wait(EventLoop::Event event);
-    Async<void> readMore();
     /// Receives the answers to the statements that were sent. Returns how many rows the last one concerns.
     Async<std::int64_t> receive(Answers& answers);
     [[noreturn]] void fail();

@@ -6,7 +6,7 @@
 
 namespace Orvex {
 
-/// A connection URI of libpq, taken apart.
+/// A parsed connection URI of libpq.
 /// See https://www.postgresql.org/docs/15/libpq-connect.html#LIBPQ-CONNSTRING-URIS
 class ConnectionURI {
   public:

@@ -39,12 +39,10 @@ std::string part(const URL& url, CURLUPart which, unsigned flags = 0) {
 
 /// Judges by the name alone: a name server must not decide that a password may be sent in the clear.
 bool namesThisMachine(const std::string& host) {
-    constexpr unsigned loopbackNetwork = 127;
-    constexpr unsigned networkShift = 24;
     in_addr address{};
     return lowerCased(host) == "localhost" || host == "[::1]" ||
            (inet_pton(AF_INET, host.c_str(), &address) == 1 &&
-            ntohl(address.s_addr) >> networkShift == loopbackNetwork);
+            ntohl(address.s_addr) >> IN_CLASSA_NSHIFT == IN_LOOPBACKNET);
 }
 
 /// Looks up the password in `~/.netrc`. `host` may be an address in brackets.
@@ -55,7 +53,7 @@ std::string passwordOf(const std::string& user, const std::string& host) {
     if (const char* const home = std::getenv("HOME"); home != nullptr) {
         try {
             const RegularFile netrc(std::string(home) + "/.netrc");
-            // A file of root is a mounted secret, whose mode the user cannot change.
+            // The user cannot change the mode of somebody else's file, such as a mounted secret of root's.
             if (netrc.status().st_uid == geteuid() && (netrc.status().st_mode & (S_IRGRP | S_IROTH)) != 0) {
                 fail("names a user, and others may read the passwords in ~/.netrc; "
                      "close it: chmod go= ~/.netrc");

@@ -14,8 +14,8 @@ namespace Orvex {
 /// result for all recipients.
 class ReplyTracker {
   public:
-    /// `logsIn` says that a server which does not take a log-in must not get the message: libcurl goes on
-    /// without one if the server offers none.
+    /// If `logsIn`, only a server that takes a log-in may get the message. libcurl would go on without one if
+    /// the server offers none.
     explicit ReplyTracker(bool logsIn = false) : lacksLogIn_(logsIn) {}
 
     /// Notes a command that was sent.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "VoxArchive/PropertyList.h"
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>

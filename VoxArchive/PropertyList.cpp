@@ -7,7 +7,6 @@
 #include <array>
 #include <bit>
 #include <limits>
-#include <utility>
 
 namespace Orvex {
 

@@ -34,8 +34,8 @@ struct BasicPropertyListObject {
 
 /// A property list from outside, binary (version 00) or XML, as a table of objects that are read on demand.
 /// Reading does not follow references, so nesting and cycles do no harm. Reading objects again and again is
-/// limited: texts and references returned, in bytes and numbers, are together at most twice the list's size,
-/// but at least 8192 and at most 16 MiB. The contents of dates and data are skipped.
+/// limited: all texts, in bytes, and references that are returned together number at most twice the bytes of
+/// the list (at least 8192, at most 16 Mi). The contents of dates and data are skipped.
 class PropertyList {
   public:
     /// A view of integers in the list, of `width` bytes each, 1 to 8. Eight bytes can be loaded from the

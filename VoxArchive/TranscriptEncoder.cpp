@@ -8,41 +8,38 @@ namespace Orvex {
 
 namespace {
 
-void addText(KeyedArchiver::Fields& fields, KeyedArchiver& archiver, std::string_view key,
-             const std::optional<std::string>& text) {
-    if (text) {
-        fields.emplace_back(key, archiver.entry(archiver.string(*text)));
-    }
+std::size_t archived(KeyedArchiver& archiver, const std::string& text) {
+    return archiver.entry(archiver.string(text));
+}
+std::size_t archived(KeyedArchiver& archiver, double number) {
+    return archiver.real(number);
+}
+std::size_t archived(KeyedArchiver& archiver, Seconds duration) {
+    return archiver.real(duration.count());
 }
 
-void addReal(KeyedArchiver::Fields& fields, KeyedArchiver& archiver, std::string_view key,
-             const std::optional<double>& number) {
-    if (number) {
-        fields.emplace_back(key, archiver.real(*number));
-    }
-}
-
-void addSeconds(KeyedArchiver::Fields& fields, KeyedArchiver& archiver, std::string_view key,
-                const std::optional<Seconds>& seconds) {
-    if (seconds) {
-        fields.emplace_back(key, archiver.real(seconds->count()));
+template <class T>
+void add(KeyedArchiver::Fields& fields, KeyedArchiver& archiver, std::string_view key,
+         const std::optional<T>& value) {
+    if (value) {
+        fields.emplace_back(key, archived(archiver, *value));
     }
 }
 
 std::size_t archived(KeyedArchiver& archiver, const VMVoicemailTranscriptSegment& segment) {
     KeyedArchiver::Fields fields;
-    addText(fields, archiver, TranscriptKeys::text, segment.text);
-    addSeconds(fields, archiver, TranscriptKeys::timestamp, segment.timestamp);
-    addSeconds(fields, archiver, TranscriptKeys::duration, segment.duration);
-    addReal(fields, archiver, TranscriptKeys::confidence, segment.confidence);
+    add(fields, archiver, TranscriptKeys::text, segment.text);
+    add(fields, archiver, TranscriptKeys::timestamp, segment.timestamp);
+    add(fields, archiver, TranscriptKeys::duration, segment.duration);
+    add(fields, archiver, TranscriptKeys::confidence, segment.confidence);
     return archiver.object(TranscriptKeys::segmentClass, std::move(fields));
 }
 
 std::size_t archived(KeyedArchiver& archiver, const VMVoicemailTranscript& transcript) {
     KeyedArchiver::Fields fields;
-    addText(fields, archiver, TranscriptKeys::text, transcript.text);
-    addText(fields, archiver, TranscriptKeys::locale, transcript.locale);
-    addReal(fields, archiver, TranscriptKeys::confidence, transcript.confidence);
+    add(fields, archiver, TranscriptKeys::text, transcript.text);
+    add(fields, archiver, TranscriptKeys::locale, transcript.locale);
+    add(fields, archiver, TranscriptKeys::confidence, transcript.confidence);
     if (!transcript.segments.empty()) {
         std::vector<std::size_t> segments;
         for (const VMVoicemailTranscriptSegment& segment : transcript.segments) {

@@ -12,7 +12,7 @@ function(orvex_library name)
   add_library(${name} STATIC ${arg_SOURCES})
   add_library(Orvex::${name} ALIAS ${name})
   set_target_properties(${name} PROPERTIES OUTPUT_NAME orvex-${name})
-  # No function is ever replaced at run time, so calls need not allow for it, which costs time.
+  # Functions are never replaced at run time, so calls can be direct or inlined.
   target_compile_options(${name} PRIVATE -fno-semantic-interposition)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${arg_HEADERS})
@@ -26,7 +26,7 @@ endfunction()
 
 # orvex_module(<name> FACTORY <function> SOURCES <file>... LIBRARIES <library>...)
 # A shared object that the program loads on demand: NAME-VERSION.so, in the package orvex-NAME. Only a program of the same
-# version loads it. It exports only that function, and has its own copies of the libraries that the program has, too.
+# version loads it. It exports only the factory, and contains copies of the libraries that the program contains, too.
 function(orvex_module name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "FACTORY" "SOURCES;LIBRARIES")
   set(target orvex_${name})

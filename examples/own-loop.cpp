@@ -30,14 +30,13 @@ class AsioLoop final : public EventLoop {
     std::shared_ptr<void> wait(int descriptor, Event event, TimePoint deadline,
                                std::function<void(bool isReady)> resume) override {
         struct Wait {
-            Wait(asio::io_context& context, int number, TimePoint end)
-                : descriptor(context, number), timer(context, end) {}
+            Wait(asio::io_context& context, TimePoint end) : descriptor(context), timer(context, end) {}
             // The caller closes the descriptor.
             ~Wait() { descriptor.release(); }
             asio::posix::stream_descriptor descriptor;
             asio::steady_timer timer;
         };
-        const auto wait = std::make_shared<Wait>(context_, descriptor, deadline);
+        const auto wait = std::make_shared<Wait>(context_, deadline);
         // The first handler destroys the wait, so the second one does nothing.
         const auto end = [resume, weak = std::weak_ptr<Wait>(wait)](bool isReady) {
             return [=](const boost::system::error_code&) {
@@ -46,8 +45,12 @@ class AsioLoop final : public EventLoop {
                 }
             };
         };
-        wait->descriptor.async_wait(
-            event == Event::readable ? wait->descriptor.wait_read : wait->descriptor.wait_write, end(true));
+        if (descriptor >= 0) {
+            wait->descriptor.assign(descriptor);
+            wait->descriptor.async_wait(event == Event::readable ? wait->descriptor.wait_read
+                                                                 : wait->descriptor.wait_write,
+                                        end(true));
+        }
         wait->timer.async_wait(end(false));
         return wait;
     }

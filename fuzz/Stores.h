@@ -27,7 +27,7 @@ struct Files {
     std::string journal;
 };
 
-/// A store that is the same in every run: whole, and as a process leaves it that dies during a change.
+/// Files that are the same in every run: of a whole store, and of one whose process died during a change.
 struct ValidStores {
     Files whole;
     Files interrupted;
@@ -38,7 +38,7 @@ struct ValidStores {
 [[nodiscard]] std::string bytesOf(const std::filesystem::path& file);
 void writeBytes(const std::filesystem::path& file, std::string_view bytes);
 
-/// Reads a store and changes it, in every way, and expects no wrong result whatever its file holds.
+/// Reads and changes a store in every way. Expects that no result is wrong, whatever its file holds.
 void tryStore(const std::filesystem::path& file);
 
 } // namespace Orvex::Fuzzing

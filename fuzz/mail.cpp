@@ -1,7 +1,6 @@
 #include "Fuzzing.h"
 #include "SMTPTransport/MailEntry.h"
 #include "SMTPTransport/ReplyTracker.h"
-#include <algorithm>
 #include <exception>
 #include <optional>
 #include <string>
@@ -13,8 +12,8 @@ namespace {
 
 constexpr std::size_t recipients = 2;
 
-/// The input is the lines that a server sends. The first byte of each is the number of commands that libcurl
-/// sends before that line.
+/// The input is the lines that a server sends. The first byte of each, modulo 4, is the number of commands
+/// that libcurl sends before that line.
 void tryServer(std::string_view input) {
     const std::vector<std::string> commands = {"EHLO here",     "AUTH PLAIN",    "MAIL FROM:<a@b> SIZE=1000",
                                                "RCPT TO:<c@d>", "RCPT TO:<e@f>", "DATA"};

@@ -33,9 +33,9 @@ constexpr std::chrono::milliseconds patience(10);
 constexpr std::chrono::seconds tooLong(5);
 constexpr std::size_t sizeOfSize = 4;
 
-/// The answers of a server, one each time that it has heard something. The input is messages: a type, the
-/// number of bytes, and the bytes. Type 0 stands before bytes that are not a message, and type 1 ends what is
-/// said at once. So most inputs get as far as what understands them.
+/// Returns the answers of a server; it sends one each time that it has received something. The input is
+/// messages: a type, the number of bytes, and the bytes. Type 0 stands before bytes that are not a message;
+/// type 1 ends an answer. So most inputs are well-formed messages.
 std::vector<std::string> answersIn(std::string_view input) {
     std::vector<std::string> answers(1);
     while (input.size() >= 2) {
@@ -55,11 +55,11 @@ std::vector<std::string> answersIn(std::string_view input) {
     return answers;
 }
 
-/// A server in the abstract namespace, of which nothing is left behind. It is also the event loop of its
-/// client, and talks while that waits.
+/// A server on an abstract socket, which leaves no file behind. It is also the event loop of its client, and
+/// talks while the client waits.
 class Server final : public EventLoop {
   public:
-    /// If it is endless, it says the last thing again and again until the client has left.
+    /// If `isEndless`, repeats the last answer until the client has left.
     explicit Server(std::vector<std::string> script, bool isEndless = false)
         : answers(std::move(script)), isEndless_(isEndless) {
         sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
@@ -77,7 +77,7 @@ class Server final : public EventLoop {
         const short events = event == Event::readable ? POLLIN : POLLOUT;
         pollfd client{.fd = descriptor, .events = events, .revents = 0};
         while (poll(&client, 1, 0) == 0 && steady_clock::now() < deadline) {
-            // When both wait for the other, the server leaves.
+            // Both wait for the other, so the server closes the connection.
             if (!talk()) {
                 shutdown(client_.get(), SHUT_RDWR);
                 poll(&client, 1, patience.count());
@@ -109,8 +109,8 @@ class Server final : public EventLoop {
     std::vector<std::string> answers;
 
   private:
-    /// Lets the client in, hears something, or says something. It lets one client in. Returns false if there
-    /// is nothing to do.
+    /// Accepts the only client, receives something, or sends something. Returns false if there is nothing to
+    /// do.
     bool talk() {
         if (client_.get() < 0) {
             client_ = FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK));

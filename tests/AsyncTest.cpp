@@ -4,12 +4,14 @@
 #include "SteppedLoop.h"
 #include <array>
 #include <chrono>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <unistd.h>
+#include <utility>
 
 namespace Orvex::Testing {
 namespace {
@@ -121,6 +123,36 @@ Async<std::string> caught(int depth) {
 TEST(AsyncTest, ExceptionsPassThroughEveryLevel) {
     EXPECT_EQ(runToCompletion(caught(5)), "thrown");
     EXPECT_THROW(runToCompletion(throwAtDepth(5)), std::runtime_error);
+}
+
+/// Resumes the coroutine inside `wait`, or throws there.
+class ImmediateLoop final : public EventLoop {
+  public:
+    explicit ImmediateLoop(bool fails) : fails_(fails) {}
+    std::shared_ptr<void> wait(int /*descriptor*/, Event /*event*/, TimePoint /*deadline*/,
+                               std::function<void(bool isReady)> resume) override {
+        if (fails_) {
+            throw std::runtime_error("the loop fails");
+        }
+        resume(true);
+        return std::make_shared<std::function<void(bool isReady)>>(std::move(resume));
+    }
+
+  private:
+    bool fails_;
+};
+
+TEST(AsyncTest, LoopsMayResumeOrThrowInsideWait) {
+    std::string trace;
+    ImmediateLoop resuming(false);
+    Async<std::unique_ptr<int>> work = nested(3, 0, trace);
+    work.start(resuming);
+    EXPECT_EQ(*work.result(), 300'001);
+    ImmediateLoop failing(true);
+    Async<std::unique_ptr<int>> failed = nested(3, 0, trace);
+    failed.start(failing);
+    EXPECT_THROW(failed.result(), std::runtime_error);
+    EXPECT_EQ(trace, "d1d2d3ddddd");
 }
 
 Async<bool> ready(int descriptor, Event event, EventLoop::TimePoint deadline) {

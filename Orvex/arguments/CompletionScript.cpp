@@ -206,7 +206,6 @@ std::string fishScript(const Tool& tool, Options toolOptions) {
     const std::string inFront = named("not __@id@_command", tool);
     const std::string runs = named("__@id@_runs ", tool);
     const std::string lists = named("__@id@_lists", tool);
-    std::vector<std::string> withValue;
     std::string lines;
     forEachCommand(
         tool, toolOptions, [&](const std::string& command, std::string_view summary, Options options) {
@@ -222,6 +221,7 @@ std::string fishScript(const Tool& tool, Options toolOptions) {
                 }
             }
         });
+    std::vector<std::string> withValue;
     for (const BoundProperty& bound : toolOptions) {
         if (takesValue(bound)) {
             withValue.push_back(joined(bound.spellings(), " "));

@@ -38,8 +38,7 @@ void outliveSizeLimits() {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
-/// Lets only the user access new files, even if the parent's umask was laxer, and always lets the user access
-/// them.
+/// Umask 077: the user, and nobody else, can access new files, whatever umask the parent had.
 void restrictNewFiles() {
     umask(S_IRWXG | S_IRWXO);
 }

@@ -8,6 +8,9 @@
 #include <string_view>
 #include <vector>
 
+// Doxygen checks the members of a namespace only if it has a comment.
+
+/// Everything that Orvex declares, except macros.
 namespace Orvex {
 
 /// The exit statuses that `run` returns. A shell also sees 128 plus the number of a signal that ended the

@@ -30,8 +30,7 @@ const ManualText SendVideoMessage::manual{
 Handles are telephone numbers or e-mail addresses, and are not changed. Each message gets a new record UUID. It
 is not added to the store.)",
     .exitStatus = "If the message was not accepted for every destination, the exit status is 1, and standard "
-                  "error tells "
-                  "the reason.",
+                  "error tells the reason.",
     .examples = R"(Send a video to two people:
 
     {tool} send-video-message --video-url party.mov --sender-handle +15550100 \

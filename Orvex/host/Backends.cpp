@@ -41,8 +41,7 @@ const Backend* backendFor(std::string_view url, std::span<const Backend> backend
     return found != backends.end() ? &*found : nullptr;
 }
 
-/// The user's data folder. A relative path in the variable is ignored, as the XDG Base Directory
-/// Specification demands.
+/// The folder of the user's data by the XDG base directories, which have relative paths ignored.
 std::filesystem::path userDataFolder() {
     if (const char* const data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data == '/') {
         return data;
@@ -78,7 +77,7 @@ std::optional<StoreLocation> ArgumentConversion<StoreLocation>::parse(std::strin
 
 ValueSyntax ArgumentConversion<StoreLocation>::syntax() {
     return {.placeholder = "<path>",
-            .expected = "a path (begin it with \"./\" if it has the look of a connection string), or a URI "
+            .expected = "a path (begin it with \"./\" if it looks like a connection string), or a URI "
                         "such as postgresql://user@host/database",
             .isPath = true};
 }

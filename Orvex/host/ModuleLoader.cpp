@@ -58,7 +58,7 @@ void* factoryInModule(const std::string& name, const char* factory) {
     const std::string package = "orvex-" + name;
     const std::string file = name + "-" ORVEX_VERSION ".so";
     const std::filesystem::path folder = std::filesystem::read_symlink(program).parent_path();
-    // Beside the program in the build folder, or in the folder for modules of an installation.
+    // A build folder has modules beside the program; an installation has a folder for them.
     std::filesystem::path path = folder / file;
     FileDescriptor opened = openModule(package, path);
     if (opened.get() < 0) {

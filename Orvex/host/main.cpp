@@ -15,15 +15,13 @@ struct HostOptions {
         std::nullopt,
         {derivedLong},
         "The path or file: URL of the message store, or the postgresql://... URI of a store on a server. "
-        "Without "
-        "it: orvex/messages.db in $XDG_DATA_HOME, or else in ~/.local/share."};
+        "Without it: orvex/messages.db in $XDG_DATA_HOME, or else in ~/.local/share."};
 
     Option<std::optional<ServiceLocation>> sendingService{
         std::nullopt,
         {derivedLong},
-        "The smtp:// or smtps:// URL of the mail server that sends video messages. Without it, they wait in "
-        "the "
-        "outbox."};
+        "The smtp:// or smtps:// URL of the mail server that sends video messages. "
+        "Without it, they wait in the outbox."};
 
     ORVEX_CODING_KEYS(HostOptions, store, sendingService)
 };

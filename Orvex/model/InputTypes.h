@@ -10,15 +10,19 @@ namespace Orvex {
 // Options of the command line, which users give as numbers. Stores use the same numbers, but count providers
 // from 1.
 
+/// The type of a message.
 enum class InputMessageType : std::int16_t { screened, audio, video };
 BOOST_DESCRIBE_ENUM(InputMessageType, screened, audio, video)
 
+/// The service that delivers a message.
 enum class InputProviderType : std::int16_t { Telephony, Zelvo };
 BOOST_DESCRIBE_ENUM(InputProviderType, Telephony, Zelvo)
 
+/// The mailbox of a message.
 enum class InputMailboxType : std::int16_t { inbox, junk, trash };
 BOOST_DESCRIBE_ENUM(InputMailboxType, inbox, junk, trash)
 
+/// The progress of a transcription.
 enum class InputTranscriptionStatus : std::int16_t {
     notAvailable,
     pending,
@@ -29,6 +33,7 @@ enum class InputTranscriptionStatus : std::int16_t {
 BOOST_DESCRIBE_ENUM(InputTranscriptionStatus, notAvailable, pending, transcriptionFailed, inProgress,
                     transcriptionAvailable)
 
+/// @{ The value that a store has for the value of an option.
 [[nodiscard]] constexpr MessageType storeValue(InputMessageType input) {
     return MessageType{rawValue(input)};
 }
@@ -45,5 +50,6 @@ template <class Input>
 [[nodiscard]] auto storeValue(const std::optional<Input>& input) {
     return input ? std::optional(storeValue(*input)) : std::nullopt;
 }
+/// @}
 
 } // namespace Orvex

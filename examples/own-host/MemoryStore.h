@@ -14,8 +14,8 @@ namespace MyTool {
 
 using namespace Orvex;
 
-/// A message store in memory that lasts as long as the object. Yours would ask the device instead. `MessageStore`
-/// describes the operations; those that have to wait can `co_await`.
+/// A message store in memory that lasts as long as the object. Yours would ask the device instead.
+/// `MessageStore` describes the operations; those that have to wait can `co_await`.
 class MemoryStore : public MessageStore {
   public:
     Async<bool> isTranscriptionEnabled() override { co_return true; }

@@ -19,7 +19,8 @@ namespace {
 
 using namespace Orvex;
 
-/// Prints what it would send. Yours would hand the message to a network, and return when the network has stored it.
+/// Prints what it would send. Yours would hand the message to a network, and return when the network has
+/// stored it.
 class SpokenSendingService final : public SendingService {
   public:
     Async<void> sendVideoMessage(VideoMessageRequest request) override {
