@@ -67,7 +67,8 @@ std::string newDatabase(const std::string& uri) {
         server = own->uri();
     }
     std::string name = "test";
-    for (const unsigned char byte : UUID::random().bytes()) {
+    const UUID unique = UUID::random();
+    for (const unsigned char byte : unique.bytes()) {
         name += std::to_string(byte);
     }
     runSQL(server, "CREATE DATABASE " + name);
