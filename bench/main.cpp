@@ -203,8 +203,8 @@ class Bench {
 
     /// Without the package's wrapper and the user's settings.
     Command psql(const std::string& database, std::vector<std::string> words) {
-        words.insert(words.begin(), {ORVEX_POSTGRESQL_PROGRAMS "psql", "-X", "-v", "ON_ERROR_STOP=1",
-                                     server().uri(database)});
+        const std::string program = ORVEX_POSTGRESQL_PROGRAMS "psql";
+        words.insert(words.begin(), {program, "-X", "-v", "ON_ERROR_STOP=1", server().uri(database)});
         return {.words = std::move(words)};
     }
 

@@ -10,6 +10,8 @@
 #include <boost/asio.hpp>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -80,7 +82,7 @@ class DeviceStore final : public MyTool::MemoryStore {
 
 } // namespace
 
-int main(int argc, char* argv[]) {
+int main(int argc, char* argv[]) try {
     asio::io_context context;
     asio::local::stream_protocol::socket device(context);
     asio::local::stream_protocol::socket client(context);
@@ -109,4 +111,7 @@ int main(int argc, char* argv[]) {
     };
     const std::vector<std::string_view> words(argv + (argc > 0 ? 1 : 0), argv + argc);
     return static_cast<int>(run(tool, words));
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "own-loop: %s\n", error.what());
+    return 1;
 }
