@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 #include <libpq-fe.h>
 #include <optional>
-#include <ranges>
+#include <span>
 #include <sys/socket.h>
 #include <thread>
 
@@ -45,7 +45,7 @@ std::string sqlFile(const std::string& name) {
 std::vector<std::pair<std::string, std::string>> sqlCases(const std::string& name) {
     std::vector<std::pair<std::string, std::string>> cases;
     const std::vector<std::string> parts = split(sqlFile(name), "\n\n");
-    for (const std::string& part : parts | std::views::drop(1)) {
+    for (const std::string& part : std::span(parts).subspan(1)) {
         const std::size_t end = part.find('\n');
         cases.emplace_back(part.substr(3, end - 3), part.substr(end + 1));
     }
@@ -69,7 +69,7 @@ class PostgreSQLMessageStoreTest : public testing::Test {
     std::string sql(const std::string& text) const { return runSQL(uri, text); }
     /// A session of the administrator that has run `text` and stays open.
     std::shared_ptr<PGconn> session(const std::string& text, const std::string& more = "") const {
-        const std::shared_ptr<PGconn> opened(PQconnectdb((uri + more).c_str()), PQfinish);
+        std::shared_ptr<PGconn> opened(PQconnectdb((uri + more).c_str()), PQfinish);
         PQclear(PQexec(opened.get(), text.c_str()));
         return opened;
     }

@@ -13,7 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <ranges>
+#include <span>
 #include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
@@ -65,7 +65,7 @@ class Sender {
         const std::vector<std::string> parts =
             split(readFile(entryOf(recordUUID) / "request.json"), "\"state\"");
         std::string states;
-        for (const std::string& part : parts | std::views::drop(1)) {
+        for (const std::string& part : std::span(parts).subspan(1)) {
             states += part.at(part.find('"') + 1);
         }
         return states;
